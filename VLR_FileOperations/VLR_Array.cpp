@@ -1,0 +1,227 @@
+#include "VLR_Array.h"
+
+#include "VLR_Comparator.h"
+#include "VLR_Exception.h"
+#include "VLR_Stream.h"
+#include "VLR_System.h"
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+
+namespace {
+
+constexpr uint32_t kPointerSize = sizeof(VLR_Object*);
+constexpr uint32_t kMaxCount = std::numeric_limits<uint32_t>::max() / kPointerSize;
+
+/// A count too large for any block becomes a length that no allocation can grant.
+uint32_t StorageLengthFor(uint32_t count)
+{
+    return count > kMaxCount ? std::numeric_limits<uint32_t>::max() : count * kPointerSize;
+}
+
+} // namespace
+
+VLR_ObjectArray::VLR_ObjectArray(const VLR_ObjectArray& other)
+    : VLR_Object(other)
+{
+    CopyFrom(other);
+}
+
+VLR_ObjectArray::VLR_ObjectArray(const VLR_ObjectArray& other, uint32_t start, uint32_t n)
+{
+    CopyFrom(other, start, n);
+}
+
+VLR_ObjectArray::~VLR_ObjectArray()
+{
+    // Only a damaged count or guard raises here; it has logged itself, and a destructor can't pass it on.
+    try {
+        RemoveAll();
+    } catch (...) {
+        return;
+    }
+}
+
+VLR_ObjectArray& VLR_ObjectArray::operator=(const VLR_ObjectArray& other)
+{
+    CopyFrom(other);
+    return *this;
+}
+
+void VLR_ObjectArray::CopyFrom(const VLR_ObjectArray& other)
+{
+    CopyFrom(other, 0, other.count);
+}
+
+void VLR_ObjectArray::CopyFrom(const VLR_ObjectArray& other, uint32_t start, uint32_t n)
+{
+    if (start > other.count || n > other.count - start)
+        VLR_RAISE(kOutOfRange);
+    RemoveAll();
+    if (&other == this)
+        return;
+    storage.Resize(StorageLengthFor(n));
+    count = n;
+    for (uint32_t i = 0; i < n; ++i) {
+        VLR_Object* const object = other.Base()[start + i];
+        if (object != nullptr)
+            object->Retain();
+        Elements()[i] = object;
+    }
+}
+
+VLR_Object* const* VLR_ObjectArray::Base() const
+{
+    return reinterpret_cast<VLR_Object* const*>(storage.Bytes());
+}
+
+VLR_Object* VLR_ObjectArray::ObjectAtIndex(uint32_t index) const
+{
+    if (index >= count)
+        VLR_RAISE(kOutOfRange);
+    return Base()[index];
+}
+
+void VLR_ObjectArray::AppendObject(VLR_Object* object)
+{
+    GrowByOne();
+    Elements()[count - 1] = object;
+    object->Retain();
+}
+
+void VLR_ObjectArray::AppendObjectsFrom(const VLR_ObjectArray& other)
+{
+    const uint32_t otherCount = other.count; // read once: the other array may be this one
+    for (uint32_t i = 0; i < otherCount; ++i)
+        AppendObject(other.Base()[i]);
+}
+
+void VLR_ObjectArray::SetObjectAtIndex(VLR_Object* object, uint32_t index)
+{
+    if (index >= count)
+        VLR_RAISE(kOutOfRange);
+    object->Retain(); // before the old one goes: both may be the same object
+    DropReference(Elements()[index]);
+    Elements()[index] = object;
+}
+
+void VLR_ObjectArray::RemoveObjectAtIndex(uint32_t index)
+{
+    if (index >= count)
+        VLR_RAISE(kOutOfRange);
+    DropReference(Elements()[index]);
+    VLR_Object** const gap = Elements() + index;
+    VLR_System::MemCopy(gap, gap + 1, (count - index - 1) * kPointerSize);
+    Elements()[count - 1] = nullptr;
+    --count;
+    storage.Resize(count * kPointerSize);
+}
+
+void VLR_ObjectArray::RemoveObject(VLR_Object* object)
+{
+    VLR_Object** const end = Elements() + count;
+    VLR_Object** const found = std::find(Elements(), end, object);
+    if (found != end)
+        RemoveObjectAtIndex(static_cast<uint32_t>(found - Elements()));
+}
+
+void VLR_ObjectArray::RemoveObjects(const VLR_ObjectArray& others)
+{
+    std::unordered_map<const VLR_Object*, uint32_t> timesToRemove;
+    for (uint32_t i = 0; i < others.count; ++i)
+        ++timesToRemove[others.Base()[i]];
+    if (timesToRemove.empty())
+        return;
+
+    uint32_t kept = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        VLR_Object* const object = Elements()[i];
+        const auto found = timesToRemove.find(object);
+        if (found != timesToRemove.end() && found->second > 0) {
+            --found->second;
+            DropReference(object);
+        } else {
+            Elements()[kept++] = object;
+        }
+    }
+    count = kept;
+    storage.Resize(count * kPointerSize);
+}
+
+void VLR_ObjectArray::RemoveAll()
+{
+    for (uint32_t i = 0; i < count; ++i)
+        DropReference(Elements()[i]);
+    count = 0;
+    storage.Resize(0);
+}
+
+uint32_t VLR_ObjectArray::IndexOf(const VLR_Object& object, const VLR_Comparator& comparator) const
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        if (comparator.IsEqual(&object, Base()[i]))
+            return i;
+    }
+    return kNotFound;
+}
+
+bool VLR_ObjectArray::Contains(const VLR_Object& object, const VLR_Comparator& comparator) const
+{
+    return static_cast<int32_t>(IndexOf(object, comparator)) >= 0;
+}
+
+VLR_ObjectArray VLR_ObjectArray::Find(const VLR_Object& object, const VLR_Comparator& comparator, bool firstOnly) const
+{
+    VLR_ObjectArray found;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!comparator.IsEqual(&object, Base()[i]))
+            continue;
+        found.AppendObject(Base()[i]);
+        if (firstOnly)
+            break;
+    }
+    return found;
+}
+
+VLR_String VLR_ObjectArray::ComponentsJoinedByString(VLR_String separator) const
+{
+    VLR_MemoryBlock joined;
+    VLR_MemoryStream stream(joined);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (i > 0)
+            stream.PutBytes(separator.Bytes(), separator.Length());
+        const VLR_String text = Base()[i]->AsString();
+        stream.PutBytes(text.Bytes(), text.Length());
+    }
+    return VLR_String(joined, VLR_CharacterSetUTF8);
+}
+
+void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
+{
+    std::stable_sort(Elements(), Elements() + count, VLR_ObjectComparator(comparator));
+}
+
+VLR_Object** VLR_ObjectArray::Elements()
+{
+    return reinterpret_cast<VLR_Object**>(storage.Bytes());
+}
+
+void VLR_ObjectArray::GrowByOne()
+{
+    const uint32_t newLength = StorageLengthFor(count + 1);
+    // Half as much again, so that appending stays linear for lists of any length.
+    if (newLength > storage.Capacity() && count > 0)
+        storage.Reserve(StorageLengthFor(count + std::min(count / 2 + 1, kMaxCount - count)));
+    storage.Resize(newLength);
+    ++count;
+}
+
+void VLR_ObjectArray::DropReference(VLR_Object* object)
+{
+    if (object == nullptr)
+        return;
+    object->Release();
+    if (object->ReferenceCount() == 0)
+        delete object;
+}

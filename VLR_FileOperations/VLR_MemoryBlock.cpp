@@ -1,0 +1,189 @@
+#include "VLR_MemoryBlock.h"
+
+#include "VLR_Exception.h"
+#include "VLR_Guards.h"
+#include "VLR_System.h"
+
+#include <limits>
+
+namespace {
+
+constexpr uint32_t kFirstGrowStep = 16;
+constexpr uint32_t kLastGrowStep = 256;
+
+uint32_t NextGrowStep(uint32_t growStep)
+{
+    if (growStep == 0)
+        return kFirstGrowStep;
+    return growStep < kLastGrowStep ? growStep * 4 : growStep;
+}
+
+/// The sum of two lengths. One that passes 32 bits becomes the largest, which no allocation can grant.
+uint32_t AddLengths(uint32_t a, uint32_t b)
+{
+    constexpr uint32_t kLargest = std::numeric_limits<uint32_t>::max();
+    return b > kLargest - a ? kLargest : a + b;
+}
+
+} // namespace
+
+VLR_MemoryBlock::VLR_MemoryBlock(const unsigned char* source, uint32_t n)
+{
+    if (n == 0)
+        return;
+    AllocateForLength(n);
+    if (source != nullptr)
+        VLR_System::MemCopy(bytes, source, n);
+}
+
+VLR_MemoryBlock::VLR_MemoryBlock(uint32_t n)
+{
+    AllocateForLength(n);
+}
+
+VLR_MemoryBlock::VLR_MemoryBlock(const VLR_MemoryBlock& other)
+    : VLR_Object(other)
+{
+    VLR_MemoryBlock::CopyFrom(other);
+}
+
+VLR_MemoryBlock::~VLR_MemoryBlock()
+{
+    // A damaged guard can't be raised from here; the content is wiped all the same, and the storage stays behind.
+    try {
+        VLR_MemoryBlock::FreeStorage();
+    } catch (...) {
+        bytes = nullptr;
+    }
+}
+
+VLR_MemoryBlock& VLR_MemoryBlock::operator=(const VLR_MemoryBlock& other)
+{
+    CopyFrom(other);
+    return *this;
+}
+
+int32_t VLR_MemoryBlock::Compare(const VLR_Object* other) const
+{
+    const auto& block = *static_cast<const VLR_MemoryBlock*>(other);
+    if (length != block.length)
+        return static_cast<int32_t>(length - block.length); // modulo 2^32, read as signed
+    return length == 0 ? 0 : VLR_System::MemCompare(bytes, block.bytes, length);
+}
+
+void VLR_MemoryBlock::CopyFrom(const VLR_MemoryBlock& other)
+{
+    FreeStorage();
+    bytes = VLR_System::Allocate(other.capacity);
+    length = other.length;
+    capacity = other.capacity;
+    VLR_System::MemCopy(bytes, other.bytes, length); // the tail behind it is zero on both sides
+}
+
+unsigned char* VLR_MemoryBlock::AllocateForLength(uint32_t n)
+{
+    const uint32_t step = NextGrowStep(growStep);
+    const uint32_t newCapacity = AddLengths(n, step);
+    bytes = VLR_System::Allocate(newCapacity);
+    growStep = step;
+    length = n;
+    capacity = newCapacity;
+    return bytes;
+}
+
+void VLR_MemoryBlock::Resize(uint32_t n)
+{
+    if (n == 0) {
+        FreeStorage();
+        return;
+    }
+    CheckGuards(bytes, /*freeing=*/false);
+    if (n > capacity) {
+        unsigned char* const oldBytes = bytes;
+        const uint32_t oldLength = length;
+        AllocateForLength(n);
+        VLR_System::MemCopy(bytes, oldBytes, oldLength);
+        ClearAndFree(oldBytes, oldLength);
+        return;
+    }
+    if (n < length)
+        VLR_System::MemWipe(bytes + n, length - n);
+    length = n;
+}
+
+void VLR_MemoryBlock::Reserve(uint32_t finalLength)
+{
+    CheckGuards(bytes, /*freeing=*/false);
+    if (finalLength <= capacity)
+        return;
+    unsigned char* const oldBytes = bytes;
+    bytes = VLR_System::Allocate(finalLength);
+    capacity = finalLength;
+    growStep = 0;
+    VLR_System::MemCopy(bytes, oldBytes, length);
+    ClearAndFree(oldBytes, length);
+}
+
+void VLR_MemoryBlock::FreeStorage()
+{
+    MemoryBlockChanged();
+    if (bytes != nullptr) {
+        VLR_System::MemWipe(bytes, length);
+        VLR_System::Free(bytes);
+    }
+    bytes = nullptr;
+    length = 0;
+    capacity = 0;
+    growStep = 0;
+}
+
+unsigned char VLR_MemoryBlock::ByteAtIndex(uint32_t index) const
+{
+    if (index >= length)
+        VLR_RAISE(kOutOfRange);
+    return bytes[index];
+}
+
+void VLR_MemoryBlock::SetByteAtIndex(unsigned char value, uint32_t index)
+{
+    if (index >= length)
+        VLR_RAISE(kOutOfRange);
+    bytes[index] = value;
+}
+
+void VLR_MemoryBlock::AppendByte(unsigned char value)
+{
+    Append(&value, 1);
+}
+
+void VLR_MemoryBlock::Append(const void* source, uint32_t n)
+{
+    const uint32_t oldLength = length;
+    Resize(AddLengths(oldLength, n));
+    if (n > 0)
+        VLR_System::MemCopy(bytes + oldLength, source, n);
+}
+
+void VLR_MemoryBlock::Append(const VLR_MemoryBlock& other)
+{
+    Append(other.bytes, other.length);
+}
+
+uint16_t VLR_MemoryBlock::ComputeChecksum() const
+{
+    const uint32_t wordCount = length / 2;
+    uint64_t sum = 0; // wide enough for a block of any length
+    for (uint32_t i = 0; i < wordCount; ++i)
+        sum += static_cast<uint32_t>(bytes[2 * i] << 8) | bytes[2 * i + 1];
+    while (sum > 0xFFFF)
+        sum = (sum & 0xFFFF) + (sum >> 16);
+    return static_cast<uint16_t>(sum);
+}
+
+void VLR_MemoryBlock::ClearAndFree(unsigned char* bytes, uint32_t n)
+{
+    if (bytes == nullptr)
+        return;
+    VLR_System::MemWipe(bytes, n);
+    VLR_System::Free(bytes);
+}
