@@ -1,0 +1,83 @@
+#pragma once
+
+#include "AppleEvent.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Finds running programs, and sends them events.
+class AppleEventSystem {
+public:
+    virtual ~AppleEventSystem() = default;
+
+    /// The bundle identifiers of the running programs, in no order. Asking starts nothing; where there is no event
+    /// system nobody is running.
+    virtual std::vector<std::string> runningBundleIdentifiers() = 0;
+
+    /// The process id of a running program; absent if it has ended since.
+    virtual std::optional<uint32_t> processID(const std::string& bundleIdentifier) = 0;
+
+    /// Sends an event and waits for the reply, up to the default time-out of 60 seconds; 0 or an error. Throws
+    /// Interrupted when a signal comes. The target is a process of which processID has told.
+    virtual int16_t AESend(const AppleEvent& event, AppleEvent& reply) = 0;
+
+    // Making events. A message can't carry everything; what is too large for one is absent, or an error.
+
+    virtual std::optional<NSAppleEventDescriptor> listDescriptor();
+    virtual std::optional<NSAppleEventDescriptor> descriptorWithDescriptorType(
+        uint32_t type, const std::string& bytes);
+    virtual int16_t AEPutParamDesc(AppleEvent& event, uint32_t keyword, const NSAppleEventDescriptor& descriptor);
+
+    static constexpr std::size_t kLargestDescriptor = 1 << 26; // an array of the bus
+};
+
+/// What a program does with an event: fills in the reply.
+using AppleEventHandler = std::function<void(const AppleEvent& event, AppleEvent& reply)>;
+
+/// The receiving side: hands incoming events to handlers.
+class NSAppleEventManager {
+public:
+    virtual ~NSAppleEventManager() = default;
+
+    virtual void setEventHandler(AppleEventHandler handler, uint32_t eventClass, uint32_t eventID) = 0;
+};
+
+/// Events over the session bus (docs/hand-off.md), on the caller's thread.
+///
+/// A program runs if its bundle identifier is a name on the bus. The bus is asked when it is first needed; one that is
+/// absent, dead or silent counts as empty from then on.
+class LinuxAppleEventSystem final : public AppleEventSystem, public NSAppleEventManager {
+public:
+    struct TimeOuts {
+        std::chrono::milliseconds bus { 5000 }; // for answers of the bus itself
+        std::chrono::milliseconds reply { 60000 }; // for answers of another program
+    };
+
+    LinuxAppleEventSystem();
+    explicit LinuxAppleEventSystem(const TimeOuts& timeOuts);
+    ~LinuxAppleEventSystem() override;
+    LinuxAppleEventSystem(const LinuxAppleEventSystem&) = delete;
+    LinuxAppleEventSystem& operator=(const LinuxAppleEventSystem&) = delete;
+
+    std::vector<std::string> runningBundleIdentifiers() override;
+    std::optional<uint32_t> processID(const std::string& bundleIdentifier) override;
+    int16_t AESend(const AppleEvent& event, AppleEvent& reply) override;
+    void setEventHandler(AppleEventHandler handler, uint32_t eventClass, uint32_t eventID) override;
+
+    /// Takes a bundle identifier on the bus, so that others find this program. False if the bus or the name can't be had.
+    [[nodiscard]] bool becomeRunningProcess(const std::string& bundleIdentifier);
+
+    /// Handles what has come in, after a wait of at most `wait` for the first. False once the bus is gone.
+    /// Raises: what a handler raised, after the sender has been told of a failure.
+    [[nodiscard]] bool handleEvents(std::chrono::milliseconds wait);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "AppleEvent.h"
+
+#include <systemd/sd-bus.h>
+
+/// Events as messages of the bus: class, ID, return ID, transaction ID and parameters, "uuiia(u(uv))". A descriptor is
+/// its type code and a variant: "ay" bytes, or for a list "a(uv)" descriptors.
+namespace EventWire {
+
+inline constexpr char kObject[] = "/com/tarquen/Vellorin";
+inline constexpr char kInterface[] = "com.tarquen.Vellorin.Events";
+inline constexpr char kMethod[] = "SendEvent";
+inline constexpr char kEventSignature[] = "uuiia(u(uv))";
+inline constexpr char kReplySignature[] = "a(u(uv))";
+
+// Each answers 0 or more, or a negative error number. Reading leaves what is nested deeper than a hand-off needs to be
+// an error, so that no message can exhaust the stack.
+
+int appendEvent(sd_bus_message* message, const AppleEvent& event);
+int appendParameters(sd_bus_message* message, const AppleEvent& event);
+int readEvent(sd_bus_message* message, AppleEvent& event);
+int readParameters(sd_bus_message* message, AppleEvent& event);
+
+} // namespace EventWire

@@ -1,0 +1,169 @@
+#include "FileReplacement.h"
+
+#include "FileMetadataCopy.h"
+#include "Interruption.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits.h>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/random.h>
+
+namespace {
+
+constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kLongestNamePart = 200; // leaves room for what makes a temporary name unlike any other
+constexpr int kMostLinks = 40;
+
+[[noreturn]] void fail(const char* step)
+{
+    throw FileSystemFailure { std::string(step) + ": " + std::strerror(errno) };
+}
+
+std::string folderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// Hidden, and not to be guessed by anybody who would want to be there first.
+std::string temporaryName(const std::string& name)
+{
+    unsigned char random[8];
+    if (::getrandom(random, sizeof random, 0) != sizeof random)
+        fail("random number");
+    std::string result = "." + name.substr(0, kLongestNamePart) + ".";
+    for (const unsigned char byte : random) {
+        static constexpr char kDigits[] = "0123456789abcdef";
+        result += { kDigits[byte >> 4], kDigits[byte & 15] };
+    }
+    return result;
+}
+
+} // namespace
+
+FileReplacement::FileReplacement(FileSystemCalls& calls, const std::string& path)
+    : calls_(calls)
+{
+    resolveLinks(path);
+    openFolder();
+    oldFile_ = presentFile();
+    if (oldFile_ && !S_ISREG(oldFile_->st_mode)) {
+        calls_.close(folder_);
+        throw FileSystemFailure { "not a regular file" };
+    }
+}
+
+FileReplacement::~FileReplacement()
+{
+    if (descriptor_ >= 0)
+        calls_.close(descriptor_);
+    if (!newName_.empty() && !committed_)
+        calls_.unlinkAt(folder_, newName_);
+    if (folder_ >= 0)
+        calls_.close(folder_);
+}
+
+void FileReplacement::resolveLinks(const std::string& path)
+{
+    std::string resolved = path;
+    for (int links = 0; links <= kMostLinks; ++links) {
+        char target[PATH_MAX];
+        const ssize_t length = calls_.readLinkAt(AT_FDCWD, resolved, target, sizeof target);
+        if (length < 0 || static_cast<std::size_t>(length) == sizeof target) { // no link, or nothing at all
+            folderPath_ = folderOf(resolved);
+            name_ = nameOf(resolved);
+            return;
+        }
+        const std::string next(target, static_cast<std::size_t>(length));
+        resolved = next.rfind('/', 0) == 0 ? next : folderOf(resolved) + "/" + next;
+    }
+    errno = ELOOP;
+    fail("symbolic link");
+}
+
+void FileReplacement::openFolder()
+{
+    folder_ = calls_.openAt(AT_FDCWD, folderPath_, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+    if (folder_ < 0 && errno == EACCES) { // it may be written without being read; then it can't be synced
+        folder_ = calls_.openAt(AT_FDCWD, folderPath_, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
+        folderCanSync_ = false;
+    }
+    if (folder_ < 0)
+        fail("folder");
+}
+
+std::optional<struct stat> FileReplacement::presentFile()
+{
+    struct stat status {};
+    if (calls_.statAt(folder_, name_, status, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    return status;
+}
+
+void FileReplacement::write(const NSData& data)
+{
+    makeNewFile();
+    writeAll(data);
+    takeOverMetadata();
+    if (calls_.sync(descriptor_) != 0)
+        fail("sync");
+    if (calls_.statOf(descriptor_, newFile_) != 0)
+        fail("status");
+}
+
+void FileReplacement::makeNewFile()
+{
+    const std::string name = temporaryName(name_);
+    descriptor_ = calls_.openAt(folder_, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor_ < 0)
+        fail("new file");
+    newName_ = name;
+}
+
+void FileReplacement::writeAll(const NSData& data)
+{
+    const uint8_t* next = data.bytes();
+    std::size_t left = data.length();
+    while (left > 0) {
+        throwIfInterrupted();
+        const ssize_t written = calls_.write(descriptor_, next, std::min(left, kChunk));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            fail("write");
+        next += written;
+        left -= static_cast<std::size_t>(written);
+    }
+}
+
+void FileReplacement::takeOverMetadata()
+{
+    if (!oldFile_)
+        return;
+    const int oldDescriptor = calls_.openAt(folder_, name_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
+    copyFileMetadata(calls_, *oldFile_, oldDescriptor, descriptor_);
+    if (oldDescriptor >= 0)
+        calls_.close(oldDescriptor);
+}
+
+void FileReplacement::commit()
+{
+    throwIfInterrupted();
+    if (calls_.renameAt(folder_, newName_, name_) != 0)
+        fail("replace");
+    committed_ = true;
+    // A file system that can't sync a folder says so with EINVAL; it has its own ways.
+    if (folderCanSync_ && calls_.sync(folder_) != 0 && errno != EINVAL)
+        fail("replaced, but its folder can't be synced");
+}

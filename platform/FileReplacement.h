@@ -1,0 +1,58 @@
+#pragma once
+
+#include "FileSystemCalls.h"
+#include "NSData.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+/// A system call that failed, as a failure of the replacement it belonged to.
+struct FileSystemFailure {
+    std::string reason;
+};
+
+/// One replacement of one file, step by step. Ending it before `commit` leaves the old file and nothing else.
+class FileReplacement {
+public:
+    /// Follows symbolic links to the file that they mean, and opens its folder.
+    /// Raises: FileSystemFailure, as every operation does.
+    FileReplacement(FileSystemCalls& calls, const std::string& path);
+    ~FileReplacement();
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+
+    /// The file that is there now, if any.
+    const std::optional<struct stat>& oldFile() const { return oldFile_; }
+
+    /// Writes and syncs the new file. Throws Interrupted.
+    void write(const NSData& data);
+
+    /// The file that is there at this moment, if any: it may have changed since `oldFile`.
+    std::optional<struct stat> presentFile();
+
+    /// Puts the new file in the old one's place; it is done when this returns or raises with `isCommitted`.
+    void commit();
+    bool isCommitted() const { return committed_; }
+
+    /// Of the new file, for whoever wants to recognise it.
+    struct stat newFile() const { return newFile_; }
+
+private:
+    void resolveLinks(const std::string& path);
+    void openFolder();
+    void makeNewFile();
+    void writeAll(const NSData& data);
+    void takeOverMetadata();
+
+    FileSystemCalls& calls_;
+    std::string folderPath_;
+    std::string name_;
+    std::string newName_; // empty while there is no new file
+    int folder_ = -1;
+    int descriptor_ = -1;
+    bool folderCanSync_ = true;
+    bool committed_ = false;
+    std::optional<struct stat> oldFile_;
+    struct stat newFile_ {};
+};

@@ -1,0 +1,87 @@
+#include "FileSystemCalls.h"
+
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+int FileSystemCalls::openAt(int folder, const std::string& name, int flags, mode_t mode)
+{
+    return ::openat(folder, name.c_str(), flags, mode);
+}
+
+int FileSystemCalls::close(int descriptor)
+{
+    return ::close(descriptor);
+}
+
+ssize_t FileSystemCalls::read(int descriptor, void* bytes, std::size_t count)
+{
+    return ::read(descriptor, bytes, count);
+}
+
+ssize_t FileSystemCalls::write(int descriptor, const void* bytes, std::size_t count)
+{
+    return ::write(descriptor, bytes, count);
+}
+
+int FileSystemCalls::sync(int descriptor)
+{
+    return ::fsync(descriptor);
+}
+
+int FileSystemCalls::statAt(int folder, const std::string& name, struct stat& status, int flags)
+{
+    return ::fstatat(folder, name.c_str(), &status, flags);
+}
+
+int FileSystemCalls::statOf(int descriptor, struct stat& status)
+{
+    return ::fstat(descriptor, &status);
+}
+
+int FileSystemCalls::renameAt(int folder, const std::string& from, const std::string& to)
+{
+    return ::renameat(folder, from.c_str(), folder, to.c_str());
+}
+
+int FileSystemCalls::unlinkAt(int folder, const std::string& name)
+{
+    return ::unlinkat(folder, name.c_str(), 0);
+}
+
+int FileSystemCalls::changeMode(int descriptor, mode_t mode)
+{
+    return ::fchmod(descriptor, mode);
+}
+
+int FileSystemCalls::changeOwner(int descriptor, uid_t owner, gid_t group)
+{
+    return ::fchown(descriptor, owner, group);
+}
+
+ssize_t FileSystemCalls::readLinkAt(int folder, const std::string& name, char* target, std::size_t size)
+{
+    return ::readlinkat(folder, name.c_str(), target, size);
+}
+
+ssize_t FileSystemCalls::listAttributes(int descriptor, char* names, std::size_t size)
+{
+    return ::flistxattr(descriptor, names, size);
+}
+
+ssize_t FileSystemCalls::getAttribute(int descriptor, const char* name, void* value, std::size_t size)
+{
+    return ::fgetxattr(descriptor, name, value, size);
+}
+
+int FileSystemCalls::setAttribute(int descriptor, const char* name, const void* value, std::size_t size)
+{
+    return ::fsetxattr(descriptor, name, value, size, 0);
+}
+
+int FileSystemCalls::removeAttribute(int descriptor, const char* name)
+{
+    return ::fremovexattr(descriptor, name);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// The system calls that reading and replacing files is made of, each as the system defines it: -1 and errno on failure.
+/// A program that wants to see what a full disk does puts another implementation in place.
+class FileSystemCalls {
+public:
+    virtual ~FileSystemCalls() = default;
+
+    virtual int openAt(int folder, const std::string& name, int flags, mode_t mode);
+    virtual int close(int descriptor);
+    virtual ssize_t read(int descriptor, void* bytes, std::size_t count);
+    virtual ssize_t write(int descriptor, const void* bytes, std::size_t count);
+    virtual int sync(int descriptor);
+    virtual int statAt(int folder, const std::string& name, struct stat& status, int flags);
+    virtual int statOf(int descriptor, struct stat& status);
+    virtual int renameAt(int folder, const std::string& from, const std::string& to);
+    virtual int unlinkAt(int folder, const std::string& name);
+    virtual int changeMode(int descriptor, mode_t mode);
+    virtual int changeOwner(int descriptor, uid_t owner, gid_t group);
+    virtual ssize_t readLinkAt(int folder, const std::string& name, char* target, std::size_t size);
+    virtual ssize_t listAttributes(int descriptor, char* names, std::size_t size);
+    virtual ssize_t getAttribute(int descriptor, const char* name, void* value, std::size_t size);
+    virtual int setAttribute(int descriptor, const char* name, const void* value, std::size_t size);
+    virtual int removeAttribute(int descriptor, const char* name);
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/// The first fields of a file's Finder information: two codes of four characters each.
+struct FileInfo {
+    uint32_t type = 0;
+    uint32_t creator = 0;
+    uint8_t rest[8] = {}; // flags, location and a reserved field, carried as they are
+
+    bool operator==(const FileInfo&) const = default;
+};
+
+/// Where a file's Finder information is kept: the first 16 bytes of the 32-byte extended attribute
+/// `user.com.apple.FinderInfo`, big-endian. A file without it has all zeros.
+namespace FinderInfo {
+
+/// 0, or the system's error number.
+int get(const std::string& path, FileInfo& info);
+int set(const std::string& path, const FileInfo& info);
+
+} // namespace FinderInfo

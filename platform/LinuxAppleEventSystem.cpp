@@ -1,0 +1,169 @@
+#include "AppleEventSystem.h"
+
+#include "Bus.h"
+#include "EventWire.h"
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <utility>
+
+namespace {
+
+constexpr char kNotHandled[] = "org.freedesktop.DBus.Error.UnknownMethod";
+constexpr char kBadArguments[] = "org.freedesktop.DBus.Error.InvalidArgs";
+constexpr char kHandlerFailed[] = "org.freedesktop.DBus.Error.Failed";
+
+struct ErrorMapping {
+    const char* busError;
+    AEError error;
+};
+
+constexpr ErrorMapping kErrors[] = {
+    { Bus::kTimedOut, errAETimeout },
+    { "org.freedesktop.DBus.Error.TimedOut", errAETimeout },
+    { "org.freedesktop.DBus.Error.NoReply", procNotFound }, // our own time-out is told apart: the program has ended
+    { Bus::kDisconnected, procNotFound },
+    { "org.freedesktop.DBus.Error.ServiceUnknown", procNotFound },
+    { "org.freedesktop.DBus.Error.NameHasNoOwner", procNotFound },
+    { "org.freedesktop.DBus.Error.NoServer", procNotFound },
+};
+
+/// Whatever else the other side says, it did not handle the event.
+int16_t errorNumber(const std::string& busError)
+{
+    for (const ErrorMapping& mapping : kErrors) {
+        if (busError == mapping.busError)
+            return mapping.error;
+    }
+    return errAEEventNotHandled;
+}
+
+int replyWithResult(sd_bus_message* message, const AppleEvent& reply)
+{
+    sd_bus_message* raw = nullptr;
+    int result = sd_bus_message_new_method_return(message, &raw);
+    const BusMessage answer(raw);
+    if (result >= 0)
+        result = EventWire::appendParameters(answer.get(), reply);
+    return result >= 0 ? sd_bus_send(nullptr, answer.get(), nullptr) : result;
+}
+
+} // namespace
+
+struct LinuxAppleEventSystem::State {
+    explicit State(const TimeOuts& timeOuts) : timeOuts(timeOuts) { }
+
+    /// Null where there is no usable bus.
+    Bus* usableBus()
+    {
+        if (!bus)
+            bus = std::make_unique<Bus>(timeOuts.bus);
+        return bus->isUsable() ? bus.get() : nullptr;
+    }
+
+    static int handleIncomingEvent(sd_bus_message* message, void* context, sd_bus_error*);
+
+    TimeOuts timeOuts;
+    std::unique_ptr<Bus> bus; // made at the first use
+    std::map<uint32_t, std::string> addresses; // of the processes that have been told of
+    std::map<std::pair<uint32_t, uint32_t>, AppleEventHandler> handlers; // by class and ID
+    std::exception_ptr handlerFailure; // nothing may pass through the bus library
+};
+
+int LinuxAppleEventSystem::State::handleIncomingEvent(sd_bus_message* message, void* context, sd_bus_error*)
+{
+    auto& state = *static_cast<State*>(context);
+    try {
+        AppleEvent event;
+        if (EventWire::readEvent(message, event) < 0)
+            return sd_bus_reply_method_errorf(message, kBadArguments, "no event");
+        const auto handler = state.handlers.find({ event.eventClass, event.eventID });
+        if (handler == state.handlers.end())
+            return sd_bus_reply_method_errorf(message, kNotHandled, "no handler for this class and ID");
+        AppleEvent reply;
+        handler->second(event, reply);
+        return replyWithResult(message, reply);
+    } catch (...) {
+        state.handlerFailure = std::current_exception();
+        return sd_bus_reply_method_errorf(message, kHandlerFailed, "the handler failed");
+    }
+}
+
+LinuxAppleEventSystem::LinuxAppleEventSystem()
+    : LinuxAppleEventSystem(TimeOuts {})
+{
+}
+
+LinuxAppleEventSystem::LinuxAppleEventSystem(const TimeOuts& timeOuts)
+    : state_(std::make_unique<State>(timeOuts))
+{
+}
+
+LinuxAppleEventSystem::~LinuxAppleEventSystem() = default;
+
+std::vector<std::string> LinuxAppleEventSystem::runningBundleIdentifiers()
+{
+    Bus* const bus = state_->usableBus();
+    std::vector<std::string> identifiers = bus != nullptr ? bus->names() : std::vector<std::string>();
+    std::erase_if(identifiers, [](const std::string& name) { return name.rfind(':', 0) == 0; });
+    return identifiers;
+}
+
+std::optional<uint32_t> LinuxAppleEventSystem::processID(const std::string& bundleIdentifier)
+{
+    Bus* const bus = state_->usableBus();
+    const auto owner = bus != nullptr ? bus->ownerOf(bundleIdentifier) : std::nullopt;
+    const auto pid = owner ? bus->processOf(*owner) : std::nullopt;
+    if (pid)
+        state_->addresses.insert_or_assign(*pid, *owner);
+    return pid;
+}
+
+int16_t LinuxAppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply)
+{
+    Bus* const bus = state_->usableBus();
+    const auto address = std::find_if(state_->addresses.begin(), state_->addresses.end(), [&](const auto& process) {
+        return ProcessSerialNumber { 0, process.first }.bytes() == event.targetDescriptor.data();
+    });
+    if (bus == nullptr || address == state_->addresses.end())
+        return procNotFound;
+    const BusMessage message
+        = bus->newCall(address->second, EventWire::kObject, EventWire::kInterface, EventWire::kMethod);
+    if (!message || EventWire::appendEvent(message.get(), event) < 0)
+        return procNotFound;
+    const BusAnswer answer = bus->call(message.get(), state_->timeOuts.reply);
+    if (!answer.reply)
+        return errorNumber(answer.error);
+    AppleEvent received;
+    if (EventWire::readParameters(answer.reply.get(), received) >= 0)
+        reply = std::move(received); // what can't be read is a reply without parameters
+    return noErr;
+}
+
+void LinuxAppleEventSystem::setEventHandler(AppleEventHandler handler, uint32_t eventClass, uint32_t eventID)
+{
+    state_->handlers.insert_or_assign({ eventClass, eventID }, std::move(handler));
+}
+
+bool LinuxAppleEventSystem::becomeRunningProcess(const std::string& bundleIdentifier)
+{
+    static constexpr sd_bus_vtable kMethods[] = {
+        SD_BUS_VTABLE_START(0),
+        SD_BUS_METHOD(EventWire::kMethod, EventWire::kEventSignature, EventWire::kReplySignature,
+            State::handleIncomingEvent, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_VTABLE_END,
+    };
+    Bus* const bus = state_->usableBus();
+    return bus != nullptr && bus->serve(EventWire::kObject, EventWire::kInterface, kMethods, state_.get())
+        && bus->takeName(bundleIdentifier);
+}
+
+bool LinuxAppleEventSystem::handleEvents(std::chrono::milliseconds wait)
+{
+    Bus* const bus = state_->usableBus();
+    const bool goesOn = bus != nullptr && bus->handleIncoming(wait);
+    if (state_->handlerFailure)
+        std::rethrow_exception(std::exchange(state_->handlerFailure, nullptr));
+    return goesOn;
+}

@@ -1,0 +1,4 @@
+#pragma once
+
+/// The terminal's bell, when standard error is a terminal.
+void NSBeep();
