@@ -13,7 +13,7 @@ constexpr uint32_t kPaddedKeyLength = 73;
 constexpr uint32_t kRounds = 16;
 
 /// Independent blocks worked side by side: one block's table look-ups wait for each other, several blocks' don't.
-constexpr uint32_t kLanes = 4;
+constexpr uint32_t kLanes = 6;
 
 enum class Direction { Encipher, Decipher };
 

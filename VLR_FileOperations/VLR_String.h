@@ -80,6 +80,9 @@ public:
     void* systemRepresentation = nullptr;
 
     static constexpr char kTagsOutOfOrder[] = "tags out of order";
+
+private:
+    bool HasAffixAt(uint32_t location, const VLR_String& other) const;
 };
 
 /// Keeps a string's platform form while in scope, so that a loop of searches builds it once. A nested guard leaves the

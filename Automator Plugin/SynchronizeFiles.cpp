@@ -1,0 +1,179 @@
+#include "SynchronizeFiles.h"
+
+#include "ExtraStringUtilities.h"
+#include "NSAlert.h"
+#include "NSAssertionHandler.h"
+#include "NSBundle.h"
+#include "NSException.h"
+#include "NSFileManager.h"
+#include "NSURL.h"
+#include "VLR_Document.h"
+#include "VLR_Exception.h"
+#include "VLR_Synchronize.h"
+#include "VLR_SystemConversions.h"
+#include "VLR_Utility.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr std::size_t kExpectedFiles = 2;
+
+constexpr char kWrongInput[] = "Don't understand input of type: %@\n";
+constexpr char kWrongCount[] = "Expected only two files as input. Found %d.  It's possible one of the input files "
+                               "could not be found by Automator.";
+constexpr char kCantFind[] = "Can't find file: %@";
+constexpr char kSameFile[] = "Can't synchronize a file with itself!";
+constexpr char kMastersDiffer[] = "Master passwords of both files must be identical.";
+
+/// The pattern with its one placeholder filled.
+std::string filled(const std::string& pattern, const char* placeholder, const std::string& text)
+{
+    std::string result = pattern;
+    return result.replace(result.find(placeholder), 2, text);
+}
+
+/// Name: the code. Reason: the place where it was raised; the message has gone to the log.
+NSException platformException(const VLR_Exception& exception)
+{
+    char numbers[64];
+    std::snprintf(numbers, sizeof numbers, " (%d:0x%x)", exception.line, static_cast<unsigned int>(exception.code));
+    return NSException(std::to_string(exception.code),
+        VLRToSys(VLR_Utility::LastPathComponent(exception.file)) + ":" + VLRToSys(exception.function) + numbers);
+}
+
+template <class T>
+class StReset {
+public:
+    explicit StReset(std::unique_ptr<T>& owner) : owner(owner) { }
+    ~StReset() { owner.reset(); }
+    StReset(const StReset&) = delete;
+    StReset& operator=(const StReset&) = delete;
+
+private:
+    std::unique_ptr<T>& owner;
+};
+
+} // namespace
+
+SynchronizeFiles::SynchronizeFiles(const SynchronizeFilesHost& host)
+    : host(host)
+{
+}
+
+std::string SynchronizeFiles::runWithInput(const AMInput& input, AMBundleAction*, AMErrorDictionary& error)
+{
+    locks_ = std::make_unique<DocumentLock>(host.conduit.locks);
+    const StReset<DocumentLock> atTheEnd(locks_);
+    return runGuarded(input, error);
+}
+
+std::string SynchronizeFiles::runGuarded(const AMInput& input, AMErrorDictionary& error)
+{
+    try {
+        try {
+            synchronize(checkedInput(input));
+            return kSuccess;
+        } catch (const VLR_Exception& exception) {
+            throw platformException(exception);
+        }
+    } catch (const NSException& exception) {
+        error = errorDictionaryForException(exception);
+        return error.message;
+    }
+}
+
+/// Nothing has been told to anybody before these checks are passed.
+SynchronizeFiles::Pair SynchronizeFiles::checkedInput(const AMInput& input) const
+{
+    const auto fail = [](const std::string& reason) {
+        NSAssertionHandler::handleFailureInMethod("-[SynchronizeFiles runWithInput:fromAction:error:]", reason);
+    };
+    const std::vector<std::string>* const paths = input.list();
+    if (paths == nullptr)
+        fail(filled(kWrongInput, "%@", input.className()));
+    if (paths->size() != kExpectedFiles)
+        fail(filled(kWrongCount, "%d", std::to_string(paths->size())));
+
+    Pair pair { NSURL::fileURLWithPath((*paths)[0]), NSURL::fileURLWithPath((*paths)[1]) };
+    for (const NSURL* const url : { &pair.first, &pair.second }) {
+        if (!host.conduit.files.fileExistsAtPath(url->path()))
+            fail(filled(kCantFind, "%@", url->path()));
+    }
+    const FSRef first = ExtraStringUtilities::FSRefWithPath(pair.first.path());
+    const FSRef second = ExtraStringUtilities::FSRefWithPath(pair.second.path());
+    if (FSCompareFSRefs(first, second) == 0)
+        fail(kSameFile);
+    return pair;
+}
+
+void SynchronizeFiles::synchronize(const Pair& pair)
+{
+    handOff(pair.first);
+    handOff(pair.second);
+
+    // Only now, with both files let go and locked, are their bytes looked at.
+    VLR_MemoryBlock firstBlock = readFile(pair.first.path());
+    VLR_MemoryBlock secondBlock = readFile(pair.second.path());
+    VLR_MemoryStream firstStream(firstBlock);
+    VLR_MemoryStream secondStream(secondBlock);
+    VLR_Document firstDocument(VLR_DocumentReadKeepEncrypted);
+    VLR_Document secondDocument(VLR_DocumentReadKeepEncrypted);
+    firstDocument.SetStream(&firstStream);
+    secondDocument.SetStream(&secondStream);
+    firstDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
+    secondDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
+    const VLR_Synchronize merge(firstDocument, secondDocument, VLR_SyncMerge);
+    writeFile(firstDocument, firstBlock, pair.first.path());
+    writeFile(secondDocument, secondBlock, pair.second.path());
+}
+
+/// The sender goes to the host's autorelease scope, which gives back the lock and sends the stop event.
+void SynchronizeFiles::handOff(const NSURL& url)
+{
+    ConduitSynchronizeSender::conduitSynchronizeSenderWithFilePath(url.urlString(), *this, host.conduit);
+}
+
+VLR_MemoryBlock SynchronizeFiles::readFile(const std::string& path) const
+{
+    return SysToVLR(host.conduit.files.dataWithContentsOfFile(path));
+}
+
+/// No rollback: a failure here leaves the other file as it is, old or new.
+void SynchronizeFiles::writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const
+{
+    block.Resize(0); // the document's stream must be empty
+    document.WriteVersion4Contents();
+    host.conduit.files.writeToFile(NSData::dataWithBytesNoCopy(block.Bytes(), block.Length()), path);
+    ExtraStringUtilities::setType(path, kTypeCode, kCreatorCode);
+}
+
+bool SynchronizeFiles::startSyncIdling(int64_t)
+{
+    host.pauseBetweenLockAttempts();
+    return true;
+}
+
+void SynchronizeFiles::fileToFileSyncError(const NSException& exception)
+{
+    const NSBundle& bundle = NSBundle::mainBundle();
+    NSAlert alert;
+    alert.messageText = bundle.localizedStringForKey("Synchronization Failed!");
+    alert.defaultButton = bundle.localizedStringForKey("OK");
+    alert.informativeText = exception.reason();
+    host.alerts.runModal(alert);
+}
+
+AMErrorDictionary SynchronizeFiles::errorDictionaryForString(const std::string& reason)
+{
+    return { kScriptingSystemError, "<" + reason + ">" };
+}
+
+AMErrorDictionary SynchronizeFiles::errorDictionaryForException(const NSException& exception)
+{
+    // The sentence for people is looked up and dropped: hosts match on the place and code of the failure instead.
+    if (std::atoi(exception.name().c_str()) == VLR_ExceptionMastersIncompatible)
+        static_cast<void>(NSBundle::mainBundle().localizedStringForKey(kMastersDiffer));
+    return errorDictionaryForString(exception.reason());
+}

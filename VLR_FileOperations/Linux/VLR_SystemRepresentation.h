@@ -1,0 +1,44 @@
+#pragma once
+
+#include "VLR_Unicode.h"
+
+#include <cstdint>
+
+class VLR_String;
+
+/// A text in the form in which the platform's text services work on it: what a VLR_String's handle points at.
+class VLR_SystemRepresentation {
+public:
+    explicit VLR_SystemRepresentation(const VLR_String& text);
+
+    /// False for bytes that are not valid UTF-8: such a text has no length and nothing is found in it.
+    bool IsValid() const { return isValid; }
+    const VLR_CodePoints& Text() const { return text; }
+
+    /// Length in UTF-16 code units.
+    uint32_t Length() const { return length; }
+
+    /// The comparison key with its way back to the text; made at the first use and kept.
+    struct SearchKey {
+        VLR_CodePoints codePoints;
+
+        /// For each place in the key, its end included: where in the text, in UTF-16 units, the same boundary lies;
+        /// kInside where there is none.
+        VLR_WipedVector<uint32_t> boundaries;
+
+        /// The places in the key that have a boundary, in order.
+        VLR_WipedVector<uint32_t> places;
+    };
+    const SearchKey& Key(VLR_StringComparisonType type) const;
+
+    static constexpr uint32_t kInside = 0xFFFFFFFF;
+
+private:
+    SearchKey MakeKey(VLR_StringComparisonType type) const;
+
+    VLR_CodePoints text;
+    bool isValid = true;
+    uint32_t length = 0;
+    mutable SearchKey keys[2];
+    mutable bool hasKey[2] = {};
+};

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "AppleEventSystem.h"
+#include "CFAbsoluteTime.h"
+#include "NSAlert.h"
+#include "NSDistributedLock.h"
+#include "NSFileManager.h"
+#include "SynchronizeFiles.h"
+
+#include <string>
+#include <vector>
+
+/// The Linux services of the program that hosts the action, put together for one run.
+class HostServices {
+public:
+    /// A file that stands as it was, because the platform could not replace it.
+    struct NotReplaced {
+        std::string path;
+        std::string reason;
+    };
+
+    SynchronizeFilesHost forAction();
+    const std::vector<NotReplaced>& notReplaced() const { return files_.notReplaced; }
+
+private:
+    /// The files of Linux, and a note of each that could not be replaced: the action itself does not look.
+    class NotingFileManager final : public NSFileManager {
+    public:
+        bool fileExistsAtPath(const std::string& path) override { return files.fileExistsAtPath(path); }
+        std::optional<NSData> dataWithContentsOfFile(const std::string& path) override;
+        bool writeToFile(const NSData& data, const std::string& path, std::string* reason) override;
+
+        LinuxFileManager files;
+        std::vector<NotReplaced> notReplaced;
+    };
+
+    /// Nobody sits before this program; an alert is a line of the log.
+    class LoggingAlertPresenter final : public NSAlertPresenter {
+    public:
+        void runModal(const NSAlert& alert) override;
+    };
+
+    LinuxAppleEventSystem events_;
+    LinuxLockSystem locks_;
+    NotingFileManager files_;
+    LinuxClock clock_;
+    LoggingAlertPresenter alerts_;
+};

@@ -1,0 +1,154 @@
+// Synchronises two vault files: the host of the action on Linux.
+
+#include "HostServices.h"
+#include "Interruption.h"
+#include "NSAutoreleasePool.h"
+#include "NSException.h"
+#include "NSLog.h"
+#include "SynchronizeFiles.h"
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kSynchronized = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUsageOrForeignFailure = 2;
+constexpr int kNotReplaced = 3;
+
+constexpr char kHelp[] = R"(usage: vellorin-sync [--quiet] [--] FIRST SECOND
+
+Synchronises two encrypted vaults without their master password: afterwards both
+files hold the records of both. Each file is replaced at one stroke.
+
+  --quiet    no log lines on standard error
+  --help, --version
+
+Exit status: 0 synchronised; 1 failed (the reason is on standard output); 2 wrong
+option or foreign failure; 3 merged, but a file could not be replaced.
+
+example: vellorin-sync ~/vault.vlr /media/stick/vault.vlr
+)";
+
+struct Options {
+    bool help = false;
+    bool version = false;
+    bool quiet = false;
+    std::vector<std::string> paths;
+};
+
+void complain(const std::string& message)
+{
+    std::cerr << "vellorin-sync: " << message << '\n';
+}
+
+/// Absent after a message on standard error.
+std::optional<Options> parseOptions(const std::vector<std::string>& arguments)
+{
+    Options options;
+    bool optionsEnded = false;
+    for (const std::string& argument : arguments) {
+        if (optionsEnded || argument.size() < 2 || argument[0] != '-')
+            options.paths.push_back(argument);
+        else if (argument == "--")
+            optionsEnded = true;
+        else if (argument == "--help")
+            options.help = true;
+        else if (argument == "--version")
+            options.version = true;
+        else if (argument == "--quiet")
+            options.quiet = true;
+        else {
+            complain("wrong option: " + argument + "\nTry --help.");
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+/// A text that did not reach standard output was not told.
+bool tell(const std::string& text)
+{
+    std::cout << text << std::flush;
+    if (!std::cout)
+        complain("can't write the result: " + text);
+    return bool { std::cout };
+}
+
+/// Gives back the locks and sends the stop events. What fails here comes too late for the result, and is told apart.
+void endSenders(NSAutoreleasePool& pool)
+{
+    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
+    try {
+        pool.drain();
+    } catch (const NSException& exception) {
+        complain(exception.reason());
+    }
+}
+
+int synchronize(const std::vector<std::string>& paths)
+{
+    HostServices services;
+    SynchronizeFiles action(services.forAction());
+    NSAutoreleasePool senders;
+    std::string result;
+    try {
+        AMErrorDictionary error;
+        result = action.runWithInput(AMInput(paths), nullptr, error);
+    } catch (...) {
+        endSenders(senders);
+        throw;
+    }
+    endSenders(senders);
+
+    if (!tell(result + '\n'))
+        return kWrongUsageOrForeignFailure;
+    if (result != SynchronizeFiles::kSuccess)
+        return kFailed;
+    for (const HostServices::NotReplaced& file : services.notReplaced())
+        complain("not replaced: " + file.path + ": " + file.reason);
+    return services.notReplaced().empty() ? kSynchronized : kNotReplaced;
+}
+
+/// Ends by the signal that ended the run, so that whoever started the program sees it.
+[[noreturn]] void endBySignal(int signal)
+{
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    std::_Exit(128 + signal); // if it is blocked
+}
+
+int runWith(const Options& options)
+{
+    if (options.help || options.version)
+        return tell(options.help ? kHelp : "vellorin-sync " VELLORIN_VERSION "\n") ? kSynchronized
+                                                                                   : kWrongUsageOrForeignFailure;
+    installInterruptionHandlers();
+    if (options.quiet)
+        silenceLog();
+    return synchronize(options.paths);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::optional<Options> options = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
+    if (!options)
+        return kWrongUsageOrForeignFailure;
+    try {
+        return runWith(*options);
+    } catch (const Interrupted& interruption) {
+        endBySignal(interruption.signal());
+    } catch (const std::exception& exception) {
+        complain(exception.what());
+    } catch (...) {
+        complain("unknown failure");
+    }
+    return kWrongUsageOrForeignFailure;
+}
