@@ -109,7 +109,8 @@ class History:
 def spoiled(data: bytes, chance: random.Random) -> bytes:
     """The file with some bytes changed, lost, doubled, added or cut off, mostly behind the reference buffer."""
     for _ in range(chance.randrange(1, 4)):
-        at = chance.randrange(min(260, len(data)), len(data)) if chance.random() < 0.95 else chance.randrange(len(data))
+        start = min(260, len(data) - 1) if chance.random() < 0.95 else 0
+        at = chance.randrange(start, len(data))
         length = chance.choice((1, 1, 2, 4, 4, 8, 50))
         what = chance.randrange(6)
         if what == 0:
