@@ -1,0 +1,107 @@
+#include "NSDistributedLock.h"
+#include "ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace {
+
+class LinuxLock : public ::testing::Test {
+protected:
+    std::unique_ptr<NSDistributedLock> lock() { return system.lockWithPath(folder.path(".a")); }
+
+    ScratchFolder folder;
+    LinuxLockSystem system;
+};
+
+TEST_F(LinuxLock, ExcludesAnyOtherAndComesFreeAgain)
+{
+    const auto first = lock();
+    const auto second = lock();
+    ASSERT_TRUE(first->tryLock());
+    EXPECT_TRUE(std::filesystem::is_directory(folder.path(".a")));
+    EXPECT_FALSE(second->tryLock());
+    EXPECT_FALSE(first->tryLock());
+    second->unlock(); // holds nothing, removes nothing
+    EXPECT_EQ(folder.listing(), ".a");
+    first->unlock();
+    EXPECT_EQ(folder.listing(), "");
+    EXPECT_TRUE(second->tryLock());
+    second->unlock();
+}
+
+TEST_F(LinuxLock, SurvivesItsHolderAndTellsWhoThatWas)
+{
+    {
+        ASSERT_TRUE(lock()->tryLock());
+    }
+    EXPECT_EQ(folder.listing(), ".a");
+    const std::string note = folder.read(".a/holder");
+    EXPECT_NE(note.find("\nprocess: " + std::to_string(::getpid()) + "\nstarted: 20"), std::string::npos) << note;
+    EXPECT_NE(note.find("host: "), std::string::npos);
+    EXPECT_NE(note.find("\nprogram: "), std::string::npos);
+    lock()->breakLock();
+    EXPECT_EQ(folder.listing(), "");
+}
+
+TEST_F(LinuxLock, UnlockLeavesALockThatSomebodyElseTookMeanwhile)
+{
+    const auto first = lock();
+    const auto second = lock();
+    ASSERT_TRUE(first->tryLock());
+    second->breakLock();
+    ASSERT_TRUE(second->tryLock());
+    first->unlock();
+    EXPECT_EQ(folder.listing(), ".a");
+    second->unlock();
+    EXPECT_EQ(folder.listing(), "");
+}
+
+TEST_F(LinuxLock, BreaksWhateverStandsThere)
+{
+    folder.write(".a", "another program's lock");
+    EXPECT_FALSE(lock()->tryLock());
+    lock()->breakLock();
+    EXPECT_EQ(folder.listing(), "");
+    lock()->breakLock(); // nothing there
+}
+
+TEST_F(LinuxLock, CantBeMadeLooksLikeHeld)
+{
+    EXPECT_FALSE(system.lockWithPath(folder.path("none/.a"))->tryLock());
+    EXPECT_FALSE(system.lockWithPath(folder.path("." + std::string(255, 'n')))->tryLock());
+}
+
+TEST_F(LinuxLock, OnlyOneOfManyProcessesHoldsIt)
+{
+    const std::string counter = folder.write("counter", "0");
+    std::vector<pid_t> children;
+    for (int child = 0; child < 8; ++child) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            for (int round = 0; round < 25;) {
+                const auto mine = lock();
+                if (!mine->tryLock())
+                    continue;
+                const int value = std::stoi(folder.read("counter")); // lost updates would show
+                folder.write("counter", std::to_string(value + 1));
+                mine->unlock();
+                ++round;
+            }
+            ::_exit(0);
+        }
+        children.push_back(pid);
+    }
+    for (const pid_t pid : children)
+        ::waitpid(pid, nullptr, 0);
+    EXPECT_EQ(folder.read("counter"), "200");
+    EXPECT_EQ(folder.listing(), "counter");
+}
+
+} // namespace

@@ -1,0 +1,241 @@
+#include "FileSystemCalls.h"
+#include "Interruption.h"
+#include "NSFileManager.h"
+#include "ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+NSData dataOf(const std::string& text)
+{
+    return NSData::dataWithBytes(text.data(), text.size());
+}
+
+std::string textOf(const std::optional<NSData>& data)
+{
+    return data ? std::string(reinterpret_cast<const char*>(data->bytes()), data->length()) : "(nothing)";
+}
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat status {};
+    ::stat(path.c_str(), &status);
+    return status.st_mode & 07777;
+}
+
+class FileManager : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+    LinuxFileManager files;
+    std::string reason;
+};
+
+TEST_F(FileManager, ReadsRegularFilesAlone)
+{
+    const std::string file = folder.write("a", std::string("\0bc", 3));
+    fs::create_directory(folder.path("d"));
+    fs::create_symlink("a", folder.path("link"));
+    ::mkfifo(folder.path("pipe").c_str(), 0600);
+    EXPECT_EQ(textOf(files.dataWithContentsOfFile(file)), std::string("\0bc", 3));
+    EXPECT_EQ(textOf(files.dataWithContentsOfFile(folder.path("link"))), std::string("\0bc", 3));
+    for (const char* name : { "none", "d", "pipe", "a/b" })
+        EXPECT_FALSE(files.dataWithContentsOfFile(folder.path(name))) << name;
+    EXPECT_FALSE(files.dataWithContentsOfFile("/dev/zero"));
+    folder.write("huge", "");
+    ASSERT_EQ(::truncate(folder.path("huge").c_str(), 0xFFFFFFF3), 0);
+    EXPECT_FALSE(files.dataWithContentsOfFile(folder.path("huge")));
+}
+
+TEST_F(FileManager, ReplacesAtOneStrokeAndKeepsWhatTheFileHad)
+{
+    const std::string file = folder.write("a", "old");
+    ::chmod(file.c_str(), 0640);
+    const bool hasAttributes = ::setxattr(file.c_str(), "user.note", "n", 1, 0) == 0;
+    const int oldFile = ::open(file.c_str(), O_RDONLY);
+    EXPECT_TRUE(files.writeToFile(dataOf("new"), file, &reason)) << reason;
+    EXPECT_EQ(folder.read("a"), "new");
+    EXPECT_EQ(modeOf(file), 0640u);
+    char byte = 0;
+    EXPECT_EQ(::pread(oldFile, &byte, 1, 0), 1);
+    EXPECT_EQ(byte, 'o'); // whoever had it open still has the old one, whole
+    ::close(oldFile);
+    if (hasAttributes) {
+        EXPECT_EQ(::getxattr(file.c_str(), "user.note", &byte, 1), 1);
+    }
+    EXPECT_EQ(folder.listing(), "a");
+    EXPECT_TRUE(files.writeToFile(dataOf(""), file));
+    EXPECT_EQ(folder.read("a"), "");
+}
+
+TEST_F(FileManager, NewFilesAreForTheirOwnerAlone)
+{
+    EXPECT_TRUE(files.writeToFile(dataOf("n"), folder.path("n")));
+    EXPECT_EQ(modeOf(folder.path("n")), 0600u);
+}
+
+TEST_F(FileManager, LinksStayAndTheirTargetsAreReplaced)
+{
+    fs::create_directory(folder.path("store"));
+    folder.write("store/a", "old");
+    fs::create_symlink("store/b", folder.path("one"));
+    fs::create_symlink("a", folder.path("store/b"));
+    fs::create_symlink("loop", folder.path("loop"));
+    fs::create_symlink("store/new", folder.path("dangling"));
+    EXPECT_TRUE(files.writeToFile(dataOf("new"), folder.path("one"), &reason)) << reason;
+    EXPECT_TRUE(fs::is_symlink(folder.path("one")));
+    EXPECT_TRUE(fs::is_symlink(folder.path("store/b")));
+    EXPECT_EQ(folder.read("store/a"), "new");
+    EXPECT_FALSE(files.writeToFile(dataOf("new"), folder.path("loop"), &reason));
+    EXPECT_NE(reason.find("symbolic link"), std::string::npos) << reason;
+    EXPECT_TRUE(files.writeToFile(dataOf("made"), folder.path("dangling"), &reason)) << reason;
+    EXPECT_EQ(folder.read("store/new"), "made");
+}
+
+TEST_F(FileManager, WhatCantBeReplacedStands)
+{
+    fs::create_directory(folder.path("d"));
+    EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("d"), &reason));
+    EXPECT_EQ(reason, "not a regular file");
+    EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("none/a"), &reason));
+    EXPECT_NE(reason.find("No such file"), std::string::npos) << reason;
+    EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("a/b"), &reason));
+}
+
+TEST_F(FileManager, AFileThatChangedSinceItWasReadIsLeftAlone)
+{
+    const std::string file = folder.write("a", "old");
+    ASSERT_TRUE(files.dataWithContentsOfFile(file));
+    fs::rename(folder.write("b", "new from elsewhere"), file);
+    EXPECT_FALSE(files.writeToFile(dataOf("ours"), file, &reason));
+    EXPECT_EQ(reason, LinuxFileManager::kChangedSinceRead);
+    EXPECT_EQ(folder.read("a"), "new from elsewhere");
+    EXPECT_EQ(folder.listing(), "a");
+    ASSERT_TRUE(files.dataWithContentsOfFile(file));
+    EXPECT_TRUE(files.writeToFile(dataOf("ours"), file, &reason)) << reason;
+    EXPECT_TRUE(files.writeToFile(dataOf("ours again"), file, &reason)) << reason; // our own write is no change
+}
+
+/// Fails one kind of call with an error number.
+class FaultyCalls final : public FileSystemCalls {
+public:
+    enum class Call { Open, Write, ShortWrites, Sync, Rename, Stat, Mode, Owner };
+
+    FaultyCalls(Call call, int error) : call(call), error(error) { }
+
+    int openAt(int at, const std::string& name, int flags, mode_t mode) override
+    {
+        return (flags & O_CREAT) != 0 && fails(Call::Open) ? -1 : FileSystemCalls::openAt(at, name, flags, mode);
+    }
+    ssize_t write(int descriptor, const void* bytes, std::size_t count) override
+    {
+        if (fails(Call::Write))
+            return -1;
+        return FileSystemCalls::write(descriptor, bytes, call == Call::ShortWrites ? 1 : count);
+    }
+    int sync(int descriptor) override { return fails(Call::Sync) ? -1 : FileSystemCalls::sync(descriptor); }
+    int renameAt(int at, const std::string& from, const std::string& to) override
+    {
+        return fails(Call::Rename) ? -1 : FileSystemCalls::renameAt(at, from, to);
+    }
+    int statOf(int descriptor, struct stat& status) override
+    {
+        return fails(Call::Stat) ? -1 : FileSystemCalls::statOf(descriptor, status);
+    }
+    int changeMode(int descriptor, mode_t mode) override
+    {
+        return fails(Call::Mode) ? -1 : FileSystemCalls::changeMode(descriptor, mode);
+    }
+    int changeOwner(int descriptor, uid_t owner, gid_t group) override
+    {
+        return fails(Call::Owner) ? -1 : FileSystemCalls::changeOwner(descriptor, owner, group);
+    }
+
+private:
+    bool fails(Call asked) const
+    {
+        errno = error;
+        return asked == call;
+    }
+
+    Call call;
+    int error;
+};
+
+TEST_F(FileManager, EveryFailureLeavesTheOldFileAndNothingElse)
+{
+    using Call = FaultyCalls::Call;
+    const struct {
+        Call call;
+        int error;
+        const char* words;
+    } kCases[] = {
+        { Call::Open, EACCES, "Permission denied" },
+        { Call::Open, EROFS, "Read-only file system" },
+        { Call::Write, ENOSPC, "No space left on device" },
+        { Call::Write, EDQUOT, "Disk quota exceeded" },
+        { Call::Sync, EIO, "Input/output error" },
+        { Call::Stat, EIO, "Input/output error" },
+        { Call::Rename, EPERM, "Operation not permitted" },
+    };
+    const std::string file = folder.write("a", "old");
+    for (const auto& c : kCases) {
+        FaultyCalls calls(c.call, c.error);
+        LinuxFileManager faulty(calls);
+        EXPECT_FALSE(faulty.writeToFile(dataOf("new"), file, &reason)) << c.words;
+        EXPECT_NE(reason.find(c.words), std::string::npos) << reason;
+        EXPECT_EQ(folder.read("a"), "old") << c.words;
+        EXPECT_EQ(folder.listing(), "a") << c.words;
+    }
+}
+
+TEST_F(FileManager, SmallWritesAddUp)
+{
+    FaultyCalls calls(FaultyCalls::Call::ShortWrites, 0);
+    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("many bytes"), folder.path("a")));
+    EXPECT_EQ(folder.read("a"), "many bytes");
+}
+
+TEST_F(FileManager, WhatCantBeKeptGivesLessAccess)
+{
+    const std::string file = folder.write("a", "old");
+    ::chmod(file.c_str(), 02664);
+    FaultyCalls otherGroup(FaultyCalls::Call::Owner, EPERM);
+    EXPECT_TRUE(LinuxFileManager(otherGroup).writeToFile(dataOf("new"), file));
+    EXPECT_EQ(modeOf(file), 0644u); // the new group may do what everybody may
+    ::chmod(file.c_str(), 0660);
+    FaultyCalls noMode(FaultyCalls::Call::Mode, EPERM);
+    EXPECT_TRUE(LinuxFileManager(noMode).writeToFile(dataOf("new"), file));
+    EXPECT_EQ(modeOf(file), 0600u);
+}
+
+TEST_F(FileManager, ASignalEndsAReplacementBeforeItIsOne)
+{
+    const std::string file = folder.write("a", "old");
+    installInterruptionHandlers();
+    ::raise(SIGTERM);
+    EXPECT_THROW(static_cast<void>(files.writeToFile(dataOf("new"), file)), Interrupted);
+    EXPECT_EQ(folder.read("a"), "old");
+    EXPECT_EQ(folder.listing(), "a");
+    {
+        const StForgetInterruptions whileCleaningUp;
+        EXPECT_TRUE(files.writeToFile(dataOf("new"), file));
+        ::raise(SIGINT);
+        EXPECT_THROW(sleepUnlessInterrupted(std::chrono::milliseconds(60000)), Interrupted);
+    }
+    const StForgetInterruptions leaveNoneBehind;
+}
+
+} // namespace
