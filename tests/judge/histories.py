@@ -6,7 +6,7 @@ import random
 from dataclasses import replace
 
 from cases import FISH, REFERENCE, identity
-from vault import Document, Preferences, Record, Vault, checksum
+from vault import Document, Preferences, Record, Vault, checksum, rewritten
 
 TEXTS = ["", "a", "A", "b", "\u00e9", "e\u0301", "E\u0301", "\u00df", "SS", "\u212b", "A\u030a", b"\xff", b"\xffA", b"\xc3"]
 
@@ -73,14 +73,7 @@ class Copy:
 
     def take(self, data: bytes):
         """Goes on from a file as a run has left it."""
-        document = Document(data)
-        self.vault.unique, self.vault.partner = document.unique, document.partner
-        self.vault.deletions = [(entry.uuid, entry.checksum) for entry in document.deletions]
-        self.vault.parts = [
-            Record(uuid=r.uuid, category=r.category, collapsed=r.collapsed, changed=r.changed, clear_block=r.clear_block,
-                   clear_value=r.clear_value, body=r.body)
-            for r in document.records
-        ]
+        self.vault = rewritten(Document(data), FISH)
 
 
 class History:

@@ -2,7 +2,7 @@
 """Makes the golden vaults in tests/data: commented hex, one file for each kind of vault and of damage.
 
     make_golden.py [FOLDER]        writes the files
-    make_golden.py --dump NAME     prints one of them with offsets, as docs/file-format.md shows it
+    make_golden.py --dump          prints the dumps that docs/file-format.md shows
 
 Behind `#` stands a comment. The first ones of a file say what it is and what a reader must report, line by line:
 
@@ -197,19 +197,27 @@ def commented(layout: Layout) -> list[str]:
     return lines
 
 
-def dump(name: str) -> str:
+def dump(layout: Layout) -> str:
     lines, offset = [], 0
-    for what, content in goldens()[name][1].layout():
+    for what, content in layout:
         for i in range(0, len(content), 16):
             row = content[i : i + 16].hex(" ").upper()
             lines.append(f"{offset + i:5}  {row:<47}  {what if i == 0 else ''}".rstrip())
         offset += len(content)
-    return "\n".join(lines)
+    return "\n".join(lines) + "\n"
+
+
+def dumps() -> tuple[str, str]:
+    """A whole vault, and what its last record has in its encrypted part."""
+    shown_vault = goldens()["two-records"][1]
+    last = shown_vault.parts[-1]
+    padding = bytes(-len(last.plain()) % 8)
+    return dump(shown_vault.layout()), dump([*last.plain_layout(), ("zero bytes", padding)])
 
 
 def main():
-    if sys.argv[1:2] == ["--dump"]:
-        print(dump(sys.argv[2]))
+    if sys.argv[1:] == ["--dump"]:
+        print("\n".join(dumps()), end="")
         return
     folder = Path(sys.argv[1]) if len(sys.argv) > 1 else DATA
     for name, text in texts().items():

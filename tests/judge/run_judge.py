@@ -2,6 +2,7 @@
 """Runs the synchroniser on pairs of vaults and compares both files, to the byte, with a literal model of the merge.
 
     run_judge.py PROGRAM [--seed N] [--random N] [--large N] [--group WORD] [--keep FOLDER] [--jobs N]
+                 [--samples PROGRAM]
 
 Every run has a scratch folder of its own as home and as the place of its two files. Besides their bytes it is judged by
 its result text, exit status, log and attributes, and by what it leaves behind. Only the date in the preferences and the
@@ -24,9 +25,9 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import merge
-from cases import GROUPS, Case, large_pair
+from cases import FISH, GROUPS, REFERENCE, Case, large_pair
 from histories import History, spoiled
-from vault import EPOCH_2001, Document, Failure
+from vault import EPOCH_2001, Document, Failure, rewritten
 
 NAMES = ("first vault.vlr", "second vault.vlr")
 NEW_IDENTITY = re.compile(rb"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")
@@ -267,6 +268,29 @@ def judge_large(judge: Judge, count: int, seed: int) -> list[Verdict]:
     return [Verdict(case.name, case, found)]
 
 
+def judge_sample(data: bytes) -> list[str]:
+    """Whether a vault written by the product deciphers, and is what another writer makes of its content."""
+    document = Document(data, FISH, now=int(time.time()) - EPOCH_2001)
+    found = [f"{document.errors} damaged entries"] if document.errors else []
+    if not FISH.verify(document.reference) or document.reference != REFERENCE:
+        found.append("another reference buffer")
+    if not all(entry.title for entry in document.records):
+        found.append("a record without title")
+    if (other := rewritten(document, FISH).encode()) != data:
+        found.append(first_difference(data, other))
+    return found
+
+
+def judge_samples(program: str, options: list[str]) -> list[Verdict]:
+    with tempfile.TemporaryDirectory(prefix="judge-") as scratch:
+        folder = Path(scratch, "samples")
+        folder.mkdir()
+        environment = {"PATH": os.environ.get("PATH", ""), "HOME": scratch}
+        subprocess.run([program, *options, str(folder)], env=environment, check=True, capture_output=True)
+        files = sorted(folder.iterdir())
+        return [Verdict(f"{path.name} {options}", Case("", b"", b""), judge_sample(path.read_bytes())) for path in files]
+
+
 class Report:
     def __init__(self, keep: Path | None, pool: ThreadPoolExecutor):
         self.keep, self.pool, self.passed, self.failed = keep, pool, 0, 0
@@ -302,6 +326,7 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--large", type=int, default=100000, metavar="N", help="records of the large vaults, 0 for none")
     parser.add_argument("--group", default="", metavar="WORD", help="only groups with this word in their names")
     parser.add_argument("--keep", type=Path, metavar="FOLDER", help="store the smallest failing pair of each group")
+    parser.add_argument("--samples", metavar="PROGRAM", help="judge the vaults that this program makes as well")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     return parser.parse_args()
 
@@ -323,6 +348,10 @@ def main() -> int:
         if options.large and options.group in "large vaults":
             name_of = lambda verdicts: f" ({verdicts[0].name})"  # noqa: E731
             report.group("large vaults", lambda seed: judge_large(judge, options.large, seed), [options.seed], name_of)
+        if options.samples:
+            choices = [[], ["--records", "200", "--seed", str(options.seed)]]
+            program = os.path.abspath(options.samples)
+            report.group("samples", lambda choice: judge_samples(program, choice), choices)
     print(f"{report.passed} passed, {report.failed} failed")
     return 1 if report.failed else 0
 

@@ -14,7 +14,7 @@ import make_golden
 import merge
 from cases import FISH, GROUPS, MERGE_TABLE, REFERENCE, U, first, large_pair, record, second
 from histories import History, spoiled
-from vault import PATTERN, Blowfish, Document, Failure, Record, Vault, checksum
+from vault import PATTERN, Blowfish, Document, Failure, Record, Vault, checksum, rewritten
 
 DATA = Path(__file__).parent.parent / "data"
 
@@ -86,7 +86,12 @@ class BytesTest(unittest.TestCase):
             self.assertEqual((got.category, got.clear_block, got.clear_value), (b"c", b"cb", -9))
             for name, value in text.items():
                 self.assertEqual(getattr(got, name), value.encode() if fish else b"", name)
-        self.assertEqual((read.records[0].body), FISH.encrypt(entry.plain()))
+            self.assertEqual(rewritten(read, FISH).parts[0].block(FISH), entry.block(FISH))
+
+    def test_documented_dumps(self):
+        page = (DATA.parent.parent / "docs" / "file-format.md").read_text()
+        for dump in make_golden.dumps():
+            self.assertIn(dump, page)
 
     def test_golden_files(self):
         """The files in tests/data are those that the script makes, and the comments in them hold."""

@@ -209,17 +209,20 @@ class Record:
         return b"".join(chunk(item) for item in items + self.growth)
 
     def plain(self) -> bytes:
-        if self.version < 4:
-            return self._plain_before_4()
-        texts = (self.title, self.url, self.username, self.password, self.username_label, self.password_label, self.notes)
-        dates = (date + EPOCH_2001 if date else 0 for date in (self.modified, self.last_used))
-        return (
-            b"".join(chunk(text) for text in texts)
-            + b"".join(u32(date) for date in dates)
-            + u32(self.hidden)
-            + color(self.color)
-            + chunk(self.growth_area())
-        )
+        return self._plain_before_4() if self.version < 4 else joined(self.plain_layout())
+
+    def plain_layout(self) -> Layout:
+        """The encrypted part of format 4 before it is enciphered, without the zero bytes at its end."""
+        names = ("title", "url", "username", "password", "username_label", "password_label", "notes")
+        stored = [date + EPOCH_2001 if date else 0 for date in (self.modified, self.last_used)]
+        return [
+            *((f"{name.replace('_', ' ')} {shown(getattr(self, name))}", chunk(getattr(self, name))) for name in names),
+            ("date of change", u32(stored[0])),
+            ("date of last use", u32(stored[1])),
+            ("hidden value", u32(self.hidden)),
+            ("color: red, green, blue", color(self.color)),
+            ("growth area", chunk(self.growth_area())),
+        ]
 
     def _plain_before_4(self) -> bytes:
         texts = b"".join(str255(raw(text).decode()) for text in (self.title, self.url, self.username, self.password))
@@ -575,3 +578,13 @@ class Document:
         if not stream.at_end():
             self.log.append("stream not at end")
             self.errors += 1
+
+
+def rewritten(document: Document, fish: Blowfish) -> Vault:
+    """The vault that a sound writer makes of what was read. Records that weren't deciphered keep their bodies."""
+    deletions = [(entry.uuid, entry.checksum) for entry in document.deletions]
+    vault = Vault(fish, [], deletions, document.unique, document.partner, document.preferences, reference=document.reference)
+    for read in document.records:
+        values = {name: value for name, value in vars(read).items() if name not in ("checksum", "version", "body", "growth")}
+        vault.parts.append(Record(**values, growth=read.growth[1 if read.browser else 0 :], body=read.body or None))
+    return vault
