@@ -76,7 +76,7 @@ bool tell(const std::string& text)
 {
     std::cout << text << std::flush;
     if (!std::cout)
-        complain("can't write the result: " + text);
+        complain("can't write the result: " + text.substr(0, text.find('\n')));
     return bool { std::cout };
 }
 

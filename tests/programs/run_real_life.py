@@ -1,0 +1,269 @@
+#!/usr/bin/env python3
+"""Runs the synchroniser as life does: beside a running application on a real bus, twice at once, with a lock left
+behind, interrupted, on a full disk. Usage: run_real_life.py BIN; ends with "N passed, N failed"."""
+
+import contextlib
+import os
+import pathlib
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import traceback
+
+BIN = pathlib.Path(sys.argv[1]).resolve()
+
+
+class Scene:
+    """A scratch folder with a pair of vaults, and what is started in it."""
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vellorin-life."))
+        self.environment = {"HOME": str(self.folder), "XDG_RUNTIME_DIR": str(self.folder), "PATH": os.environ["PATH"]}
+        self.started = []
+        self.vaults = self.folder / "vaults"
+        self.run("vellorin-sample", self.vaults)
+        self.first, self.second = self.vaults / "laptop.vlr", self.vaults / "stick.vlr"
+        self.before = self.contents()
+
+    def end(self):
+        for process in self.started:
+            process.kill()
+            process.wait()
+        shutil.rmtree(self.folder)
+
+    def run(self, program, *arguments, **options):
+        command = [str(BIN / program), *map(str, arguments)]
+        return subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=120, **options)
+
+    def start(self, *command, **options):
+        process = subprocess.Popen([str(c) for c in command], env=self.environment, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True, **options)
+        self.started.append(process)
+        return process
+
+    def start_bus(self):
+        bus = self.start("dbus-daemon", "--session", "--nofork", "--print-address",
+                         f"--address=unix:path={self.folder}/bus")
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+
+    def start_application(self, mode):
+        self.start_bus()
+        application = self.start(BIN / "foreign-receiver", mode)
+        assert application.stdout.readline() == "ready\n"
+        return application
+
+    def sync(self, *options, **arguments):
+        return self.run("vellorin-sync", *options, self.first, self.second, **arguments)
+
+    def start_sync(self):
+        return self.start(BIN / "vellorin-sync", self.first, self.second)
+
+    def contents(self):
+        return self.first.read_bytes(), self.second.read_bytes()
+
+    def records(self):
+        return [set(content.split(b"Pdat")[1:]) for content in self.contents()]
+
+    def check_merged(self):
+        first, second = self.records()
+        assert first == second and len(first) == 11, (len(first), len(second))
+        self.check_tidy()
+
+    def check_unchanged(self):
+        assert self.contents() == self.before
+        self.check_tidy()
+
+    def check_tidy(self, *expected):
+        names = sorted(p.name for p in self.vaults.iterdir())
+        assert names == sorted(["laptop.vlr", "stick.vlr", *expected]), names
+
+
+def heard(application, count):
+    lines = [application.stdout.readline().rstrip("\n") for _ in range(count)]
+    return [line.split(" ") for line in lines]
+
+
+def application_says_yes(scene):
+    application = scene.start_application("yes")
+    done = scene.sync()
+    assert (done.returncode, done.stdout, done.stderr) == (0, "<Success>\n", ""), done
+    events = heard(application, 4)
+    assert [e[1] for e in events] == ["SynA", "SynA", "SynB", "SynB"], events
+    for event in events:
+        assert event[0] == "Sh11" and event[2:4] == ["-1", "0"] and event[4] == "----listfurl", event
+    assert [e[5] for e in events[:2]] == [f"file://{scene.first}", f"file://{scene.second}"], events
+    scene.check_merged()
+
+
+def application_says_no(scene):
+    application = scene.start_application("no")
+    assert scene.sync().stdout == "<Success>\n"
+    assert [e[1] for e in heard(application, 2)] == ["SynA", "SynA"]
+    application.kill()
+    assert application.stdout.read() == ""
+    scene.check_merged()
+
+
+def application_says_nothing_or_nonsense(scene):
+    for mode, text in (("nothing", "<Bad event response from Vellorin. (-1701)>\n"),
+                       ("nonsense", "<Unable to AEGetParamPtr. (-1700)>\n"),
+                       ("error", "<sendStart: Unable to AESend. (-1708)>\n")):
+        application = scene.start_application(mode)
+        done = scene.sync()
+        assert (done.returncode, done.stdout) == (1, text), done
+        scene.check_unchanged()
+        application.kill()
+
+
+def application_quits_in_between(scene):
+    scene.start_application("quits")
+    assert scene.sync().stdout == "<Success>\n"
+    scene.check_merged()
+
+
+def busctl_is_a_foreign_sender(scene):
+    """The description of the hand-off is enough to speak it: the bus's own tool does, and a receiver of ours hears."""
+    application = scene.start_application("yes")
+    call = ["busctl", "--address=" + scene.environment["DBUS_SESSION_BUS_ADDRESS"], "--", "call", "com.Tarquen.VELLORIN",
+            "/com/tarquen/Vellorin", "com.tarquen.Vellorin.Events", "SendEvent", "uuiia(u(uv))", str(0x53683131),
+            str(0x53796E41), "-1", "0", "1", str(0x2D2D2D2D), str(0x6C697374), "a(uv)", "1", str(0x6675726C), "ay",
+            "8", *map(str, b"file:///")]
+    done = subprocess.run(call, env=scene.environment, capture_output=True, text=True, timeout=60)
+    assert done.stdout.split() == ["a(u(uv))", "1", str(0x2D2D2D2D), str(0x626F6F6C), "ay", "1", "1"], done
+    assert heard(application, 1)[0][5] == "file:///"
+
+
+def interrupted_while_the_application_is_silent(scene):
+    for sign in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        application = scene.start_application("silent")
+        run = scene.start_sync()
+        heard(application, 1)
+        run.send_signal(sign)
+        assert run.wait(timeout=20) == -sign
+        scene.check_unchanged()
+        application.kill()
+
+
+def interrupted_in_the_wait_for_a_lock(scene):
+    """The first file is let go and its application told, though the second can't be had."""
+    application = scene.start_application("yes")
+    (scene.vaults / ".stick.vlr").mkdir()
+    run = scene.start_sync()
+    heard(application, 2)
+    time.sleep(0.3)
+    assert (scene.vaults / ".laptop.vlr" / "holder").exists()
+    run.send_signal(signal.SIGINT)
+    assert run.wait(timeout=20) == -signal.SIGINT
+    assert [e[1] for e in heard(application, 2)] == ["SynB", "SynB"]
+    (scene.vaults / ".stick.vlr").rmdir()
+    scene.check_unchanged()
+
+
+def ignored_signals_stay_ignored(scene):
+    run = scene.start(BIN / "vellorin-sync", scene.first, scene.second,
+                      preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+    run.send_signal(signal.SIGHUP)
+    assert run.communicate(timeout=30)[0] == "<Success>\n"
+    scene.check_merged()
+
+
+def a_lock_left_behind_ends_the_wait(scene):
+    (scene.vaults / ".laptop.vlr").mkdir()
+    begin = time.monotonic()
+    done = scene.sync()
+    assert done.returncode == 1 and done.stdout.startswith("<It appears your Vellorin file is open"), done
+    assert 14.9 < time.monotonic() - begin < 20
+    scene.check_tidy(".laptop.vlr")
+    assert scene.contents() == scene.before
+
+
+def two_runs_at_once_lose_nothing(scene):
+    for _ in range(15):
+        runs = [scene.start_sync() for _ in range(4)]
+        for run in runs:
+            assert run.communicate(timeout=60)[0] == "<Success>\n" and run.returncode == 0
+    first, second = scene.records()
+    assert first == second
+    scene.check_tidy()
+
+
+def two_runs_through_a_link(scene):
+    """Locks stand beside names, so they don't exclude each other here; what changed meanwhile is not overwritten."""
+    other = scene.folder / "other.vlr"
+    other.symlink_to(scene.second)
+    for _ in range(20):
+        runs = [scene.start_sync(), scene.start(BIN / "vellorin-sync", scene.first, other)]
+        for run in runs:
+            assert run.communicate(timeout=60)[0] == "<Success>\n"
+            assert run.returncode in (0, 3), run.returncode
+    assert scene.sync().returncode == 0
+    first, second = scene.records()
+    assert first == second
+
+
+def no_room_for_the_new_file(scene):
+    def limit():
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+    done = scene.sync(preexec_fn=limit)
+    assert (done.returncode, done.stdout) == (3, "<Success>\n"), done
+    assert f"not replaced: {scene.first}: write: File too large" in done.stderr, done.stderr
+    assert f"not replaced: {scene.second}: " in done.stderr
+    scene.check_unchanged()
+    assert "not replaced" in scene.sync("--quiet", preexec_fn=limit).stderr
+
+
+def no_memory(scene):
+    def limit():
+        resource.setrlimit(resource.RLIMIT_AS, (60 << 20, 60 << 20))
+
+    scene.first.write_bytes(scene.before[0] + bytes(64 << 20))
+    before = scene.contents()
+    done = scene.sync("--quiet", preexec_fn=limit)
+    assert done.returncode in (1, 2), done
+    assert scene.contents() == before
+    scene.check_tidy()
+
+
+def output_into_a_pipe_that_closes(scene):
+    run = subprocess.Popen([BIN / "vellorin-sync", scene.first, scene.second], env=scene.environment,
+                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    run.stdout.close()
+    run.stderr.read()
+    run.wait(timeout=60)
+    scene.check_merged()
+
+
+SCENES = [application_says_yes, application_says_no, application_says_nothing_or_nonsense, application_quits_in_between,
+          busctl_is_a_foreign_sender, interrupted_while_the_application_is_silent, interrupted_in_the_wait_for_a_lock,
+          ignored_signals_stay_ignored, a_lock_left_behind_ends_the_wait, two_runs_at_once_lose_nothing,
+          two_runs_through_a_link, no_room_for_the_new_file, no_memory, output_into_a_pipe_that_closes]
+
+
+def main():
+    failed = 0
+    sanitized = "--sanitized" in sys.argv
+    scenes = [s for s in SCENES if not (sanitized and s is no_memory)]  # the sanitizers reserve more than there is
+    for play in scenes:
+        scene = Scene()
+        try:
+            play(scene)
+            print(f"ok   {play.__name__}")
+        except Exception:
+            print(f"FAIL {play.__name__}")
+            traceback.print_exc(file=sys.stdout)
+            failed += 1
+        finally:
+            with contextlib.suppress(OSError):
+                scene.end()
+    print(f"{len(scenes) - failed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
