@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import random
+import unicodedata
 from collections.abc import Callable, Iterator
 from dataclasses import dataclass, replace
 
-from vault import Blowfish, Preferences, Record, Vault, chunk, pdat, reference_buffer, u8, u16, u32
+from vault import Blowfish, Preferences, Record, Vault, chunk, pdat, raw, reference_buffer, u8, u16, u32
 
 FISH = Blowfish("open sesame")
 OTHER_FISH = Blowfish("open sesame!")
@@ -392,6 +393,36 @@ GROUPS: dict[str, Callable[[], Iterator[Case]]] = {
     "files that are refused": refusals,
     "cut at every length": cut_everywhere,
 }
+
+
+def all_texts(seed: int) -> Iterator[Case]:
+    """Every code point that is assigned, alone and beside others, and bytes that are nearly text."""
+    chance = random.Random(seed)
+    assigned = [chr(c) for c in range(0x110000) if unicodedata.category(chr(c)) not in ("Cn", "Cs", "Co")]
+    shuffled = chance.sample(assigned, len(assigned))
+    yield Case("every code point deleted on both", first(deleted=assigned), second(deleted=shuffled), failure="")
+    marks = [c for c in assigned if unicodedata.combining(c)]
+    mixed = ["".join((*chance.choices(assigned, k=2), *chance.choices(marks, k=2))) for _ in range(30000)]
+    variants = [chance.choice((str.upper, str.lower, str.title, str.swapcase))(text) for text in mixed]
+    yield Case("letters and marks", first(deleted=mixed), second(deleted=variants), failure="")
+    other = [unicodedata.normalize(chance.choice(("NFC", "NFD", "NFKC")), text) for text in assigned + mixed[:5000]]
+    yield Case(
+        "records in other forms",
+        first(*(record(text, body=b"12345678") for text in assigned + mixed[:5000])),
+        second(*(record(text, body=b"87654321") for text in other)),
+        failure="",
+    )
+    pieces = [bytes([b]) for b in (0, 0x41, 0x7F, *range(0x80, 0x100, 3), 0xC0, 0xC1, 0xC3, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xFF)]
+    pieces += [raw(text) for text in ("\u00e9", "\u0301", "\u1100", "\u1161", "\uac00", "\uffff", "\U0010ffff", "A", "\u212b")]
+    pieces += [bytes.fromhex(piece) for piece in ("C080", "E080", "E280", "EDA0", "EDA080", "EDB3BF", "F090", "F09F94", "F490")]
+    nearly = [b"".join(chance.choices(pieces, k=chance.randrange(1, 6))) for _ in range(60000)]
+    yield Case("bytes that are nearly text", first(deleted=nearly[:30000]), second(deleted=nearly[30000:]), failure="")
+    yield Case(
+        "records of bytes that are nearly text",
+        first(*(record(text, body=b"12345678") for text in nearly[:20000])),
+        second(*(record(text, body=b"87654321") for text in nearly[15000:35000])),
+        failure="",
+    )
 
 
 def large_pair(count: int, seed: int) -> Case:

@@ -25,7 +25,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import merge
-from cases import FISH, GROUPS, REFERENCE, Case, large_pair
+from cases import FISH, GROUPS, REFERENCE, Case, all_texts, large_pair
 from histories import History, spoiled
 from vault import EPOCH_2001, Document, Failure, rewritten
 
@@ -260,8 +260,8 @@ def judge_spoiled(judge: Judge, seed: int) -> list[Verdict]:
     return [Verdict(case.name, case, judge.differences(case)[0])]
 
 
-def judge_large(judge: Judge, count: int, seed: int) -> list[Verdict]:
-    case = large_pair(count, seed)
+def judge_large(judge: Judge, case: Case) -> list[Verdict]:
+    """For a case that is too large for scans."""
     found, result = judge.differences(case, merge.IndexedLists)
     if result:
         case.name += f", {result.ended - result.started:.2f} s"
@@ -345,9 +345,12 @@ def main() -> int:
             report.group(f"random histories, {span}", lambda seed: judge_history(judge, seed), seeds)
         if options.random and options.group in "spoiled vaults":
             report.group(f"spoiled vaults, {span}", lambda seed: judge_spoiled(judge, seed), seeds)
+        if options.group in "all texts":
+            report.group("all texts", lambda case: judge_large(judge, case), all_texts(options.seed))
         if options.large and options.group in "large vaults":
             name_of = lambda verdicts: f" ({verdicts[0].name})"  # noqa: E731
-            report.group("large vaults", lambda seed: judge_large(judge, options.large, seed), [options.seed], name_of)
+            pair = large_pair(options.large, options.seed)
+            report.group("large vaults", lambda case: judge_large(judge, case), [pair], name_of)
         if options.samples:
             choices = [[], ["--records", "200", "--seed", str(options.seed)]]
             program = os.path.abspath(options.samples)
