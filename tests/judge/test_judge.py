@@ -6,13 +6,15 @@ from __future__ import annotations
 import shutil
 import subprocess
 import sys
+import tempfile
 import types
 import unittest
 from pathlib import Path
 
 import make_golden
 import merge
-from cases import FISH, GROUPS, MERGE_TABLE, REFERENCE, U, first, large_pair, record, second
+import run_judge
+from cases import FISH, GROUPS, MERGE_TABLE, REFERENCE, Case, U, first, large_pair, record, second
 from histories import History, spoiled
 from vault import PATTERN, Blowfish, Document, Failure, Record, Vault, checksum, rewritten
 
@@ -125,6 +127,59 @@ class MergeTest(unittest.TestCase):
                 Document(data[:length], FISH)
             except Failure:
                 pass
+
+
+class RunnerTest(unittest.TestCase):
+    """Programs that do what the model says, but for one fault, in place of the synchroniser."""
+
+    PROGRAM = """#!{python}
+import os, sys, time, uuid
+sys.path.insert(0, {folder!r})
+import merge
+fault, paths, now = {fault!r}, sys.argv[1:], int(time.time()) - 978307200
+before = [open(path, "rb").read() for path in paths]
+names = tuple(str(uuid.uuid4()).upper().encode() for _ in paths)
+date = now - (3600 if fault == "date" else 0)
+outcome = merge.run(*before, (date, date), merge.FRESH if fault == "identities" else names)
+for path, data in zip(paths, outcome.files):
+    if data is not None and fault != "not written":
+        open(path, "wb").write(data)
+        if fault != "attributes":
+            try:
+                os.setxattr(path, "user.com.apple.FinderInfo", b"Vlr4sh11" + bytes(24))
+            except OSError:
+                pass
+for text in outcome.log if fault != "log" else []:
+    print(text, file=sys.stderr)
+if fault == "left over":
+    os.mkdir(os.path.join(os.path.dirname(paths[0]), "." + os.path.basename(paths[0])))
+if outcome.failure is None:
+    print("<Success>")
+    sys.exit(fault == "status")
+if fault == "touched":
+    open(paths[1], "ab").write(b"x")
+print(f"<VLR_Some.cpp:{{'Other' if fault == 'place' else outcome.failure.operation}} (7:0x0)>")
+sys.exit(1)
+"""
+    GOOD = Case("good", first(record(U), unique=""), second(b"xyz"))
+    BAD = Case("bad", first(record(U)), second(b"Pdat"))
+
+    def differences(self, fault: str, case: Case) -> list[str]:
+        with tempfile.TemporaryDirectory() as scratch:
+            program = Path(scratch, "program")
+            folder = str(Path(__file__).parent.absolute())
+            program.write_text(self.PROGRAM.format(python=sys.executable, folder=folder, fault=fault))
+            program.chmod(0o700)
+            return run_judge.Judge(str(program)).differences(case)[0]
+
+    def test_faults_are_noticed(self):
+        self.assertEqual([], self.differences("", self.GOOD) + self.differences("", self.BAD))
+        faults = [("date", self.GOOD), ("identities", self.GOOD), ("not written", self.GOOD), ("status", self.GOOD)]
+        faults += [("left over", self.GOOD), ("log", self.GOOD), ("touched", self.BAD), ("place", self.BAD)]
+        if run_judge.attributes_work(tempfile.gettempdir()):
+            faults.append(("attributes", self.GOOD))
+        for fault, case in faults:
+            self.assertTrue(self.differences(fault, case), fault)
 
 
 class FaultTest(unittest.TestCase):
