@@ -54,6 +54,7 @@ void readAndList(VLR_MemoryBlock& contents, std::ostream& out)
     VLR_Document closed(VLR_DocumentReadKeepEncrypted);
     const uint32_t damaged = closed.FromBlock(contents);
     if (!hasSamplePassword(closed.referenceBuffer)) {
+        out << "  master password: not the samples', so without titles\n";
         list(closed, damaged, out);
         return;
     }

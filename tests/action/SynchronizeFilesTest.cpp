@@ -5,9 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
+#include <string>
 
 namespace {
+
+/// The result with its line number, which moves with the source, as a sign.
+std::string withoutLine(std::string result)
+{
+    const std::size_t begin = result.find(" (") + 2;
+    return result.replace(begin, result.find(':', begin) - begin, "#");
+}
 
 class Action : public ::testing::Test {
 protected:
@@ -66,17 +73,16 @@ TEST_F(Action, FailuresOfTheCoreBecomeTheirPlace)
         const char* second;
         const char* result;
     } kCases[] = {
-        { "no-vault", "two-records", "<VLR_Document_Version4\\.cpp:ReadVersion4FileContents \\([0-9]+:0x0\\)>" },
-        { "no-bytes", "two-records", "<VLR_Stream\\.cpp:GetBytes \\([0-9]+:0x0\\)>" },
-        { "two-records", "other-master", "<VLR_Synchronize\\.cpp:VerifyMastersCompatible \\(32:0x9\\)>" },
-        { "two-records", "preferences-long", "<VLR_Stream\\.cpp:Check \\([0-9]+:0x0\\)>" },
-        { "two-records", "record-chunk-cut",
-            "<VLR_PasswordData_Encoding\\.cpp:WriteDataWithFish \\([0-9]+:0x0\\)>" },
+        { "no-vault", "two-records", "<VLR_Document_Version4.cpp:ReadVersion4FileContents (#:0x0)>" },
+        { "no-bytes", "two-records", "<VLR_Stream.cpp:GetBytes (#:0x0)>" },
+        { "two-records", "other-master", "<VLR_Synchronize.cpp:VerifyMastersCompatible (#:0x9)>" },
+        { "two-records", "preferences-long", "<VLR_Stream.cpp:Check (#:0x0)>" },
+        { "two-records", "record-chunk-cut", "<VLR_PasswordData_Encoding.cpp:WriteDataWithFish (#:0x0)>" },
     };
     for (const auto& c : kCases) {
         ASSERT_TRUE(golden.count(c.first) && golden.count(c.second));
         const std::string result = action.run(golden[c.first], golden[c.second]);
-        EXPECT_TRUE(std::regex_match(result, std::regex(c.result))) << result;
+        EXPECT_EQ(withoutLine(result), c.result);
         EXPECT_EQ(action.error.message, result);
         EXPECT_EQ(action.files.contents[action.first], golden[c.first]);
         EXPECT_EQ(action.files.contents[action.second], golden[c.second]);
@@ -99,10 +105,6 @@ TEST_F(Action, AWriteThatFailsIsTheHostsToSee)
 
 TEST_F(Action, AFileThatIsGoneAfterTheWriteIsAFailure)
 {
-    class Vanishing final : public ConduitSynchronizeSenderDelegate {
-    public:
-        bool startSyncIdling(int64_t) override { return true; }
-    };
     action.files.contents = { { action.first, golden["two-records"] }, { action.second, golden["two-records"] } };
     action.locks.version = 0x100700;
     action.clock.step = 0;
