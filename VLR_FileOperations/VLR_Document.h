@@ -189,7 +189,7 @@ private:
 
     uint32_t ReadVersion4FileContentsCompletion();
     void ReadDeletionList();
-    RecordRead ReadNextRecord();
+    RecordRead ReadNextRecord(VLR_MemoryBlock& block);
     void FindNextRecord();
     void WriteReferenceBuffer();
     void WriteDeletionList();

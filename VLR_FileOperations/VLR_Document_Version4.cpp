@@ -176,8 +176,9 @@ uint32_t VLR_Document::ReadVersion4FileContentsCompletion()
     }
     recordList.RemoveAll();
     uint32_t errors = 0;
+    VLR_MemoryBlock block; // one for all records: it grows to the largest and wipes what it gives up
     while (!stream->AtEnd()) {
-        const RecordRead outcome = ReadNextRecord();
+        const RecordRead outcome = ReadNextRecord(block);
         if (outcome != RecordRead::Whole)
             ++errors;
         if (outcome == RecordRead::None)
@@ -192,7 +193,7 @@ uint32_t VLR_Document::ReadVersion4FileContentsCompletion()
 
 /// One pass of the record loop. Whatever goes wrong in it, a record that was begun stays in the list with what was read
 /// of it, and the next pass goes on from where the stream stands.
-VLR_Document::RecordRead VLR_Document::ReadNextRecord()
+VLR_Document::RecordRead VLR_Document::ReadNextRecord(VLR_MemoryBlock& block)
 {
     std::unique_ptr<VLR_PasswordData> record;
     RecordRead outcome = RecordRead::Whole;
@@ -200,7 +201,6 @@ VLR_Document::RecordRead VLR_Document::ReadNextRecord()
         FindNextRecord();
         stream->ReadUInt32();
         record = std::make_unique<VLR_PasswordData>(this);
-        VLR_MemoryBlock block;
         stream->ReadData(block);
         record->ReadDataWithFish(block, docFish);
         record->PrintDebugOutput("Read");

@@ -184,17 +184,18 @@ uint32_t VLR_String::ReplaceAll(const VLR_String& search, const VLR_String& repl
     uint64_t length = units.Length();
     for (uint32_t i = 0; i < count; ++i)
         length += inserted.Length() - uint64_t { ranges.Values()[i].length } * sizeof(unsigned short);
-    VLR_MemoryBlock output;
-    output.Reserve(static_cast<uint32_t>(std::min<uint64_t>(length, std::numeric_limits<uint32_t>::max())));
+    VLR_PodBlock<unsigned short> output;
+    output.Resize(static_cast<uint32_t>(std::min<uint64_t>(length, std::numeric_limits<uint32_t>::max())));
+    unsigned short* filled = output.Values();
     uint32_t end = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const VLR_Range& range = ranges.Values()[i];
-        output.Append(units.Values() + end, (range.location - end) * static_cast<uint32_t>(sizeof(unsigned short)));
-        output.Append(inserted);
+        filled = std::copy(units.Values() + end, units.Values() + range.location, filled);
+        filled = std::copy(inserted.Values(), inserted.Values() + inserted.Count(), filled);
         end = range.location + range.length;
     }
-    output.Append(units.Values() + end, (units.Count() - end) * static_cast<uint32_t>(sizeof(unsigned short)));
-    VLR_String result(output, VLR_CharacterSetUTF16);
+    std::copy(units.Values() + end, units.Values() + units.Count(), filled);
+    const VLR_String result(output, VLR_CharacterSetUTF16);
     *this = result;
     return count;
 }
@@ -234,21 +235,23 @@ void VLR_String::RemoveAutotypingCharacters()
 
 VLR_Array<VLR_String> VLR_String::ArrayOfComponentsSeparatedByString(const VLR_String& separator) const
 {
+    VLR_String text(*this);
+    const StVLR_AutoSystemRepresentation whileSplitting(text);
     VLR_Array<VLR_String> components;
     const auto append = [&](const VLR_Range& range) {
-        auto component = std::make_unique<VLR_String>(VLR_System::SubstringOfRange(*this, range));
+        auto component = std::make_unique<VLR_String>(VLR_System::SubstringOfRange(text, range));
         components.AppendObject(component.get());
         component.release(); // the array's now
     };
-    VLR_Range remaining = WholeRangeInBytes(*this);
+    VLR_Range remaining = WholeRangeInBytes(text);
     while (!separator.IsEmpty()) {
         const VLR_Range found
-            = VLR_System::FindRangeOfString(*this, separator, remaining, VLR_StringComparisonCaseless);
+            = VLR_System::FindRangeOfString(text, separator, remaining, VLR_StringComparisonCaseless);
         if (found == kVLR_RangeNotFound)
             break;
         append({ remaining.location, found.location - remaining.location });
         remaining.location = found.location + found.length;
-        remaining.length = Length() - remaining.location;
+        remaining.length = text.Length() - remaining.location;
     }
     append(remaining);
     return components;

@@ -66,7 +66,9 @@ public:
     // Text (VLR_String.h tells how texts compare)
 
     /// Replaces what `to` held by the text of `from` in another encoding. Output ends at the first character that
-    /// `toSet` cannot express. Bytes that are invalid in `fromSet` end the text too, apart from UTF-8 to UTF-8.
+    /// `toSet` cannot express. UTF-8 goes to UTF-8 byte by byte, valid or not; on the way to another set the text ends at
+    /// the first byte that is not valid. Bytes above 0x7F in ASCII and unpaired surrogates in UTF-16 become U+FFFD, so
+    /// that one of them does not cost the rest of a note; an odd last byte of UTF-16 is dropped.
     /// Raises: kUnknownEncoding for a set outside 1 to 5, on either side.
     static void ConvertString(
         const VLR_MemoryBlock& from, VLR_CharacterSetType fromSet, VLR_MemoryBlock& to, VLR_CharacterSetType toSet);
@@ -89,7 +91,8 @@ public:
     static void SystemRepresentationDealloc(void* representation);
 
     /// First match within a range in code units of the text as stored, or kVLR_RangeNotFound. A match begins and ends
-    /// between characters: a base letter is not found in its accented form. Empty or invalid texts are never found.
+    /// between characters: a base letter is not found in its accented form, nor an "s" in a sharp s. Folding can make
+    /// the match longer or shorter than what is searched for. Empty or invalid texts are never found.
     /// Raises: the platform's range failure (std::out_of_range) for a range past the end of the text.
     static VLR_Range FindRangeOfString(
         const VLR_String& text, const VLR_String& search, const VLR_Range& within, VLR_StringComparisonType type);
@@ -98,6 +101,8 @@ public:
     /// Length in UTF-16 code units; 0 if the bytes are not valid UTF-8.
     static uint32_t LengthOfString(const VLR_String& text);
 
+    /// Stores the result by assignment, which drops a cached representation.
+    /// Raises: the platform's range failure, for a text that is not valid UTF-8 too.
     static void ReplaceRangeOfString(VLR_String& text, const VLR_String& replacement, const VLR_Range& range);
 
     /// The code units of the range, up to the first zero unit.
@@ -105,6 +110,8 @@ public:
     static VLR_String SubstringOfRange(const VLR_String& text, const VLR_Range& range);
 
     static unsigned short PathSeparator();
+
+    /// By assignment too. Text that is not valid UTF-8 stays as it is.
     static void LowercaseString(VLR_String& text);
 
     // Time, identities, resources

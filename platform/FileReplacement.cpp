@@ -42,7 +42,9 @@ std::string temporaryName(const std::string& name)
     unsigned char random[8];
     if (::getrandom(random, sizeof random, 0) != sizeof random)
         fail("random number");
-    std::string result = "." + name.substr(0, kLongestNamePart) + ".";
+    std::string result(1, '.');
+    result.append(name, 0, kLongestNamePart);
+    result += '.';
     for (const unsigned char byte : random) {
         static constexpr char kDigits[] = "0123456789abcdef";
         result += { kDigits[byte >> 4], kDigits[byte & 15] };

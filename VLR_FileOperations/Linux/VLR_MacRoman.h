@@ -1,4 +1,4 @@
 #pragma once
 
 /// The upper half of Mac Roman, bytes 0x80 to 0xFF, as Unicode; the lower half is ASCII.
-extern const char32_t kMacRomanUpperHalf[128];
+extern const char16_t kMacRomanUpperHalf[128];

@@ -2,6 +2,33 @@
 
 #include <bit>
 
+namespace {
+
+uint64_t AsIs(uint64_t eightBytes)
+{
+    return eightBytes;
+}
+
+/// Eight ASCII bytes in lower case: bit 7 of each byte tells whether it lies between 'A' and 'Z', and becomes bit 5.
+uint64_t InLowerCase(uint64_t eightBytes)
+{
+    constexpr uint64_t kEach = 0x0101010101010101;
+    const uint64_t fromA = eightBytes + kEach * (0x80 - 'A');
+    const uint64_t behindZ = eightBytes + kEach * (0x80 - 'Z' - 1);
+    return eightBytes | (fromA & ~behindZ & kEach * 0x80) >> 2;
+}
+
+/// Up to eight bytes as a word, the first one lowest.
+uint64_t WordOf(const unsigned char* bytes, uint32_t n)
+{
+    uint64_t word = 0;
+    for (uint32_t i = 0; i < n; ++i)
+        word |= uint64_t { bytes[i] } << (8 * i);
+    return word;
+}
+
+} // namespace
+
 VLR_SipHash::VLR_SipHash(uint64_t key0, uint64_t key1)
     : v0(key0 ^ 0x736F6D6570736575)
     , v1(key1 ^ 0x646F72616E646F6D)
@@ -10,30 +37,52 @@ VLR_SipHash::VLR_SipHash(uint64_t key0, uint64_t key1)
 {
 }
 
-void VLR_SipHash::Add(unsigned char byte)
+void VLR_SipHash::Add(const unsigned char* bytes, uint32_t n)
 {
-    word |= static_cast<uint64_t>(byte) << (8 * (length & 7));
-    if ((++length & 7) == 0) {
-        Mix(word);
-        word = 0;
-    }
+    AddFolded(bytes, n, AsIs);
+}
+
+void VLR_SipHash::AddCaseless(const unsigned char* bytes, uint32_t n)
+{
+    AddFolded(bytes, n, InLowerCase);
+}
+
+template <class Fold>
+void VLR_SipHash::AddFolded(const unsigned char* bytes, uint32_t n, Fold fold)
+{
+    for (; n >= 8; bytes += 8, n -= 8)
+        AddPart(fold(WordOf(bytes, 8)), 8);
+    if (n > 0)
+        AddPart(fold(WordOf(bytes, n)), n);
+}
+
+/// Adds the lowest `n` bytes of a word, 1 to 8; the others are zero.
+void VLR_SipHash::AddPart(uint64_t part, uint32_t n)
+{
+    const uint32_t used = length & 7;
+    length += n;
+    pending |= part << (8 * used);
+    if (used + n < 8)
+        return;
+    Mix(pending);
+    pending = used == 0 ? 0 : part >> (8 * (8 - used));
 }
 
 uint64_t VLR_SipHash::Finish()
 {
-    Mix(word | length << 56);
+    Mix(pending | length << 56);
     v2 ^= 0xFF;
     for (int i = 0; i < 4; ++i)
         Round();
     return v0 ^ v1 ^ v2 ^ v3;
 }
 
-void VLR_SipHash::Mix(uint64_t m)
+void VLR_SipHash::Mix(uint64_t word)
 {
-    v3 ^= m;
+    v3 ^= word;
     Round();
     Round();
-    v0 ^= m;
+    v0 ^= word;
 }
 
 void VLR_SipHash::Round()

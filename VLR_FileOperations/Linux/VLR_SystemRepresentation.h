@@ -11,24 +11,22 @@ class VLR_SystemRepresentation {
 public:
     explicit VLR_SystemRepresentation(const VLR_String& text);
 
-    /// False for bytes that are not valid UTF-8: such a text has no length and nothing is found in it.
-    bool IsValid() const { return isValid; }
-    const VLR_CodePoints& Text() const { return text; }
+    /// False for bytes that are not valid UTF-8: such a text has no length, and nothing is found in it.
+    bool IsValid() const { return validUnits == units.size(); }
+    const VLR_UTF16& Units() const { return units; }
 
-    /// Length in UTF-16 code units.
-    uint32_t Length() const { return length; }
-
-    /// The comparison key with its way back to the text; made at the first use and kept.
+    /// The comparison key with its way back to the text.
     struct SearchKey {
         VLR_CodePoints codePoints;
 
-        /// For each place in the key, its end included: where in the text, in UTF-16 units, the same boundary lies;
-        /// kInside where there is none.
+        /// For each place in the key, its end included: where in the text the same boundary lies; kInside where none is.
         VLR_WipedVector<uint32_t> boundaries;
 
         /// The places in the key that have a boundary, in order.
         VLR_WipedVector<uint32_t> places;
     };
+
+    /// Made at the first use and kept.
     const SearchKey& Key(VLR_StringComparisonType type) const;
 
     static constexpr uint32_t kInside = 0xFFFFFFFF;
@@ -36,9 +34,8 @@ public:
 private:
     SearchKey MakeKey(VLR_StringComparisonType type) const;
 
-    VLR_CodePoints text;
-    bool isValid = true;
-    uint32_t length = 0;
+    std::size_t validUnits = 0;
+    VLR_UTF16 units;
     mutable SearchKey keys[2];
     mutable bool hasKey[2] = {};
 };

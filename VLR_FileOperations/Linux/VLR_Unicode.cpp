@@ -14,22 +14,32 @@
 namespace {
 
 constexpr char32_t kFirstBeyondASCII = 0x80;
-constexpr char32_t kEscapedByte = 0xDC00;
+constexpr char16_t kEscapedByte = 0xDC00;
 constexpr int32_t kLongestMapping = 32; // UTF-16 units of one code point's decomposition or folding
 
-const UNormalizer2* Decomposer()
+/// Asks for a normaliser of the library. Its tables are built in, so that only memory can be missing.
+const UNormalizer2* Obtain(const UNormalizer2* (*instance)(UErrorCode*))
 {
-    static const UNormalizer2* const normalizer = [] {
-        UErrorCode error = U_ZERO_ERROR;
-        const UNormalizer2* const instance = unorm2_getNFDInstance(&error);
-        if (U_FAILURE(error))
-            VLR_RAISE(VLR_System::kCantAllocate); // its tables are built in: only memory can be missing
-        return instance;
-    }();
+    UErrorCode error = U_ZERO_ERROR;
+    const UNormalizer2* const normalizer = instance(&error);
+    if (U_FAILURE(error))
+        VLR_RAISE(VLR_System::kCantAllocate);
     return normalizer;
 }
 
-void AppendUnits(const UChar* units, int32_t length, VLR_CodePoints& to)
+const UNormalizer2* Decomposer()
+{
+    static const UNormalizer2* const normalizer = Obtain(unorm2_getNFDInstance);
+    return normalizer;
+}
+
+const UNormalizer2* Composer()
+{
+    static const UNormalizer2* const normalizer = Obtain(unorm2_getNFCInstance);
+    return normalizer;
+}
+
+void AppendCodePoints(const char16_t* units, int32_t length, VLR_CodePoints& to)
 {
     for (int32_t i = 0; i < length;) {
         UChar32 codePoint = 0;
@@ -44,14 +54,14 @@ void AppendDecomposed(char32_t codePoint, VLR_CodePoints& to)
         to.push_back(codePoint);
         return;
     }
-    UChar units[kLongestMapping];
+    char16_t units[kLongestMapping];
     UErrorCode error = U_ZERO_ERROR;
     const int32_t length
         = unorm2_getDecomposition(Decomposer(), static_cast<UChar32>(codePoint), units, kLongestMapping, &error);
     if (length < 0 || U_FAILURE(error))
         to.push_back(codePoint); // it has none
     else
-        AppendUnits(units, length, to);
+        AppendCodePoints(units, length, to);
 }
 
 void AppendFolded(char32_t codePoint, VLR_CodePoints& to)
@@ -60,44 +70,48 @@ void AppendFolded(char32_t codePoint, VLR_CodePoints& to)
         to.push_back(VLR_Unicode::FoldASCII(static_cast<unsigned char>(codePoint)));
         return;
     }
-    UChar units[2];
+    char16_t units[2];
     int32_t unitCount = 0;
     U16_APPEND_UNSAFE(units, unitCount, static_cast<UChar32>(codePoint));
-    UChar folded[kLongestMapping];
+    char16_t folded[kLongestMapping];
     UErrorCode error = U_ZERO_ERROR;
     const int32_t length = u_strFoldCase(folded, kLongestMapping, units, unitCount, U_FOLD_CASE_DEFAULT, &error);
     if (U_FAILURE(error))
         to.push_back(codePoint);
     else
-        AppendUnits(folded, length, to);
+        AppendCodePoints(folded, length, to);
 }
 
-/// Puts each run of combining marks behind `start` into canonical order: stable by combining class.
-void OrderMarks(VLR_CodePoints& text, std::size_t start)
+uint8_t CombiningClass(char32_t codePoint)
 {
-    const auto classOf = [](char32_t c) { return c < kFirstBeyondASCII ? 0 : u_getCombiningClass(static_cast<UChar32>(c)); };
-    for (std::size_t i = start; i < text.size();) {
-        if (classOf(text[i]) == 0) {
-            ++i;
-            continue;
-        }
-        std::size_t end = i;
-        while (end < text.size() && classOf(text[end]) != 0)
-            ++end;
-        if (end - i > 1)
-            std::stable_sort(text.begin() + static_cast<std::ptrdiff_t>(i),
-                text.begin() + static_cast<std::ptrdiff_t>(end),
-                [&](char32_t a, char32_t b) { return classOf(a) < classOf(b); });
-        i = end;
+    return codePoint < kFirstBeyondASCII ? uint8_t { 0 } : u_getCombiningClass(static_cast<UChar32>(codePoint));
+}
+
+/// Puts one run of combining marks into canonical order, stable by class. Counts, so that a long run costs no more.
+void OrderRun(char32_t* first, char32_t* last)
+{
+    const auto byClass = [](char32_t a, char32_t b) { return CombiningClass(a) < CombiningClass(b); };
+    if (std::is_sorted(first, last, byClass))
+        return;
+    uint32_t places[257] = {};
+    for (const char32_t* mark = first; mark != last; ++mark)
+        ++places[CombiningClass(*mark) + 1];
+    for (int i = 1; i < 257; ++i)
+        places[i] += places[i - 1];
+    VLR_CodePoints ordered(static_cast<std::size_t>(last - first));
+    for (const char32_t* mark = first; mark != last; ++mark)
+        ordered[places[CombiningClass(*mark)]++] = *mark;
+    std::copy(ordered.begin(), ordered.end(), first);
+}
+
+void OrderMarks(char32_t* first, char32_t* last)
+{
+    const auto isMark = [](char32_t c) { return CombiningClass(c) != 0; };
+    while (first != last) {
+        char32_t* const run = std::find_if(first, last, isMark);
+        first = std::find_if_not(run, last, isMark);
+        OrderRun(run, first);
     }
-}
-
-void AppendOrderedDecomposition(const char32_t* first, const char32_t* last, VLR_CodePoints& to)
-{
-    const std::size_t start = to.size();
-    for (const char32_t* c = first; c != last; ++c)
-        AppendDecomposed(*c, to);
-    OrderMarks(to, start);
 }
 
 } // namespace
@@ -105,7 +119,7 @@ void AppendOrderedDecomposition(const char32_t* first, const char32_t* last, VLR
 bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
 {
     uint32_t i = 0;
-    for (; i + 8 <= length; i += 8) {
+    for (; length - i >= 8; i += 8) {
         uint64_t eight = 0;
         std::memcpy(&eight, bytes + i, sizeof eight);
         if ((eight & 0x8080808080808080u) != 0)
@@ -118,59 +132,105 @@ bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
     return true;
 }
 
-VLR_CodePoints VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, bool& isValid)
+VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits)
 {
-    VLR_CodePoints text;
-    text.reserve(length);
-    isValid = true;
-    for (uint32_t i = 0; i < length;) {
-        const uint32_t start = i;
+    VLR_UTF16 units(length); // never more units than bytes
+    std::size_t count = 0;
+    bool isValid = true;
+    for (std::size_t i = 0; i < length;) {
+        const std::size_t start = i;
         UChar32 codePoint = 0;
-        U8_NEXT(bytes, i, length, codePoint);
+        U8_NEXT(bytes, i, std::size_t { length }, codePoint);
         if (codePoint >= 0) {
-            text.push_back(static_cast<char32_t>(codePoint));
+            U16_APPEND_UNSAFE(units.data(), count, codePoint);
             continue;
         }
+        if (isValid)
+            validUnits = count;
         isValid = false;
-        for (uint32_t bad = start; bad < i; ++bad)
-            text.push_back(kEscapedByte + bytes[bad]);
+        for (std::size_t bad = start; bad < i; ++bad)
+            units[count++] = static_cast<char16_t>(kEscapedByte + bytes[bad]);
     }
-    return text;
+    units.resize(count);
+    if (isValid)
+        validUnits = count;
+    return units;
 }
 
-void VLR_Unicode::AppendUTF8(VLR_MemoryBlock& text, char32_t codePoint)
+void VLR_Unicode::Mend(VLR_UTF16& units)
 {
-    unsigned char bytes[4];
-    uint32_t length = 0;
-    U8_APPEND_UNSAFE(bytes, length, static_cast<uint32_t>(codePoint));
-    text.Append(bytes, length);
+    for (std::size_t i = 0; i < units.size();) {
+        const std::size_t start = i;
+        UChar32 codePoint = 0;
+        U16_NEXT(units, i, units.size(), codePoint);
+        if (U_IS_SURROGATE(codePoint))
+            units[start] = kReplacement;
+    }
+}
+
+void VLR_Unicode::StoreUTF8(const VLR_UTF16& units, VLR_MemoryBlock& to)
+{
+    uint64_t size = 0;
+    for (std::size_t i = 0; i < units.size();) {
+        UChar32 codePoint = 0;
+        U16_NEXT(units, i, units.size(), codePoint);
+        size += static_cast<uint64_t>(U8_LENGTH(codePoint));
+    }
+    to.Resize(static_cast<uint32_t>(std::min<uint64_t>(size, UINT32_MAX)));
+    unsigned char* const bytes = to.Bytes();
+    std::size_t filled = 0;
+    for (std::size_t i = 0; i < units.size();) {
+        UChar32 codePoint = 0;
+        U16_NEXT(units, i, units.size(), codePoint);
+        U8_APPEND_UNSAFE(bytes, filled, codePoint);
+    }
 }
 
 bool VLR_Unicode::HasBoundaryBefore(char32_t codePoint)
 {
     return codePoint < kFirstBeyondASCII
-        || unorm2_hasBoundaryBefore(Decomposer(), static_cast<UChar32>(codePoint)) != 0;
+        || unorm2_hasBoundaryBefore(Composer(), static_cast<UChar32>(codePoint)) != 0;
 }
 
-void VLR_Unicode::AppendKey(
-    const char32_t* first, const char32_t* last, VLR_StringComparisonType type, VLR_CodePoints& key)
+VLR_Unicode::KeyMaker::KeyMaker(VLR_StringComparisonType type, VLR_CodePoints& key)
+    : caseless(type == VLR_StringComparisonCaseless)
+    , key(key)
 {
-    if (type != VLR_StringComparisonCaseless) {
-        AppendOrderedDecomposition(first, last, key);
+}
+
+void VLR_Unicode::KeyMaker::Append(const char16_t* first, const char16_t* last)
+{
+    if (last - first == 1 && *first < kFirstBeyondASCII) {
+        key.push_back(caseless ? FoldASCII(static_cast<unsigned char>(*first)) : *first);
         return;
     }
-    VLR_CodePoints decomposed;
-    AppendOrderedDecomposition(first, last, decomposed);
-    VLR_CodePoints folded;
+    decomposed.clear();
+    while (first != last) {
+        UChar32 codePoint = 0;
+        const char16_t* const here = first;
+        std::ptrdiff_t used = 0;
+        U16_NEXT(here, used, last - here, codePoint);
+        first += used;
+        AppendDecomposed(static_cast<char32_t>(codePoint), decomposed);
+    }
+    OrderMarks(decomposed.data(), decomposed.data() + decomposed.size());
+    if (!caseless) {
+        key.insert(key.end(), decomposed.begin(), decomposed.end());
+        return;
+    }
+    folded.clear();
     for (const char32_t c : decomposed)
         AppendFolded(c, folded);
-    AppendOrderedDecomposition(folded.data(), folded.data() + folded.size(), key);
+    const std::size_t start = key.size();
+    for (const char32_t c : folded)
+        AppendDecomposed(c, key);
+    OrderMarks(key.data() + start, key.data() + key.size());
 }
 
-VLR_CodePoints VLR_Unicode::KeyOf(const VLR_CodePoints& text, VLR_StringComparisonType type)
+VLR_CodePoints VLR_Unicode::KeyOf(const VLR_UTF16& text, VLR_StringComparisonType type)
 {
     VLR_CodePoints key;
     key.reserve(text.size());
-    AppendKey(text.data(), text.data() + text.size(), type, key);
+    KeyMaker(type, key).Append(text.data(), text.data() + text.size());
     return key;
 }

@@ -5,35 +5,49 @@
 
 #include <cstdint>
 
-// UTF-8, and the form in which texts are compared and searched.
+class VLR_MemoryBlock;
+
+// UTF-8, UTF-16, and the form in which texts are compared and searched.
 
 namespace VLR_Unicode {
 
-inline constexpr char32_t kReplacement = 0xFFFD;
+inline constexpr char16_t kReplacement = 0xFFFD;
 
 bool IsASCII(const unsigned char* bytes, uint32_t length);
 
-/// The code points of UTF-8 bytes; `isValid` tells whether all of them are valid UTF-8.
-VLR_CodePoints Decode(const unsigned char* bytes, uint32_t length, bool& isValid);
+/// The code units of UTF-8 bytes. `validUnits` is how many of them come before the first byte that is not valid UTF-8.
+VLR_UTF16 Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits);
 
-/// Appends one code point as UTF-8; a lone surrogate takes the three bytes of its number.
-void AppendUTF8(VLR_MemoryBlock& text, char32_t codePoint);
+/// Unpaired surrogates become kReplacement.
+void Mend(VLR_UTF16& units);
 
-/// UTF-16 code units of one code point.
-inline uint32_t UnitsOf(char32_t codePoint) { return codePoint > 0xFFFF ? 2 : 1; }
+/// Makes `to` the UTF-8 form of a text without unpaired surrogates, in storage of the right size.
+void StoreUTF8(const VLR_UTF16& units, VLR_MemoryBlock& to);
 
-/// True if normalisation never carries anything across the place before this code point.
+/// True if normalisation, composing or decomposing, never carries anything across the place before this code point.
+/// Such places are the same in all texts that are canonically equivalent.
 bool HasBoundaryBefore(char32_t codePoint);
 
-/// Appends what stands for code points [first, last) when texts are compared: canonically decomposed and ordered and,
-/// for caseless comparison, folded in full. The range begins and ends at boundaries.
-/// Cost: n log n in the longest run of combining marks.
-void AppendKey(const char32_t* first, const char32_t* last, VLR_StringComparisonType type, VLR_CodePoints& key);
+/// ASCII letters only: what full case folding does to ASCII text.
+inline unsigned char FoldASCII(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+
+/// Appends to `key` what stands for a stretch of text when texts are compared: canonically decomposed and ordered and,
+/// for caseless comparison, folded in full. One maker serves many stretches and keeps its buffers between them.
+class KeyMaker {
+public:
+    KeyMaker(VLR_StringComparisonType type, VLR_CodePoints& key);
+
+    /// The stretch begins and ends at boundaries. Cost: linear, runs of combining marks included.
+    void Append(const char16_t* first, const char16_t* last);
+
+private:
+    const bool caseless;
+    VLR_CodePoints& key;
+    VLR_CodePoints decomposed;
+    VLR_CodePoints folded;
+};
 
 /// The key of a whole text.
-VLR_CodePoints KeyOf(const VLR_CodePoints& text, VLR_StringComparisonType type);
-
-/// ASCII letters only; what a full folding does to ASCII text.
-inline unsigned char FoldASCII(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+VLR_CodePoints KeyOf(const VLR_UTF16& text, VLR_StringComparisonType type);
 
 } // namespace VLR_Unicode

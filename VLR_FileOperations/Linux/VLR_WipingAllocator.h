@@ -39,6 +39,9 @@ public:
 template <class T>
 using VLR_WipedVector = std::vector<T, VLR_WipingAllocator<T>>;
 
-/// A text as code points. Each byte that is not part of valid UTF-8 stands as the lone surrogate 0xDC00 + byte, which
+/// A text as UTF-16 code units. Each byte that is not part of valid UTF-8 stands as the lone unit 0xDC00 + byte, which
 /// valid text can't hold.
+using VLR_UTF16 = VLR_WipedVector<char16_t>;
+
+/// The same text as code points.
 using VLR_CodePoints = VLR_WipedVector<char32_t>;

@@ -1,0 +1,117 @@
+#include "VLR_Exception.h"
+#include "VLR_SipHash.h"
+#include "VLR_String.h"
+#include "VLR_System.h"
+
+#include <gtest/gtest.h>
+#include <unicode/ucnv.h>
+
+#include <string>
+
+namespace {
+
+std::string converted(const std::string& bytes, VLR_CharacterSetType from, VLR_CharacterSetType to)
+{
+    const VLR_MemoryBlock source(
+        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+    VLR_MemoryBlock result;
+    result.Append("what was there", 14);
+    VLR_System::ConvertString(source, from, result, to);
+    return std::string(reinterpret_cast<const char*>(result.Bytes()), result.Length());
+}
+
+std::string units(const std::u16string& text)
+{
+    return std::string(reinterpret_cast<const char*>(text.data()), 2 * text.size());
+}
+
+constexpr auto kUTF8 = VLR_CharacterSetUTF8;
+constexpr auto kUTF16 = VLR_CharacterSetUTF16;
+constexpr auto kASCII = VLR_CharacterSetASCII;
+constexpr auto kMacRoman = VLR_CharacterSetMacRoman;
+constexpr auto kTerminated = VLR_CharacterSetUTF16Terminated;
+
+TEST(VLR_System_Strings, Converts)
+{
+    const struct {
+        std::string from;
+        VLR_CharacterSetType fromSet;
+        std::string to;
+        VLR_CharacterSetType toSet;
+    } kCases[] = {
+        { "", kUTF8, "", kUTF16 },
+        { "a\u00E9\U0001F511", kUTF8, units(u"a\u00E9\U0001F511"), kUTF16 },
+        { "a", kUTF8, units(std::u16string(u"a\0", 2)), kTerminated },
+        { units(u"\u20ACx"), kTerminated, "\u20ACx", kUTF8 },
+        { units(u"\xD800x"), kUTF16, "\uFFFDx", kUTF8 }, // half a pair
+        { units(u"ab") + "c", kUTF16, "ab", kUTF8 }, // half a unit
+        { "\x8E\xDB", kMacRoman, "\u00E9\u20AC", kUTF8 },
+        { "ab\u00E9\u4E00yz", kUTF8, "ab\x8E", kMacRoman }, // ends at what the set can't express
+        { "ab\u00E9z", kUTF8, "ab", kASCII },
+        { "a\x80z", kASCII, "a\uFFFDz", kUTF8 }, // an old file's byte must not cost the rest
+        { "a\xFFz", kUTF8, units(u"a"), kUTF16 },
+        { "a\xFFz", kUTF8, "a\xFFz", kUTF8 },
+    };
+    for (const auto& c : kCases)
+        EXPECT_EQ(converted(c.from, c.fromSet, c.toSet), c.to) << c.from;
+    for (const int set : { 0, 6, -1 }) {
+        EXPECT_THROW(converted("a", static_cast<VLR_CharacterSetType>(set), kUTF8), VLR_Exception);
+        EXPECT_THROW(converted("a", kUTF8, static_cast<VLR_CharacterSetType>(set)), VLR_Exception);
+    }
+}
+
+TEST(VLR_System_Strings, MacRomanIsTheConvertersTable)
+{
+    UErrorCode error = U_ZERO_ERROR;
+    UConverter* const converter = ucnv_open("macos-0_2-10.2", &error);
+    ASSERT_TRUE(U_SUCCESS(error));
+    for (int byte = 0; byte < 256; ++byte) {
+        const char source = static_cast<char>(byte);
+        UChar expected[4] = {};
+        error = U_ZERO_ERROR;
+        const int32_t length = ucnv_toUChars(converter, expected, 4, &source, 1, &error);
+        const std::string text = units(std::u16string(expected, static_cast<std::size_t>(length)));
+        EXPECT_EQ(converted(std::string(1, source), kMacRoman, kUTF16), text) << byte;
+        EXPECT_EQ(converted(text, kUTF16, kMacRoman), std::string(1, source)) << byte;
+    }
+    ucnv_close(converter);
+}
+
+TEST(VLR_System_Strings, HashIsTheOnePublished)
+{
+    // Key 00 to 0F; input of n bytes 00, 01, ...: the reference vectors of SipHash-2-4.
+    const uint64_t kExpected[] = { 0x726FDB47DD0E0E31, 0x74F839C593DC67FD, 0x0D6C8009D9A94F5A, 0x85676696D7FB7E2D,
+        0xCF2794E0277187B7, 0x18765564CD99A68D, 0xCBC9466E58FEE3CE, 0xAB0200F58B01D137, 0x93F5F5799A932462,
+        0x9E0082DF0BA9E4B0 };
+    for (unsigned char n = 0; n < std::size(kExpected); ++n) {
+        VLR_SipHash hash(0x0706050403020100, 0x0F0E0D0C0B0A0908);
+        for (unsigned char byte = 0; byte < n; ++byte)
+            hash.Add(byte);
+        EXPECT_EQ(hash.Finish(), kExpected[n]) << int { n };
+    }
+}
+
+TEST(VLR_System_Strings, CStrings)
+{
+    EXPECT_EQ(VLR_System::CStringLength("abc"), 3u);
+    EXPECT_LT(VLR_System::CStringCompare("abc", "abd"), 0);
+    EXPECT_EQ(VLR_System::CStringCompare("abc", "abd", 2), 0);
+    char copy[] = "xxxxxxxx";
+    EXPECT_EQ(VLR_System::CStringCopy(copy, "ab", 4), copy);
+    EXPECT_EQ(std::string(copy, 8), std::string("ab\0\0\0xxx", 8));
+    VLR_System::CStringCopy(copy, "abcdef", 4);
+    EXPECT_STREQ(copy, "abcd");
+}
+
+TEST(VLR_System_Strings, ReplacesRangesAndLowersText)
+{
+    VLR_String text("a\u00E9c\xCC\x81", kUTF8);
+    VLR_System::ReplaceRangeOfString(text, VLR_String("\U0001F511", kUTF8), { 1, 1 });
+    EXPECT_EQ(text.Compare(std::addressof(static_cast<const VLR_Object&>(VLR_String("a\U0001F511c\u0301", kUTF8)))), 0);
+    EXPECT_THROW(VLR_System::ReplaceRangeOfString(text, VLR_String(), { 5, 1 }), std::out_of_range);
+    VLR_String lower("\u0130\u00C9ABC\u03A3", kUTF8);
+    VLR_System::LowercaseString(lower);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(lower.Bytes()), lower.Length()), "i\u0307\u00E9abc\u03C2");
+}
+
+} // namespace
