@@ -156,6 +156,9 @@ TEST(VLR_String, StripsBlanksAndTabsAlone)
         text.StripLeadingAndTrailingSpaces();
         EXPECT_EQ(str(text), c.stripped);
     }
+    VLR_String pastTheEnd = S(" \u00E9");
+    EXPECT_THROW(pastTheEnd.StripLeadingAndTrailingSpaces(), VLR_Exception);
+    EXPECT_EQ(str(pastTheEnd), " \u00E9");
 }
 
 TEST(VLR_String, ReplacesAllMatchesWithoutRegardToCase)
@@ -182,6 +185,9 @@ TEST(VLR_String, ReplacesAllMatchesWithoutRegardToCase)
         EXPECT_EQ(str(text), c.result);
         EXPECT_EQ(text.systemRepresentation, nullptr);
     }
+    VLR_String large = S(std::string(70000, 'a'));
+    EXPECT_THROW(large.ReplaceAll(S("a"), large), VLR_Exception); // more than a block can hold
+    EXPECT_EQ(large.Length(), 70000u);
     VLR_String untouched = S("abc");
     const unsigned char* const storage = untouched.Bytes();
     untouched.ReplaceAll(S("x"), S("y"));
@@ -229,6 +235,7 @@ TEST(VLR_String, SplitsIntoComponents)
         { "abc", "", { "abc" } },
         { "aXbxc", "x", { "a", "b", "c" } },
         { ",", ",", { "", "" } },
+        { "assb", "\u00DF", { "a", "b" } }, // two letters are the separator's one
     };
     for (const auto& c : kCases) {
         const VLR_Array<VLR_String> components = S(c.text).ArrayOfComponentsSeparatedByString(S(c.separator));

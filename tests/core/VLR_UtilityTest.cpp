@@ -61,6 +61,8 @@ TEST(VLR_Utility, PrefixesAreCodeUnits)
     EXPECT_EQ(str(VLR_Utility::PrefixOfMaxLength(S("abc"), 0)), "");
     EXPECT_EQ(str(VLR_Utility::PrefixOfMaxLength(S("abc"), 9)), "abc");
     EXPECT_EQ(str(VLR_Utility::PrefixOfMaxLength(S("\u00E9bc"), 2)), "\u00E9b");
+    EXPECT_EQ(str(VLR_Utility::PrefixOfMaxLength(S("a\U0001F511"), 2)), "a\uFFFD"); // half of a pair
+    EXPECT_EQ(str(VLR_Utility::PrefixOfMaxLength(S("a\xFF"), 1)), ""); // no text, no length
     EXPECT_EQ(str(VLR_Utility::CharacterAsString(0x20AC)), "\u20AC");
 }
 

@@ -1,0 +1,351 @@
+#include "VLR_Array.h"
+#include "VLR_RawMemory.h"
+#include "VLR_SipHash.h"
+#include "VLR_String.h"
+#include "VLR_System.h"
+
+#include <gtest/gtest.h>
+#include <unicode/unorm2.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr VLR_StringComparisonType kBothTypes[] = {VLR_StringComparisonExact, VLR_StringComparisonCaseless};
+
+VLR_String S(const std::string& bytes)
+{
+    return VLR_String(
+        VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size())),
+        VLR_CharacterSetUTF8);
+}
+
+VLR_String S(const std::u16string& units)
+{
+    return VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(units.data()),
+                                      static_cast<uint32_t>(units.size() * sizeof(char16_t))),
+                      VLR_CharacterSetUTF16);
+}
+
+// The definition, word for word, over whole texts and with the library's own operations.
+
+std::u16string Normalized(const UNormalizer2* normalizer, const std::u16string& text)
+{
+    std::u16string result(8 * text.size() + 1, u'\0');
+    UErrorCode error = U_ZERO_ERROR;
+    result.resize(
+        static_cast<std::size_t>(unorm2_normalize(normalizer, text.data(), static_cast<int32_t>(text.size()),
+                                                  result.data(), static_cast<int32_t>(result.size()), &error)));
+    EXPECT_TRUE(U_SUCCESS(error));
+    return result;
+}
+
+const UNormalizer2* Instance(const UNormalizer2* (*form)(UErrorCode*))
+{
+    UErrorCode error = U_ZERO_ERROR;
+    return form(&error);
+}
+
+std::u16string NFD(const std::u16string& text)
+{
+    return Normalized(Instance(unorm2_getNFDInstance), text);
+}
+
+std::u16string NFC(const std::u16string& text)
+{
+    return Normalized(Instance(unorm2_getNFCInstance), text);
+}
+
+std::u16string Key(const std::u16string& text, VLR_StringComparisonType type)
+{
+    std::u16string key = NFD(text);
+    if (type != VLR_StringComparisonCaseless)
+        return key;
+    std::u16string folded(4 * key.size() + 1, u'\0');
+    UErrorCode error = U_ZERO_ERROR;
+    folded.resize(
+        static_cast<std::size_t>(u_strFoldCase(folded.data(), static_cast<int32_t>(folded.size()), key.data(),
+                                               static_cast<int32_t>(key.size()), U_FOLD_CASE_DEFAULT, &error)));
+    return NFD(folded);
+}
+
+int32_t Order(const std::u16string& a, const std::u16string& b)
+{
+    const int32_t order = u_strCompare(a.data(), static_cast<int32_t>(a.size()), b.data(),
+                                       static_cast<int32_t>(b.size()), /*codePointOrder=*/true);
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+}
+
+/// Where a match may begin or end.
+std::vector<uint32_t> Boundaries(const std::u16string& text)
+{
+    std::vector<uint32_t> places;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t start = i;
+        UChar32 c = 0;
+        U16_NEXT(text, i, text.size(), c);
+        if (start == 0 || unorm2_hasBoundaryBefore(Instance(unorm2_getNFCInstance), c))
+            places.push_back(static_cast<uint32_t>(start));
+    }
+    places.push_back(static_cast<uint32_t>(text.size()));
+    return places;
+}
+
+VLR_Range FirstByTrial(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
+                       VLR_StringComparisonType type)
+{
+    const std::u16string key = Key(search, type);
+    const std::vector<uint32_t> places = Boundaries(text);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        for (std::size_t j = i + 1; j < places.size() && places[j] <= within.location + within.length; ++j) {
+            if (places[i] >= within.location && Key(text.substr(places[i], places[j] - places[i]), type) == key)
+                return {places[i], places[j] - places[i]};
+        }
+    }
+    return kVLR_RangeNotFound;
+}
+
+class RandomTexts {
+public:
+    std::u16string Make(std::size_t longest)
+    {
+        // Few letters at a time, so that texts often nearly match.
+        const std::size_t first = random() % std::size(kAlphabet);
+        std::u16string text;
+        for (std::size_t n = random() % (longest + 1); n > 0; --n)
+            text += kAlphabet[(first + random() % 4) % std::size(kAlphabet)];
+        return text;
+    }
+
+    std::size_t Below(std::size_t bound) { return random() % bound; }
+
+private:
+    static constexpr const char16_t* kAlphabet[] = {
+        u"a",          u"s",      u"S",      u"\u00DF", u"\u1E9E",     u"s",          u"\u0323",     u"\u0307",
+        u"\u1E69",     u"\u017F", u"i",      u"\u0130", u"\u0131",     u"I",          u"\u0307",     u"\uFB03",
+        u"f",          u"F",      u"I",      u"k",      u"\u212A",     u"K",          u"\u03B1",     u"\u0345",
+        u"\u0301",     u"\u1FB4", u"\u0399", u"\u03C3", u"\u03C2",     u"\u03A3",     u"\u1100",     u"\u1161",
+        u"\uAC00",     u"\u11A8", u"\uAC01", u"\u09C7", u"\u09BE",     u"\u09CB",     u"\u0F71",     u"\u0F72",
+        u"\u0F73",     u"\u0344", u"\u0308", u"\u0301", u"\U0001D15E", u"\U0001D157", u"\U0001D165", u"\U00010400",
+        u"\U00010428", u"\uFF21", u"\uFFFD", u"\u037E", u";",          u"\u1FEF",     u"`"};
+
+    std::mt19937 random{20010101};
+};
+
+/// An allocation source that looks for a secret in all that comes back.
+namespace Watch {
+
+constexpr std::size_t kHeader = 16; // keeps the alignment; the size stands in it
+bool found = false;
+
+bool Holds(const unsigned char* bytes, std::size_t size, std::size_t width)
+{
+    constexpr char kSecret[] = "hunter2";
+    for (std::size_t start = 0; start + 7 * width <= size; ++start) {
+        std::size_t i = 0;
+        while (i < 7 && bytes[start + i * width] == static_cast<unsigned char>(kSecret[i]))
+            ++i;
+        if (i == 7)
+            return true;
+    }
+    return false;
+}
+
+void* Obtain(std::size_t size)
+{
+    auto* const base = static_cast<unsigned char*>(std::calloc(1, size + kHeader));
+    std::memcpy(base, &size, sizeof size);
+    return base + kHeader;
+}
+
+void GiveBack(void* memory)
+{
+    const auto* const bytes = static_cast<const unsigned char*>(memory);
+    std::size_t size = 0;
+    std::memcpy(&size, bytes - kHeader, sizeof size);
+    for (const std::size_t width : {1u, 2u, 4u})
+        found = found || Holds(bytes, size, width);
+    std::free(static_cast<unsigned char*>(memory) - kHeader);
+}
+
+} // namespace Watch
+
+TEST(VLR_Unicode, ComparisonAndHashFollowTheDefinition)
+{
+    RandomTexts texts;
+    for (int round = 0; round < 20000; ++round) {
+        const std::u16string a = texts.Make(6);
+        const std::u16string b = round % 3 == 0   ? NFC(a)
+                                 : round % 3 == 1 ? Key(a, VLR_StringComparisonCaseless)
+                                                  : texts.Make(6);
+        for (const auto type : kBothTypes) {
+            const int32_t order = Order(Key(a, type), Key(b, type));
+            ASSERT_EQ(VLR_System::CompareStrings(S(a), S(b), type), order) << round;
+            ASSERT_EQ(VLR_System::HashString(S(a), type) == VLR_System::HashString(S(b), type), order == 0) << round;
+        }
+    }
+}
+
+TEST(VLR_Unicode, SearchFollowsTheDefinition)
+{
+    RandomTexts texts;
+    for (int round = 0; round < 20000; ++round) {
+        const std::u16string text = texts.Make(9);
+        const std::u16string search =
+            round % 2 == 0 || text.empty() ? texts.Make(3) : text.substr(texts.Below(text.size()), 1 + texts.Below(3));
+        const auto cut = static_cast<uint32_t>(texts.Below(text.size() + 1));
+        const VLR_Range within{cut, static_cast<uint32_t>(texts.Below(text.size() - cut + 1))};
+        if (search.empty() || U16_IS_TRAIL(search.front()) || U16_IS_LEAD(search.back()))
+            continue; // half a pair is no text
+        for (const auto type : kBothTypes)
+            ASSERT_EQ(VLR_System::FindRangeOfString(S(text), S(search), within, type),
+                      FirstByTrial(text, search, within, type))
+                << round;
+    }
+}
+
+TEST(VLR_Unicode, EquivalentTextsContainTheSame)
+{
+    RandomTexts texts;
+    for (int round = 0; round < 20000; ++round) {
+        const std::u16string text = texts.Make(9);
+        const std::u16string search = texts.Make(3);
+        const bool contains = S(text).Contains(S(search));
+        ASSERT_EQ(S(NFC(text)).Contains(S(search)), contains) << round;
+        ASSERT_EQ(S(NFD(text)).Contains(S(NFC(search))), contains) << round;
+    }
+}
+
+TEST(VLR_Unicode, AnyBytesHaveOneOrder)
+{
+    const std::string kPieces[] = {"a",
+                                   "b",
+                                   "\xC3",
+                                   "\xA9",
+                                   "\xC3\xA9",
+                                   "\xED\xA0\x80",
+                                   "\xF0\x9F",
+                                   "\x98",
+                                   "\x80",
+                                   "\xC0\x80",
+                                   "\xF4\x90\x80\x80",
+                                   "\xFF",
+                                   "\xEF\xBF\xBF",
+                                   "\xF0\x90\x80\x80",
+                                   std::string("\0", 1)};
+    std::mt19937 random(3);
+    std::vector<std::string> texts;
+    for (int i = 0; i < 400; ++i) {
+        std::string text;
+        for (std::size_t n = random() % 4; n > 0; --n)
+            text += kPieces[random() % std::size(kPieces)];
+        texts.push_back(text);
+    }
+    for (const auto type : kBothTypes) {
+        std::sort(texts.begin(), texts.end(), [&](const std::string& a, const std::string& b) {
+            return VLR_System::CompareStrings(S(a), S(b), type) < 0;
+        });
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            for (std::size_t j = i; j < texts.size(); ++j)
+                ASSERT_EQ(VLR_System::CompareStrings(S(texts[i]), S(texts[j]), type), texts[i] == texts[j] ? 0 : -1);
+        }
+    }
+}
+
+TEST(VLR_Unicode, EachInvalidByteStandsBelowAstralAndPrivateCharacters)
+{
+    // As 0xDC00 + byte: behind all of Hangul, before the private area, and each for itself.
+    const VLR_String invalid = S("\xF0\x9F\x98"); // a character that lacks its last byte
+    const VLR_String hangul = S("\uD7A3");
+    const VLR_String privateArea = S("\uE000");
+    EXPECT_EQ(invalid.Compare(&hangul), 1);
+    EXPECT_EQ(invalid.Compare(&privateArea), -1);
+    const VLR_String firstByte = S("\xF0");
+    const VLR_String nextByte = S("\xF0\xA0");
+    EXPECT_EQ(invalid.Compare(&firstByte), 1);
+    EXPECT_EQ(invalid.Compare(&nextByte), -1);
+}
+
+TEST(VLR_Unicode, HashOfASCIIIgnoresCaseLikeItsLowerCase)
+{
+    std::string all;
+    for (int c = 0; c < 128; ++c)
+        all += static_cast<char>(c);
+    std::string lower = all;
+    std::transform(lower.begin() + 'A', lower.begin() + 'Z' + 1, lower.begin() + 'A',
+                   [](char c) { return static_cast<char>(c + 32); });
+    for (std::size_t start = 0; start < 128; ++start) {
+        for (std::size_t n = 0; n < 20 && start + n <= 128; ++n) {
+            const VLR_String a = S(all.substr(start, n));
+            const VLR_String b = S(lower.substr(start, n));
+            ASSERT_EQ(VLR_System::HashString(a, VLR_StringComparisonCaseless),
+                      VLR_System::HashString(b, VLR_StringComparisonExact));
+            ASSERT_EQ(VLR_System::HashString(a, VLR_StringComparisonExact) ==
+                          VLR_System::HashString(b, VLR_StringComparisonExact),
+                      all.substr(start, n) == lower.substr(start, n));
+        }
+    }
+}
+
+TEST(VLR_Unicode, HashTakesItsInputInAnyPieces)
+{
+    unsigned char bytes[63];
+    for (unsigned char i = 0; i < 63; ++i)
+        bytes[i] = i;
+    for (uint32_t step = 1; step <= 63; ++step) {
+        VLR_SipHash hash(0x0706050403020100, 0x0F0E0D0C0B0A0908);
+        for (uint32_t i = 0; i < 63; i += step)
+            hash.Add(bytes + i, std::min(step, 63 - i));
+        ASSERT_EQ(hash.Finish(), 0x958A324CEB064572) << step; // the last of the published vectors
+    }
+}
+
+TEST(VLR_Unicode, NoTextStaysBehindInFreedMemory)
+{
+    const VLR_RawMemory before = VLR_SetRawMemory({Watch::Obtain, Watch::GiveBack});
+    Watch::found = false;
+    {
+        VLR_String text = S(u"x\u0323\u0307hunter2\u00E9hunter2");
+        const VLR_String search = S(u"hunter2\u00E9");
+        for (const auto type : kBothTypes) {
+            EXPECT_NE(VLR_System::FindRangeOfString(text, search, type), kVLR_RangeNotFound);
+            EXPECT_NE(VLR_System::CompareStrings(text, search, type), 0);
+            VLR_System::HashString(text, type);
+        }
+        for (const auto set : {VLR_CharacterSetUTF16, VLR_CharacterSetMacRoman, VLR_CharacterSetUTF16Terminated})
+            EXPECT_FALSE(text.EncodedBlock(set).IsEmpty());
+        text.ReplaceBetween(S("\u00E9"), S("\u00E9"), S("hunter2"));
+        EXPECT_EQ(text.ReplaceAll(S("hunter2"), S("hunter2, hunter2")), 3u);
+        VLR_System::LowercaseString(text);
+    }
+    VLR_SetRawMemory(before);
+    EXPECT_FALSE(Watch::found);
+}
+
+TEST(VLR_Unicode, HostileTextsTakeLinearTime)
+{
+    const std::string manyLetters(1 << 20, 'a');
+    std::string marks = "e";
+    for (int i = 0; i < 250000; ++i)
+        marks += i % 2 == 0 ? "\u0301" : "\u0323";
+    EXPECT_FALSE(S(marks).Contains(S(marks + "\u0301")));
+    EXPECT_TRUE(S("x" + marks).Contains(S(marks)));
+    EXPECT_FALSE(S(manyLetters + "\u00E9").Contains(S(manyLetters.substr(0, 1 << 19) + "b")));
+
+    VLR_String text = S(manyLetters + "\u00E9");
+    const StVLR_AutoSystemRepresentation whileSearching(text);
+    for (uint32_t i = 0; i < 100000; ++i) // each looks at its own two units, not at the rest
+        ASSERT_EQ(VLR_System::FindRangeOfString(text, S("b"), {i, 2}, VLR_StringComparisonExact), kVLR_RangeNotFound);
+    ASSERT_EQ(text.ReplaceAll(S("a"), VLR_String()), 1u << 20); // a match in first place, nothing put in
+    const VLR_String commas = S(std::string(300000, ','));
+    EXPECT_EQ(commas.ArrayOfComponentsSeparatedByString(S(",")).Count(), 300001u);
+}
+
+} // namespace
