@@ -1,0 +1,21 @@
+#pragma once
+
+#include "VLR_String.h"
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+
+/// The host's answers as a test wants them, and a record of what it was asked.
+struct ScriptedHost {
+    static ScriptedHost& get();
+
+    std::map<int, int> preferences;
+    std::optional<std::string> keychain;
+    std::deque<std::optional<std::string>> dialog; // absent: the user gives up
+    std::string asked;
+    int beeps = 0;
+    int recordsMade = 0;
+    int recordsGone = 0;
+};

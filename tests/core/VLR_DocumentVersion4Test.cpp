@@ -1,0 +1,223 @@
+#include "CoreFixture.h"
+#include "GoldenVaults.h"
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+
+namespace {
+
+/// What the comments on top of a golden vault promise.
+struct Promise {
+    explicit Promise(const std::string& name)
+    {
+        std::ifstream file(std::filesystem::path(VELLORIN_TEST_DATA) / (name + ".hex"));
+        for (std::string line; std::getline(file, line) && line.rfind('#', 0) == 0;) {
+            const std::size_t colon = line.find(": ");
+            const std::string key = line.substr(2, colon == std::string::npos ? colon : colon - 2);
+            const std::string value = colon == std::string::npos ? "" : line.substr(colon + 2);
+            if (key == "raises")
+                raises = value;
+            else if (key == "write raises")
+                writeRaises = value;
+            else if (key == "wrong password")
+                wrongPassword = true;
+            else if (key == "errors")
+                errors = std::stoul(value);
+            else if (key == "errors deciphered")
+                errorsDeciphered = std::stoul(value);
+            else if (key == "records")
+                records = std::stoul(value);
+            else if (key == "deletions")
+                deletions = std::stoul(value);
+            else if (key.rfind("record ", 0) == 0)
+                fields.push_back({ key, value });
+        }
+    }
+
+    std::string raises, writeRaises;
+    bool wrongPassword = false;
+    unsigned long errors = 0, errorsDeciphered = 0, records = 0, deletions = 0;
+    std::vector<std::pair<std::string, std::string>> fields; // "record 0 title", "\"Bank\""
+};
+
+/// A JSON text of the kind that the goldens use.
+std::string unquoted(const std::string& json)
+{
+    std::string text;
+    for (std::size_t i = 1; i + 1 < json.size(); ++i) {
+        if (json[i] != '\\')
+            text += json[i];
+        else
+            text += json[++i] == 'n' ? '\n' : json[i];
+    }
+    return text;
+}
+
+std::string fieldOf(const VLR_PasswordData& record, const std::string& field)
+{
+    const std::pair<const char*, const VLR_String& (VLR_PasswordData::*)() const> kTexts[] = {
+        { "uuid", &VLR_PasswordData::UUID },
+        { "category", &VLR_PasswordData::Category },
+        { "title", &VLR_PasswordData::Title },
+        { "url", &VLR_PasswordData::URL },
+        { "username", &VLR_PasswordData::Username },
+        { "password", &VLR_PasswordData::Password },
+        { "username_label", &VLR_PasswordData::UsernameLabel },
+        { "password_label", &VLR_PasswordData::PasswordLabel },
+        { "notes", &VLR_PasswordData::Notes },
+        { "browser", &VLR_PasswordData::Browser },
+    };
+    for (const auto& [name, text] : kTexts) {
+        if (field == name)
+            return str((record.*text)());
+    }
+    if (field == "modified")
+        return std::to_string(record.ModifiedDate());
+    if (field == "last_used")
+        return std::to_string(record.LastUsedDate());
+    if (field == "collapsed")
+        return std::to_string(record.Collapsed());
+    if (field == "changed")
+        return std::to_string(record.ChangedSinceSync());
+    if (field == "clear_value")
+        return std::to_string(record.ClearValue());
+    if (field == "hidden")
+        return std::to_string(record.HiddenValue());
+    if (field == "clear_block") {
+        std::string digits = hex(record.ClearBlock());
+        std::transform(digits.begin(), digits.end(), digits.begin(), ::toupper);
+        return digits;
+    }
+    if (field == "color")
+        return std::to_string(record.Color().red) + " " + std::to_string(record.Color().green) + " "
+            + std::to_string(record.Color().blue);
+    if (field == "growth") {
+        std::string items;
+        for (uint32_t i = 0; i < record.FutureGrowth().Count(); ++i) {
+            std::string item = hex(*record.FutureGrowth().ObjectAtIndex(i));
+            std::transform(item.begin(), item.end(), item.begin(), ::toupper);
+            items += (i > 0 ? " " : "") + (item.empty() ? "-" : item);
+        }
+        return items;
+    }
+    return "(no such field: " + field + ")";
+}
+
+class Version4 : public CoreTest {
+protected:
+    std::map<std::string, std::string> golden = goldenVaults();
+};
+
+TEST_F(Version4, GoldenVaultsReadAsPromised)
+{
+    ASSERT_GT(golden.size(), 30u);
+    for (const auto& [name, content] : golden) {
+        SCOPED_TRACE(name);
+        const Promise promise(name);
+        VLR_MemoryBlock file = S(content);
+        VLR_Document kept(VLR_DocumentReadKeepEncrypted);
+        uint32_t errors = 0;
+        EXPECT_EQ(failure([&] { errors = kept.FromBlock(file); }), promise.raises);
+        if (!promise.raises.empty())
+            continue;
+        EXPECT_EQ(errors, promise.errors);
+        EXPECT_EQ(kept.recordList.Count(), promise.records);
+        EXPECT_EQ(kept.deletionList.Count(), promise.deletions);
+        VLR_MemoryBlock written;
+        EXPECT_EQ(failure([&] { kept.ToBlock(written); }), promise.writeRaises);
+        EXPECT_EQ(str(file), content);
+
+        VLR_Document open(VLR_DocumentReadDecrypted);
+        open.ChangePassword(S("open sesame"));
+        const std::string raised = failure([&] { errors = open.FromBlock(file); });
+        EXPECT_EQ(raised, promise.wrongPassword ? "code 6" : "");
+        if (promise.wrongPassword)
+            continue;
+        EXPECT_EQ(errors, promise.errorsDeciphered);
+        ASSERT_EQ(open.recordList.Count(), promise.records);
+        for (const auto& [key, value] : promise.fields) {
+            const std::size_t space = key.find(' ', std::string("record ").size());
+            if (name == "utf16-browser" && key.substr(space + 1) == "growth")
+                continue; // the older browser item has its bytes swapped in place
+            const VLR_PasswordData& record
+                = *open.recordList.ObjectAtIndex(static_cast<uint32_t>(std::stoul(key.substr(7, space - 7))));
+            EXPECT_EQ(fieldOf(record, key.substr(space + 1)), value.rfind('"', 0) == 0 ? unquoted(value) : value) << key;
+        }
+    }
+}
+
+TEST_F(Version4, WrittenBackEncipheredOnlyTheDateDiffers)
+{
+    for (const char* name : { "two-records", "growth-items", "clear-part", "deletions-twice", "reference-last-block" }) {
+        VLR_MemoryBlock file = S(golden.at(name));
+        EXPECT_EQ(closed.FromBlock(file), 0u);
+        VLR_MemoryBlock written;
+        closed.ToBlock(written);
+        EXPECT_EQ(written.Length(), closed.Version4ContentsLength());
+        std::string before = golden.at(name);
+        std::string after = str(written);
+        before.replace(280, 4, "date");
+        after.replace(280, 4, "date");
+        EXPECT_TRUE(before == after) << name;
+    }
+}
+
+TEST_F(Version4, AnEmptyDocumentIsItsSections)
+{
+    document.uniqueDocumentID = S("D");
+    VLR_MemoryBlock file;
+    document.ToBlock(file);
+    EXPECT_EQ(file.Length(), 318u + 4 + 5 + 4);
+    EXPECT_EQ(str(file).substr(0, 12), std::string("VL_4Fish\0\0\1\0", 12));
+    EXPECT_EQ(str(file).substr(268, 8), std::string("Pref\0\0\0\x22", 8));
+    EXPECT_EQ(str(file).substr(310), std::string("Dele\0\0\0\0SyIn\0\0\0\1D\0\0\0\0", 21));
+    EXPECT_EQ(closed.FromBlock(file), 0u);
+    EXPECT_TRUE(log.empty());
+}
+
+TEST_F(Version4, ADecipheredDocumentIsEncipheredAnewUnderItsPassword)
+{
+    VLR_MemoryBlock file = S(golden.at("growth-items"));
+    document.FromBlock(file);
+    document.ChangePassword(S("another"));
+    VLR_MemoryBlock written;
+    document.ToBlock(written);
+    EXPECT_EQ(written.Length(), document.Version4ContentsLength());
+    VLR_Document reader(VLR_DocumentReadDecrypted);
+    EXPECT_EQ(failure([&] { reader.FromBlock(written); }), "code 6");
+    reader.ChangePassword(S("another"));
+    EXPECT_EQ(reader.FromBlock(written), 0u);
+    EXPECT_TRUE(reader.recordList.ObjectAtIndex(0)->IsDuplicate(*document.recordList.ObjectAtIndex(0), false));
+}
+
+TEST_F(Version4, WritesOnlyWhereItMay)
+{
+    VLR_MemoryBlock file = S("x");
+    VLR_MemoryStream stream(file);
+    document.SetStream(&stream);
+    EXPECT_EQ(failure([&] { document.WriteVersion4Contents(); }), "stream not reset for writing document.");
+    EXPECT_EQ(str(file), "x");
+    VLR_MemoryBlock out;
+    EXPECT_EQ(failure([&] { closed.ToBlock(out); }), "no original reference buffer to write");
+    EXPECT_EQ(str(out), "VL_4Fish");
+    VLR_Document keyless(VLR_DocumentReadDecrypted);
+    EXPECT_EQ(failure([&] { keyless.ToBlock(out); }), "not ready to encrypt handle");
+}
+
+TEST_F(Version4, DamageIsLogged)
+{
+    VLR_MemoryBlock file = S(golden.at("garbage-behind"));
+    closed.FromBlock(file);
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0].rfind("Looked for password record data, no more data found, skipping to end of file. ", 0), 0u);
+    EXPECT_EQ(log[1].rfind("Error thrown", 0), 0u);
+    log.clear();
+    file = S(golden.at("record-chunk-cut"));
+    closed.FromBlock(file);
+    EXPECT_NE(std::find_if(log.begin(), log.end(), [](const std::string& line) {
+        return line.rfind("Error reading an entry, unable to recover any data.", 0) == 0;
+    }), log.end());
+}
+
+} // namespace

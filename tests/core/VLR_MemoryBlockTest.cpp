@@ -1,0 +1,203 @@
+#include "VLR_Exception.h"
+#include "VLR_MemoryBlock.h"
+#include "VLR_String.h"
+#include "VLR_System.h"
+#include "WatchedMemory.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+VLR_MemoryBlock blockOf(const std::string& bytes)
+{
+    return VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+}
+
+std::string bytesOf(const VLR_MemoryBlock& block)
+{
+    return std::string(reinterpret_cast<const char*>(block.Bytes()), block.Length());
+}
+
+bool tailIsZero(const VLR_MemoryBlock& block)
+{
+    for (uint32_t i = block.Length(); i < block.Capacity(); ++i) {
+        if (block.Bytes()[i] != 0)
+            return false;
+    }
+    return true;
+}
+
+TEST(VLR_MemoryBlock, GrowsByFixedSteps)
+{
+    VLR_MemoryBlock block;
+    EXPECT_EQ(block.Bytes(), nullptr);
+    const std::vector<std::pair<uint32_t, uint32_t>> kSteps { { 1, 17 }, { 18, 82 }, { 83, 339 }, { 340, 596 },
+        { 597, 853 }, { 854, 1110 } };
+    uint32_t length = 0;
+    for (const auto& [at, capacity] : kSteps) {
+        while (length < at) {
+            block.AppendByte('x');
+            ++length;
+        }
+        EXPECT_EQ(block.Capacity(), capacity);
+    }
+    block.Resize(0);
+    EXPECT_EQ(block.Capacity(), 0u);
+    block.Resize(1);
+    EXPECT_EQ(block.Capacity(), 17u);
+}
+
+TEST(VLR_MemoryBlock, ConstructorsDifferInTheirStorage)
+{
+    EXPECT_EQ(VLR_MemoryBlock(0u).Capacity(), 16u);
+    EXPECT_NE(VLR_MemoryBlock(0u).Bytes(), nullptr);
+    EXPECT_EQ(VLR_MemoryBlock(nullptr, 0).Capacity(), 0u);
+    EXPECT_EQ(bytesOf(VLR_MemoryBlock(nullptr, 3)), std::string(3, '\0'));
+    VLR_MemoryBlock grown = blockOf("abc");
+    VLR_MemoryBlock copy(grown);
+    EXPECT_EQ(copy.Capacity(), grown.Capacity());
+    copy.Resize(copy.Capacity() + 1);
+    EXPECT_EQ(copy.Capacity(), 20u + 16u); // the steps begin anew
+    const VLR_MemoryBlock none;
+    const VLR_MemoryBlock copyOfNone(none);
+    EXPECT_NE(copyOfNone.Bytes(), nullptr);
+    EXPECT_EQ(copyOfNone.Capacity(), 0u);
+}
+
+TEST(VLR_MemoryBlock, NewAndRegrownBytesAreZero)
+{
+    VLR_MemoryBlock block = blockOf("secret");
+    block.Resize(2);
+    EXPECT_TRUE(tailIsZero(block));
+    block.Resize(6);
+    EXPECT_EQ(bytesOf(block), std::string("se\0\0\0\0", 6));
+    block.Resize(200);
+    EXPECT_EQ(bytesOf(block), "se" + std::string(198, '\0'));
+    EXPECT_TRUE(tailIsZero(block));
+}
+
+TEST(VLR_MemoryBlock, WhatItGivesUpComesBackWiped)
+{
+    const WatchedMemory memory;
+    {
+        VLR_MemoryBlock block;
+        for (int i = 0; i < 2000; ++i)
+            block.Append("secret", 6);
+        block.Resize(100);
+        block.Reserve(50000);
+        VLR_MemoryBlock copy(block);
+        copy = block;
+        block = blockOf("other");
+        block.Resize(0);
+        VLR_String text("secret", VLR_CharacterSetUTF8);
+        text = VLR_String("\xC3\x9F", VLR_CharacterSetUTF8);
+        text.ReplaceAll(VLR_String("SS", VLR_CharacterSetUTF8), VLR_String("secret", VLR_CharacterSetUTF8));
+        unsigned char* const bare = VLR_System::Allocate(6);
+        VLR_System::MemCopy(bare, "secret", 6);
+        VLR_MemoryBlock::ClearAndFree(bare, 6);
+        VLR_MemoryBlock::ClearAndFree(nullptr, 6);
+    }
+    EXPECT_EQ(WatchedMemory::obtained, WatchedMemory::returned);
+    EXPECT_GT(WatchedMemory::returned, 20u);
+    EXPECT_EQ(WatchedMemory::dirty, 0u);
+}
+
+TEST(VLR_MemoryBlock, ToldItsFinalSizeItMovesNoMore)
+{
+    const WatchedMemory memory;
+    VLR_MemoryBlock block = blockOf("ab");
+    block.Reserve(1000);
+    EXPECT_EQ(block.Capacity(), 1000u);
+    EXPECT_EQ(bytesOf(block), "ab");
+    const std::size_t obtained = WatchedMemory::obtained;
+    while (block.Length() < 1000)
+        block.AppendByte('c');
+    EXPECT_EQ(WatchedMemory::obtained, obtained);
+    block.Reserve(10); // less than there is
+    EXPECT_EQ(block.Capacity(), 1000u);
+    block.AppendByte('d');
+    EXPECT_EQ(block.Capacity(), 1017u);
+}
+
+TEST(VLR_MemoryBlock, WithoutMemoryItStaysAsItWas)
+{
+    VLR_MemoryBlock block = blockOf("abc");
+    EXPECT_THROW(block.Resize(0xFFFFFFF0), VLR_Exception);
+    EXPECT_THROW(block.Reserve(0xFFFFFFFF), VLR_Exception);
+    EXPECT_THROW(block.Append("x", 0xFFFFFFFE), VLR_Exception); // the sum wraps; nothing is read
+    EXPECT_EQ(bytesOf(block), "abc");
+    EXPECT_EQ(block.Capacity(), 19u);
+}
+
+TEST(VLR_MemoryBlock, IndicesAreBounded)
+{
+    VLR_MemoryBlock block = blockOf("abc");
+    block.SetByteAtIndex('X', 2);
+    EXPECT_EQ(block.ByteAtIndex(2), 'X');
+    for (const uint32_t index : { 3u, 10u, 0xFFFFFFFFu }) {
+        EXPECT_THROW(block.ByteAtIndex(index), VLR_Exception);
+        EXPECT_THROW(block.SetByteAtIndex('Y', index), VLR_Exception);
+    }
+}
+
+TEST(VLR_MemoryBlock, OrdersByLengthFirst)
+{
+    const struct {
+        std::string a, b;
+        int32_t order;
+    } kCases[] = { { "zz", "abc", -1 }, { "abc", "zz", 1 }, { "", "", 0 }, { "ab", "ab", 0 }, { "a\xFF", "a\x01", 0xFE },
+        { std::string("\0", 1), "\x05", -5 } };
+    for (const auto& c : kCases) {
+        const VLR_MemoryBlock other = blockOf(c.b);
+        EXPECT_EQ(blockOf(c.a).Compare(&other), c.order) << c.a << " " << c.b;
+    }
+}
+
+TEST(VLR_MemoryBlock, ChecksumFoldsItsCarries)
+{
+    const struct {
+        std::string bytes;
+        uint16_t checksum;
+    } kCases[] = {
+        { "", 0 },
+        { "\x01", 0 },
+        { "\x01\x02\x03", 0x0102 },
+        { std::string("\0\x01\xFF\xFF", 4), 1 },
+        { std::string(4, '\xFF'), 0xFFFF },
+        { std::string(131070, '\xFF'), 0xFFFF },
+        { std::string(131072, '\x01'), 0x0101 }, // more words than 16 bits count
+        { std::string(300001, '\x01'), 0x3C3C },
+    };
+    for (const auto& c : kCases)
+        EXPECT_EQ(blockOf(c.bytes).ComputeChecksum(), c.checksum) << c.bytes.size();
+}
+
+class Hooked final : public VLR_MemoryBlock {
+public:
+    void MemoryBlockChanged() override { ++changes; }
+    int changes = 0;
+};
+
+TEST(VLR_MemoryBlock, TheHookFiresWhenStorageGoesAlone)
+{
+    Hooked block;
+    block.Append("abc", 3);
+    block.Resize(100);
+    block.Resize(2);
+    block.SetByteAtIndex('x', 0);
+    EXPECT_EQ(block.changes, 0);
+    block.Resize(0);
+    EXPECT_EQ(block.changes, 1);
+    static_cast<VLR_MemoryBlock&>(block) = blockOf("abc");
+    EXPECT_EQ(block.changes, 2);
+    VLR_MemoryBlock& same = block;
+    static_cast<VLR_MemoryBlock&>(block) = same; // loses its content
+    EXPECT_TRUE(block.IsEmpty());
+    EXPECT_EQ(block.changes, 3);
+}
+
+} // namespace
