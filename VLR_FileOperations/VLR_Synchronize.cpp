@@ -5,8 +5,8 @@
 #include "VLR_System.h"
 #include "VLR_TextIndex.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <memory>
 
 namespace {
 
@@ -17,7 +17,13 @@ struct FailureSite {
 
 constexpr FailureSite kMastersDiffer { "VerifyMastersCompatible", 32 }; // hosts match on it: don't follow the source
 
-/// Keeps the platform form of each entry's UUID while the list is sorted, so that it is built once.
+bool IsASCII(const VLR_String& text)
+{
+    return std::all_of(text.Bytes(), text.Bytes() + text.Length(), [](unsigned char byte) { return byte < 0x80; });
+}
+
+/// Keeps the platform form of each entry's UUID while the list is sorted, so that it is built once. ASCII texts, which
+/// identities as a rule are, compare without it and need none.
 class StVLR_DeletionRepresentations {
 public:
     explicit StVLR_DeletionRepresentations(const VLR_Array<VLR_Deletion>& list)
@@ -25,7 +31,7 @@ public:
     {
         for (uint32_t i = 0; i < list.Count(); ++i) {
             VLR_String& uuid = list.ObjectAtIndex(i)->uuid;
-            if (uuid.systemRepresentation == nullptr) // one entry may stand in the list twice
+            if (uuid.systemRepresentation == nullptr && !IsASCII(uuid)) // one entry may stand in the list twice
                 uuid.systemRepresentation = VLR_System::SystemRepresentationAlloc(uuid);
         }
     }

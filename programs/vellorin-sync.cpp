@@ -91,27 +91,57 @@ void endSenders(NSAutoreleasePool& pool)
     }
 }
 
-int synchronize(const std::vector<std::string>& paths)
+/// While in scope, a log that nobody reads any more and a file that may not grow are failed writes and no sudden death:
+/// locks and temporary files must not outlive the program.
+class StSurviveFailedWrites {
+public:
+    StSurviveFailedWrites()
+        : pipeBefore(std::signal(SIGPIPE, SIG_IGN))
+        , sizeBefore(std::signal(SIGXFSZ, SIG_IGN))
+    {
+    }
+    ~StSurviveFailedWrites()
+    {
+        std::signal(SIGPIPE, pipeBefore);
+        std::signal(SIGXFSZ, sizeBefore);
+    }
+    StSurviveFailedWrites(const StSurviveFailedWrites&) = delete;
+    StSurviveFailedWrites& operator=(const StSurviveFailedWrites&) = delete;
+
+private:
+    using Handler = void (*)(int);
+
+    const Handler pipeBefore;
+    const Handler sizeBefore;
+};
+
+/// One run of the action and the end of its senders; the result text.
+std::string runAction(HostServices& services, const std::vector<std::string>& paths)
 {
-    HostServices services;
+    const StSurviveFailedWrites duringTheRun;
     SynchronizeFiles action(services.forAction());
     NSAutoreleasePool senders;
-    std::string result;
     try {
         AMErrorDictionary error;
-        result = action.runWithInput(AMInput(paths), nullptr, error);
+        const std::string result = action.runWithInput(AMInput(paths), nullptr, error);
+        endSenders(senders);
+        return result;
     } catch (...) {
         endSenders(senders);
         throw;
     }
-    endSenders(senders);
+}
 
+int synchronize(const std::vector<std::string>& paths)
+{
+    HostServices services;
+    const std::string result = runAction(services, paths);
+    for (const HostServices::NotReplaced& file : services.notReplaced())
+        complain("not replaced: " + file.path + ": " + file.reason);
     if (!tell(result + '\n'))
         return kWrongUsageOrForeignFailure;
     if (result != SynchronizeFiles::kSuccess)
         return kFailed;
-    for (const HostServices::NotReplaced& file : services.notReplaced())
-        complain("not replaced: " + file.path + ": " + file.reason);
     return services.notReplaced().empty() ? kSynchronized : kNotReplaced;
 }
 

@@ -9,6 +9,7 @@
 #include "VLR_Stream.h"
 #include "VLR_String.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -47,6 +48,9 @@ VLR_Color SysToVLR(const std::optional<NSColor>& color);
 
 NSRange VLRToSys(const VLR_Range& range);
 VLR_Range SysToVLR(const NSRange& range);
+
+/// The platform's number for an encoding. Raises: VLR_System::kUnknownEncoding.
+uint32_t VLRToSysConversionType(VLR_CharacterSetType set);
 
 /// Replaces the file at one stroke. False if it could not be replaced; the old one stands.
 bool VLRWriteToFile(const VLR_MemoryBlock& block, const std::string& path);

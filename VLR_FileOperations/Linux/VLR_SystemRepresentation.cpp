@@ -31,12 +31,10 @@ VLR_SystemRepresentation::VLR_SystemRepresentation(const VLR_String& text)
 
 const VLR_SystemRepresentation::SearchKey& VLR_SystemRepresentation::Key(VLR_StringComparisonType type) const
 {
-    const std::size_t which = type == VLR_StringComparisonCaseless ? 1 : 0;
-    if (!hasKey[which]) {
-        keys[which] = MakeKey(type);
-        hasKey[which] = true;
-    }
-    return keys[which];
+    std::unique_ptr<SearchKey>& key = keys[type == VLR_StringComparisonCaseless ? 1 : 0];
+    if (!key)
+        key = std::make_unique<SearchKey>(MakeKey(type));
+    return *key;
 }
 
 VLR_SystemRepresentation::SearchKey VLR_SystemRepresentation::MakeKey(VLR_StringComparisonType type) const

@@ -3,6 +3,7 @@
 #include "VLR_Unicode.h"
 
 #include <cstdint>
+#include <memory>
 
 class VLR_String;
 
@@ -36,6 +37,5 @@ private:
 
     std::size_t validUnits = 0;
     VLR_UTF16 units;
-    mutable SearchKey keys[2];
-    mutable bool hasKey[2] = {};
+    mutable std::unique_ptr<SearchKey> keys[2]; // exact, caseless
 };

@@ -3,6 +3,7 @@
 #include "VLR_Exception.h"
 #include "VLR_MacRoman.h"
 #include "VLR_MemoryBlock.h"
+#include "VLR_SystemConversions.h"
 #include "VLR_Unicode.h"
 
 #include <algorithm>
@@ -13,11 +14,6 @@
 namespace {
 
 constexpr unsigned char kFirstBeyondASCII = 0x80;
-
-bool IsKnown(VLR_CharacterSetType set)
-{
-    return set >= VLR_CharacterSetUTF8 && set <= VLR_CharacterSetUTF16Terminated;
-}
 
 /// True if ASCII text has the same bytes in this set.
 bool ExtendsASCII(VLR_CharacterSetType set)
@@ -116,11 +112,23 @@ void Encode(VLR_UTF16 units, VLR_CharacterSetType set, VLR_MemoryBlock& to)
 
 } // namespace
 
+uint32_t VLRToSysConversionType(VLR_CharacterSetType set)
+{
+    switch (set) {
+    case VLR_CharacterSetUTF8: return 0x08000100;
+    case VLR_CharacterSetUTF16:
+    case VLR_CharacterSetUTF16Terminated: return 0x0100;
+    case VLR_CharacterSetASCII: return 0x0600;
+    case VLR_CharacterSetMacRoman: return 0;
+    }
+    VLR_RAISE(VLR_System::kUnknownEncoding);
+}
+
 void VLR_System::ConvertString(
     const VLR_MemoryBlock& from, VLR_CharacterSetType fromSet, VLR_MemoryBlock& to, VLR_CharacterSetType toSet)
 {
-    if (!IsKnown(fromSet) || !IsKnown(toSet))
-        VLR_RAISE(kUnknownEncoding);
+    VLRToSysConversionType(fromSet); // raises for a set that there is not
+    VLRToSysConversionType(toSet);
     const bool isUTF8Throughout = fromSet == VLR_CharacterSetUTF8 && toSet == VLR_CharacterSetUTF8;
     if (isUTF8Throughout
         || (ExtendsASCII(fromSet) && ExtendsASCII(toSet) && VLR_Unicode::IsASCII(from.Bytes(), from.Length()))) {

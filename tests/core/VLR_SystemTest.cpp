@@ -103,6 +103,10 @@ TEST_F(System, ConvertsAtThePlatformsBoundary)
     EXPECT_EQ(SysToVLR(std::optional(VLRToSys(VLR_Color { 1, 0x8000, 65535 }))), (VLR_Color { 1, 0x8000, 65535 }));
     EXPECT_EQ(SysToVLR(std::optional(NSColor::colorWithWhite(0, 1))), (VLR_Color { 0, 0, 0 }));
     EXPECT_EQ(SysToVLR(std::optional(NSColor::namedColor())), (VLR_Color { 65535, 65535, 65535 }));
+    const uint32_t kCodes[] = { 0x08000100, 0x0100, 0x0600, 0, 0x0100 };
+    for (int set = 1; set <= 5; ++set)
+        EXPECT_EQ(VLRToSysConversionType(static_cast<VLR_CharacterSetType>(set)), kCodes[set - 1]);
+    EXPECT_EQ(failure([] { VLRToSysConversionType(static_cast<VLR_CharacterSetType>(6)); }), "unknown from encoding");
     for (const VLR_Range range : { VLR_Range { 3, 4 }, kVLR_RangeNotFound })
         EXPECT_EQ(SysToVLR(VLRToSys(range)), range);
     EXPECT_EQ(VLRToSys(kVLR_RangeNotFound), (NSRange { NSNotFound, 0 }));

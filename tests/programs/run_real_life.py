@@ -207,7 +207,6 @@ def two_runs_through_a_link(scene):
 
 def no_room_for_the_new_file(scene):
     def limit():
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
         resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
 
     done = scene.sync(preexec_fn=limit)
@@ -230,6 +229,16 @@ def no_memory(scene):
     scene.check_tidy()
 
 
+def a_log_that_nobody_reads(scene):
+    scene.first.write_bytes(scene.before[0] + b"garbage")
+    run = subprocess.Popen([BIN / "vellorin-sync", scene.first, scene.second], env=scene.environment,
+                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    run.stderr.close()
+    assert run.stdout.read() == "<Success>\n"
+    assert run.wait(timeout=60) == 0
+    scene.check_merged()
+
+
 def output_into_a_pipe_that_closes(scene):
     run = subprocess.Popen([BIN / "vellorin-sync", scene.first, scene.second], env=scene.environment,
                            stdout=subprocess.PIPE, stderr=subprocess.PIPE)
@@ -242,7 +251,8 @@ def output_into_a_pipe_that_closes(scene):
 SCENES = [application_says_yes, application_says_no, application_says_nothing_or_nonsense, application_quits_in_between,
           busctl_is_a_foreign_sender, interrupted_while_the_application_is_silent, interrupted_in_the_wait_for_a_lock,
           ignored_signals_stay_ignored, a_lock_left_behind_ends_the_wait, two_runs_at_once_lose_nothing,
-          two_runs_through_a_link, no_room_for_the_new_file, no_memory, output_into_a_pipe_that_closes]
+          two_runs_through_a_link, no_room_for_the_new_file, no_memory, a_log_that_nobody_reads,
+          output_into_a_pipe_that_closes]
 
 
 def main():
