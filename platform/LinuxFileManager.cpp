@@ -5,8 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <vector>
+#include <memory>
 
 #include <fcntl.h>
 
@@ -32,15 +31,31 @@ public:
     const int value;
 };
 
+/// Bytes that are read into and not zeroed first, which for a large file costs as much as the reading.
+class ReadBuffer {
+public:
+    explicit ReadBuffer(std::size_t size) : bytes(std::make_shared_for_overwrite<uint8_t[]>(size)), size(size) { }
+
+    void grow(std::size_t by)
+    {
+        ReadBuffer larger(size + by);
+        std::copy_n(bytes.get(), size, larger.bytes.get());
+        *this = larger;
+    }
+
+    std::shared_ptr<uint8_t[]> bytes;
+    std::size_t size;
+};
+
 /// Everything up to the file's end, whatever its length was before. Absent on a failure or beyond the largest length.
-std::optional<std::vector<uint8_t>> readToEnd(FileSystemCalls& calls, int descriptor, std::size_t expectedLength)
+std::optional<NSData> readToEnd(FileSystemCalls& calls, int descriptor, std::size_t expectedLength)
 {
-    std::vector<uint8_t> bytes(expectedLength + 1); // one more, so that the end is seen without another buffer
+    ReadBuffer buffer(expectedLength + 1); // one more, so that the end is seen without another buffer
     std::size_t filled = 0;
     for (;;) {
-        if (filled == bytes.size())
-            bytes.resize(bytes.size() + kGrowthLookahead);
-        const ssize_t got = calls.read(descriptor, bytes.data() + filled, bytes.size() - filled);
+        if (filled == buffer.size)
+            buffer.grow(std::max(buffer.size / 2, kGrowthLookahead));
+        const ssize_t got = calls.read(descriptor, buffer.bytes.get() + filled, buffer.size - filled);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
@@ -49,10 +64,8 @@ std::optional<std::vector<uint8_t>> readToEnd(FileSystemCalls& calls, int descri
         if (filled > kLargestFile)
             return std::nullopt;
         if (got == 0)
-            break;
+            return NSData::dataWithBuffer(buffer.bytes, filled);
     }
-    bytes.resize(filled);
-    return bytes;
 }
 
 } // namespace
@@ -92,11 +105,10 @@ std::optional<NSData> LinuxFileManager::dataWithContentsOfFile(const std::string
     const auto length = static_cast<uint64_t>(status.st_size);
     if (length > kLargestFile)
         return std::nullopt;
-    std::optional<std::vector<uint8_t>> bytes = readToEnd(calls_, file.value, static_cast<std::size_t>(length));
-    if (!bytes)
-        return std::nullopt;
-    readStamps_.insert_or_assign(path, Stamp(status));
-    return NSData::dataWithBuffer(std::move(*bytes));
+    std::optional<NSData> data = readToEnd(calls_, file.value, static_cast<std::size_t>(length));
+    if (data)
+        readStamps_.insert_or_assign(path, Stamp(status));
+    return data;
 }
 
 bool LinuxFileManager::writeToFile(const NSData& data, const std::string& path, std::string* reason)

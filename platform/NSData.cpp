@@ -1,11 +1,13 @@
 #include "NSData.h"
 
+#include <algorithm>
 #include <utility>
 
 NSData NSData::dataWithBytes(const void* bytes, std::size_t length)
 {
-    const auto* const first = static_cast<const uint8_t*>(bytes);
-    return dataWithBuffer(length > 0 ? std::vector<uint8_t>(first, first + length) : std::vector<uint8_t>());
+    const auto copy = std::make_shared_for_overwrite<uint8_t[]>(length);
+    std::copy_n(static_cast<const uint8_t*>(bytes), length, copy.get());
+    return dataWithBuffer(copy, length);
 }
 
 NSData NSData::dataWithBytesNoCopy(const void* bytes, std::size_t length)
@@ -16,11 +18,11 @@ NSData NSData::dataWithBytesNoCopy(const void* bytes, std::size_t length)
     return data;
 }
 
-NSData NSData::dataWithBuffer(std::vector<uint8_t> buffer)
+NSData NSData::dataWithBuffer(std::shared_ptr<const uint8_t[]> buffer, std::size_t length)
 {
     NSData data;
-    data.owned_ = std::make_shared<const std::vector<uint8_t>>(std::move(buffer));
-    data.bytes_ = data.owned_->data();
-    data.length_ = data.owned_->size();
+    data.bytes_ = buffer.get();
+    data.length_ = length;
+    data.owned_ = std::move(buffer);
     return data;
 }

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 /// Immutable bytes, shared by the copies of a value.
 class NSData {
@@ -16,14 +15,14 @@ public:
     /// Borrows: the bytes must live and stay as they are as long as any copy of the value does.
     static NSData dataWithBytesNoCopy(const void* bytes, std::size_t length);
 
-    /// Takes the buffer over.
-    static NSData dataWithBuffer(std::vector<uint8_t> buffer);
+    /// Takes over a buffer of at least `length` bytes.
+    static NSData dataWithBuffer(std::shared_ptr<const uint8_t[]> buffer, std::size_t length);
 
     const uint8_t* bytes() const { return bytes_; }
     std::size_t length() const { return length_; }
 
 private:
-    std::shared_ptr<const std::vector<uint8_t>> owned_;
+    std::shared_ptr<const uint8_t[]> owned_;
     const uint8_t* bytes_ = nullptr;
     std::size_t length_ = 0;
 };

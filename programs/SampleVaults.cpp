@@ -3,6 +3,8 @@
 #include "VLR_System.h"
 #include "VLR_Utility.h"
 
+#include <algorithm>
+#include <cctype>
 #include <random>
 #include <string>
 
@@ -73,7 +75,9 @@ constexpr char kSecondIdentity[] = "22222222-2222-4222-8222-222222222222";
 std::string numberedUUID(const char* form, uint32_t number)
 {
     const VLR_String hex = VLR_Utility::UInt32AsHex(number);
-    return form + std::string(reinterpret_cast<const char*>(hex.Bytes()), hex.Length());
+    std::string digits(reinterpret_cast<const char*>(hex.Bytes()), hex.Length());
+    std::transform(digits.begin(), digits.end(), digits.begin(), ::toupper);
+    return form + digits;
 }
 
 std::string smallUUID(uint32_t number)
