@@ -53,7 +53,8 @@ VLR_Document::VLR_Document(VLR_DocumentReadStyle style)
 
 void VLR_Document::SetReadCompletionData(VLR_ReadCompletionData* data)
 {
-    delete readCompletionData;
+    if (data != readCompletionData)
+        delete readCompletionData;
     readCompletionData = data;
 }
 

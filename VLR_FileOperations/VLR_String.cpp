@@ -73,7 +73,6 @@ VLR_String::VLR_String(const VLR_MemoryBlock& block, VLR_CharacterSetType set)
 VLR_String& VLR_String::operator=(const VLR_String& other)
 {
     CopyFrom(other);
-    systemRepresentation = other.systemRepresentation;
     return *this;
 }
 

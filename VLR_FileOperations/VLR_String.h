@@ -23,8 +23,9 @@ public:
 
     VLR_String(const VLR_MemoryBlock& block, VLR_CharacterSetType set);
 
-    /// Copies the block and then the cached representation's handle, which is normally null, without owning it.
-    VLR_String(const VLR_String& other) = default;
+    /// Copies the block. A cached representation stays with the string that has it: a second string with the same handle
+    /// would release it under the first one's feet.
+    VLR_String(const VLR_String& other) : VLR_MemoryBlock(other) { }
     VLR_String& operator=(const VLR_String& other);
 
     VLR_String AsString() const override;

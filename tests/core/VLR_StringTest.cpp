@@ -276,6 +276,8 @@ TEST(VLR_String, RepresentationIsMadeOnceByNestedGuards)
             EXPECT_EQ(gSystemRepresentationLeakDetector, 1u);
         }
         EXPECT_EQ(text.systemRepresentation, made);
+        VLR_String copy(text); // has none, and may go its own way
+        copy = S("other");
         text.Append("d", 1); // survives, and the next search does not see it
         EXPECT_EQ(text.systemRepresentation, made);
         EXPECT_FALSE(text.Contains(S("d")));
