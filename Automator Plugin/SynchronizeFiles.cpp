@@ -132,6 +132,7 @@ void SynchronizeFiles::synchronize(const Pair& pair)
 /// The sender goes to the host's autorelease scope, which gives back the lock and sends the stop event.
 void SynchronizeFiles::handOff(const NSURL& url)
 {
+    firstLockAttempt_ = true;
     ConduitSynchronizeSender::conduitSynchronizeSenderWithFilePath(url.urlString(), *this, host.conduit);
 }
 
@@ -151,7 +152,9 @@ void SynchronizeFiles::writeFile(VLR_Document& document, VLR_MemoryBlock& block,
 
 bool SynchronizeFiles::startSyncIdling(int64_t)
 {
-    host.pauseBetweenLockAttempts();
+    if (!firstLockAttempt_)
+        host.pauseBetweenLockAttempts();
+    firstLockAttempt_ = false;
     return true;
 }
 

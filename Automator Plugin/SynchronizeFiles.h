@@ -66,5 +66,6 @@ private:
     static AMErrorDictionary errorDictionaryForException(const NSException& exception);
 
     SynchronizeFilesHost host;
+    bool firstLockAttempt_ = true; // of the present sender: a lock that is free is taken without a pause
     std::unique_ptr<DocumentLock> locks_; // lives as long as a run; the locks that count are the senders'
 };

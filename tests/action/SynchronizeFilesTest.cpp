@@ -140,6 +140,7 @@ TEST_F(Action, WhatIsNoFailureOfTheProductPassesOut)
     const SynchronizeFilesHost host { { action.events, action.locks, action.files, action.clock }, action.alerts,
         [] { throw Foreign(); } };
     action.files.contents = { { action.first, "" }, { action.second, "" } };
+    action.locks.locks.insert(action.folder.path(".first")); // another program's, so that there is a wait
     NSAutoreleasePool pool;
     AMErrorDictionary error;
     const AMInput input(std::vector<std::string> { action.first, action.second });
