@@ -20,7 +20,7 @@ constexpr int kMostLinks = 40;
 
 [[noreturn]] void fail(const char* step)
 {
-    throw FileSystemFailure { std::string(step) + ": " + std::strerror(errno) };
+    throw FileSystemFailure { std::string(step) + ": " + std::strerror(errno), /*isReplaced=*/false };
 }
 
 std::string folderOf(const std::string& path)
@@ -62,7 +62,7 @@ FileReplacement::FileReplacement(FileSystemCalls& calls, const std::string& path
     oldFile_ = presentFile();
     if (oldFile_ && !S_ISREG(oldFile_->st_mode)) {
         calls_.close(folder_);
-        throw FileSystemFailure { "not a regular file" };
+        throw FileSystemFailure { "not a regular file", /*isReplaced=*/false };
     }
 }
 
@@ -167,5 +167,5 @@ void FileReplacement::commit()
     committed_ = true;
     // A file system that can't sync a folder says so with EINVAL; it has its own ways.
     if (folderCanSync_ && calls_.sync(folder_) != 0 && errno != EINVAL)
-        fail("replaced, but its folder can't be synced");
+        throw FileSystemFailure { std::string("the folder can't be synced: ") + std::strerror(errno), /*isReplaced=*/true };
 }

@@ -10,6 +10,7 @@
 /// A system call that failed, as a failure of the replacement it belonged to.
 struct FileSystemFailure {
     std::string reason;
+    bool isReplaced = false; // it came after the new file had taken the old one's place
 };
 
 /// One replacement of one file, step by step. Ending it before `commit` leaves the old file and nothing else.
@@ -31,9 +32,8 @@ public:
     /// The file that is there at this moment, if any: it may have changed since `oldFile`.
     std::optional<struct stat> presentFile();
 
-    /// Puts the new file in the old one's place; it is done when this returns or raises with `isCommitted`.
+    /// Puts the new file in the old one's place.
     void commit();
-    bool isCommitted() const { return committed_; }
 
     /// Of the new file, for whoever wants to recognise it.
     struct stat newFile() const { return newFile_; }

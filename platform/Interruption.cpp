@@ -1,5 +1,6 @@
 #include "Interruption.h"
 
+#include <cerrno>
 #include <csignal>
 #include <utility>
 
@@ -15,10 +16,12 @@ int gDescriptor = -1;
 
 extern "C" void noteSignal(int signal)
 {
+    const int errorOfWhatIsInterrupted = errno;
     gPendingSignal = signal;
     const eventfd_t one = 1;
     if (::write(gDescriptor, &one, sizeof one) < 0)
-        return; // the flag alone must do
+        gPendingSignal = signal; // the flag alone must do
+    errno = errorOfWhatIsInterrupted;
 }
 
 void drainDescriptor()

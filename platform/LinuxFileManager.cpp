@@ -119,13 +119,13 @@ bool LinuxFileManager::writeToFile(const NSData& data, const std::string& path, 
         const auto read = readStamps_.find(path);
         const std::optional<struct stat> present = replacement.presentFile();
         if (read != readStamps_.end() && present && Stamp(*present) != read->second)
-            throw FileSystemFailure { kChangedSinceRead };
+            throw FileSystemFailure { kChangedSinceRead, /*isReplaced=*/false };
         replacement.commit();
         readStamps_.insert_or_assign(path, Stamp(replacement.newFile()));
         return true;
     } catch (const FileSystemFailure& failure) {
         if (reason != nullptr)
-            *reason = failure.reason;
+            *reason = (failure.isReplaced ? "replaced, but " : "not replaced: ") + failure.reason;
         return false;
     }
 }

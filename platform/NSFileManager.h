@@ -19,8 +19,8 @@ public:
     /// All bytes of a file, or nothing when it can't be read.
     virtual std::optional<NSData> dataWithContentsOfFile(const std::string& path) = 0;
 
-    /// Replaces a whole file, so that a crash leaves the old or the new contents. False if the old one stands, with the
-    /// reason in words where there is a place for it.
+    /// Replaces a whole file, so that a crash leaves the old or the new contents. False if that failed, with the reason in
+    /// words where there is a place for it: the old one stands, or the reason says that it is replaced all the same.
     virtual bool writeToFile(const NSData& data, const std::string& path, std::string* reason = nullptr) = 0;
 };
 

@@ -84,6 +84,8 @@ NSURL NSURL::fileURLWithPath(const std::string& path)
         return NSURL(path);
     std::error_code error;
     const std::string folder = std::filesystem::current_path(error).string();
+    if (error) // the current folder is gone, and so is whatever the path meant
+        return NSURL(path);
     return NSURL((folder == "/" ? "" : folder) + "/" + path);
 }
 

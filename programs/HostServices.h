@@ -13,7 +13,7 @@
 /// The Linux services of the program that hosts the action, put together for one run.
 class HostServices {
 public:
-    /// A file that stands as it was, because the platform could not replace it.
+    /// A file that the platform could not replace as it should, and why.
     struct NotReplaced {
         std::string path;
         std::string reason;

@@ -137,7 +137,7 @@ int synchronize(const std::vector<std::string>& paths)
     HostServices services;
     const std::string result = runAction(services, paths);
     for (const HostServices::NotReplaced& file : services.notReplaced())
-        complain("not replaced: " + file.path + ": " + file.reason);
+        complain(file.path + ": " + file.reason);
     if (!tell(result + '\n'))
         return kWrongUsageOrForeignFailure;
     if (result != SynchronizeFiles::kSuccess)

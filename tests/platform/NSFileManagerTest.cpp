@@ -108,7 +108,7 @@ TEST_F(FileManager, WhatCantBeReplacedStands)
 {
     fs::create_directory(folder.path("d"));
     EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("d"), &reason));
-    EXPECT_EQ(reason, "not a regular file");
+    EXPECT_EQ(reason, "not replaced: not a regular file");
     EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("none/a"), &reason));
     EXPECT_NE(reason.find("No such file"), std::string::npos) << reason;
     EXPECT_FALSE(files.writeToFile(dataOf("x"), folder.path("a/b"), &reason));
@@ -120,7 +120,7 @@ TEST_F(FileManager, AFileThatChangedSinceItWasReadIsLeftAlone)
     ASSERT_TRUE(files.dataWithContentsOfFile(file));
     fs::rename(folder.write("b", "new from elsewhere"), file);
     EXPECT_FALSE(files.writeToFile(dataOf("ours"), file, &reason));
-    EXPECT_EQ(reason, LinuxFileManager::kChangedSinceRead);
+    EXPECT_EQ(reason, std::string("not replaced: ") + LinuxFileManager::kChangedSinceRead);
     EXPECT_EQ(folder.read("a"), "new from elsewhere");
     EXPECT_EQ(folder.listing(), "a");
     ASSERT_TRUE(files.dataWithContentsOfFile(file));
@@ -199,6 +199,27 @@ TEST_F(FileManager, EveryFailureLeavesTheOldFileAndNothingElse)
         EXPECT_EQ(folder.read("a"), "old") << c.words;
         EXPECT_EQ(folder.listing(), "a") << c.words;
     }
+}
+
+/// The folder's sync fails, and nothing else.
+class UnsyncedFolder final : public FileSystemCalls {
+public:
+    int sync(int descriptor) override
+    {
+        struct stat status {};
+        ::fstat(descriptor, &status);
+        errno = EIO;
+        return S_ISDIR(status.st_mode) ? -1 : FileSystemCalls::sync(descriptor);
+    }
+};
+
+TEST_F(FileManager, AFolderThatCantBeSyncedIsTold)
+{
+    UnsyncedFolder calls;
+    EXPECT_FALSE(LinuxFileManager(calls).writeToFile(dataOf("new"), folder.path("a"), &reason));
+    EXPECT_EQ(reason, "replaced, but the folder can't be synced: Input/output error");
+    EXPECT_EQ(folder.read("a"), "new");
+    EXPECT_EQ(folder.listing(), "a");
 }
 
 TEST_F(FileManager, SmallWritesAddUp)

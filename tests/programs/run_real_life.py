@@ -211,8 +211,8 @@ def no_room_for_the_new_file(scene):
 
     done = scene.sync(preexec_fn=limit)
     assert (done.returncode, done.stdout) == (3, "<Success>\n"), done
-    assert f"not replaced: {scene.first}: write: File too large" in done.stderr, done.stderr
-    assert f"not replaced: {scene.second}: " in done.stderr
+    assert f"{scene.first}: not replaced: write: File too large" in done.stderr, done.stderr
+    assert f"{scene.second}: not replaced: " in done.stderr
     scene.check_unchanged()
     assert "not replaced" in scene.sync("--quiet", preexec_fn=limit).stderr
 
