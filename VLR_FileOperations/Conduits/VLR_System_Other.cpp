@@ -1,5 +1,9 @@
 #include "VLR_System.h"
 
+#include "VLR_RandomSource.h"
+
+#include <cstdlib>
+
 // The services as a program without a user answers them: nothing is preferred, asked or told. The core's callers are
 // written to work with these answers.
 
@@ -33,3 +37,8 @@ int32_t VLR_System::ReadFromOSFile(VLR_OSFile&)
 void VLR_System::AlloctatePasswordDataReferenceConstant(VLR_PasswordData*) { }
 
 void VLR_System::FreePasswordDataReferenceConstant(VLR_PasswordData*) { }
+
+long VLR_RandomDraw()
+{
+    return ::random();
+}
