@@ -2,12 +2,12 @@
 
 #include "VLR_Comparator.h"
 #include "VLR_Exception.h"
-#include "VLR_Stream.h"
 #include "VLR_System.h"
 
 #include <algorithm>
 #include <limits>
 #include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -18,6 +18,13 @@ constexpr uint32_t kMaxCount = std::numeric_limits<uint32_t>::max() / kPointerSi
 uint32_t StorageLengthFor(uint32_t count)
 {
     return count > kMaxCount ? std::numeric_limits<uint32_t>::max() : count * kPointerSize;
+}
+
+/// Appends without copying what is there again and again.
+void AppendText(VLR_MemoryBlock& text, const VLR_String& piece)
+{
+    text.ReserveForAppend(piece.Length());
+    text.Append(piece);
 }
 
 } // namespace
@@ -187,19 +194,19 @@ VLR_ObjectArray VLR_ObjectArray::Find(const VLR_Object& object, const VLR_Compar
 VLR_String VLR_ObjectArray::ComponentsJoinedByString(VLR_String separator) const
 {
     VLR_MemoryBlock joined;
-    VLR_MemoryStream stream(joined);
     for (uint32_t i = 0; i < count; ++i) {
         if (i > 0)
-            stream.PutBytes(separator.Bytes(), separator.Length());
-        const VLR_String text = Base()[i]->AsString();
-        stream.PutBytes(text.Bytes(), text.Length());
+            AppendText(joined, separator);
+        AppendText(joined, Base()[i]->AsString());
     }
     return VLR_String(joined, VLR_CharacterSetUTF8);
 }
 
 void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
 {
-    std::stable_sort(Elements(), Elements() + count, VLR_ObjectComparator(comparator));
+    std::vector<VLR_Object*> sorted(Elements(), Elements() + count); // a comparison may fail half way
+    std::stable_sort(sorted.begin(), sorted.end(), VLR_ObjectComparator(comparator));
+    std::copy(sorted.begin(), sorted.end(), Elements());
 }
 
 VLR_Object** VLR_ObjectArray::Elements()
@@ -209,11 +216,9 @@ VLR_Object** VLR_ObjectArray::Elements()
 
 void VLR_ObjectArray::GrowByOne()
 {
-    const uint32_t newLength = StorageLengthFor(count + 1);
-    // Half as much again, so that appending stays linear for lists of any length.
-    if (newLength > storage.Capacity() && count > 0)
-        storage.Reserve(StorageLengthFor(count + std::min(count / 2 + 1, kMaxCount - count)));
-    storage.Resize(newLength);
+    if (count > 0)
+        storage.ReserveForAppend(kPointerSize);
+    storage.Resize(StorageLengthFor(count + 1));
     ++count;
 }
 

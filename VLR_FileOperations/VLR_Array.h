@@ -54,7 +54,7 @@ public:
     /// The elements' AsString, joined. An element type that does not override AsString adds the empty string.
     VLR_String ComponentsJoinedByString(VLR_String separator) const;
 
-    /// Stable. The comparator must be a strict weak ordering.
+    /// Stable. The comparator must be a strict weak ordering; if it raises, the order stays as it was.
     void Sort(const VLR_Comparator& comparator);
 
     static constexpr uint32_t kNotFound = 0xFFFFFFFF;

@@ -13,9 +13,15 @@ constexpr uint32_t kDescending = 0x80000000;
 constexpr uint32_t kFileVersion4 = 4;
 constexpr int kDialogTries = 3;
 
+void AppendText(VLR_String& text, const VLR_String& piece)
+{
+    text.ReserveForAppend(piece.Length());
+    text.Append(piece);
+}
+
 void AppendText(VLR_String& text, const char* piece)
 {
-    text.Append(VLR_String(piece, VLR_CharacterSetUTF8));
+    AppendText(text, VLR_String(piece, VLR_CharacterSetUTF8));
 }
 
 /// Puts a stream of this scope under a document and takes it away again, also on a failure.
@@ -165,8 +171,14 @@ void VLR_Document::AddNewPasswordData(VLR_PasswordData* record)
 {
     record->SetDocument(this);
     record->SetUUID(VLR_System::NewUUID());
+    const StVLR_Retained whileAdding(*record);
     viewableList.AppendObject(record);
-    recordList.AppendObject(record);
+    try {
+        recordList.AppendObject(record);
+    } catch (...) {
+        viewableList.RemoveObject(record); // both lists or none
+        throw;
+    }
 }
 
 void VLR_Document::RemovePasswordData(VLR_PasswordData* record)
@@ -184,7 +196,8 @@ void VLR_Document::DuplicatePasswordData(VLR_PasswordData* record)
 {
     auto duplicate = std::make_unique<VLR_PasswordData>(this);
     duplicate->CopyContentsFrom(*record);
-    AddNewPasswordData(duplicate.release()); // the lists' now
+    AddNewPasswordData(duplicate.get());
+    duplicate.release(); // the lists' now
 }
 
 void VLR_Document::ResetDocumentContents()
@@ -238,23 +251,23 @@ VLR_String VLR_Document::Description() const
 {
     VLR_String text;
     AppendText(text, "\n\ndoc id: ");
-    text.Append(uniqueDocumentID);
+    AppendText(text, uniqueDocumentID);
     AppendText(text, "\nrecord ids and original checksums:\n");
     for (uint32_t i = 0; i < recordList.Count(); ++i) {
         const VLR_PasswordData& record = *recordList.ObjectAtIndex(i);
-        text.Append(record.UUID());
+        AppendText(text, record.UUID());
         AppendText(text, " -> ");
-        text.Append(VLR_Utility::UInt32AsHex(record.Checksum()));
+        AppendText(text, VLR_Utility::UInt32AsHex(record.Checksum()));
         AppendText(text, " changedSinceSync: ");
-        text.Append(VLR_Utility::SInt32ToString(record.ChangedSinceSync()));
+        AppendText(text, VLR_Utility::SInt32ToString(record.ChangedSinceSync()));
         AppendText(text, "\n");
     }
     AppendText(text, "\ndeletions: \n");
     for (uint32_t i = 0; i < deletionList.Count(); ++i) {
         const VLR_Deletion& deletion = *deletionList.ObjectAtIndex(i);
-        text.Append(deletion.uuid);
+        AppendText(text, deletion.uuid);
         AppendText(text, " -> ");
-        text.Append(VLR_Utility::UInt32AsHex(deletion.checksum));
+        AppendText(text, VLR_Utility::UInt32AsHex(deletion.checksum));
         AppendText(text, "\n");
     }
     return text;

@@ -108,7 +108,8 @@ public:
 
     // Records
 
-    /// Takes the record: gives it a fresh UUID and this document, and appends it to both lists.
+    /// Takes the record: gives it a fresh UUID and this document, and appends it to both lists. If that raises, neither
+    /// list has it, and it is the caller's as before.
     void AddNewPasswordData(VLR_PasswordData* record);
 
     /// Lists the record as deleted, with the checksum of its block as written now, and takes it out of both lists.
@@ -190,6 +191,7 @@ private:
     uint32_t ReadVersion4FileContentsCompletion();
     void ReadDeletionList();
     RecordRead ReadNextRecord(VLR_MemoryBlock& block);
+    bool ReadRecordTag();
     void FindNextRecord();
     void WriteReferenceBuffer();
     void WriteDeletionList();

@@ -53,9 +53,7 @@ void VLR_Document::WriteVersion4Contents()
         VLR_RAISE(kNilStream);
     if (stream->Length() != 0)
         VLR_RAISE(kStreamNotReset);
-    const uint64_t length = Version4ContentsLength();
-    if (length <= UINT32_MAX)
-        stream->VirtualExpectBytes(static_cast<uint32_t>(length));
+    stream->ExpectBytes(Version4ContentsLength());
     stream->WriteUInt32(kMagic);
     stream->WriteUInt32(kTagReferenceBuffer);
     if (keepEncrypted && referenceBuffer.IsEmpty())
@@ -85,9 +83,7 @@ void VLR_Document::WriteDeletionList()
 {
     VLR_MemoryBlock entries;
     VLR_MemoryStream out(entries);
-    const uint64_t length = DeletionListLength();
-    if (length <= UINT32_MAX)
-        out.VirtualExpectBytes(static_cast<uint32_t>(length));
+    out.ExpectBytes(DeletionListLength());
     for (uint32_t i = 0; i < deletionList.Count(); ++i) {
         const VLR_Deletion& deletion = *deletionList.ObjectAtIndex(i);
         out.WriteUTF8String(deletion.uuid);
@@ -191,29 +187,41 @@ uint32_t VLR_Document::ReadVersion4FileContentsCompletion()
     return errors;
 }
 
-/// One pass of the record loop. Whatever goes wrong in it, a record that was begun stays in the list with what was read
+/// One pass of the record loop. Whatever is wrong with a record that was begun, it stays in the list with what was read
 /// of it, and the next pass goes on from where the stream stands.
 VLR_Document::RecordRead VLR_Document::ReadNextRecord(VLR_MemoryBlock& block)
 {
-    std::unique_ptr<VLR_PasswordData> record;
+    if (!ReadRecordTag())
+        return RecordRead::None;
+    auto record = std::make_unique<VLR_PasswordData>(this);
     RecordRead outcome = RecordRead::Whole;
     try {
-        FindNextRecord();
-        stream->ReadUInt32();
-        record = std::make_unique<VLR_PasswordData>(this);
         stream->ReadData(block);
         record->ReadDataWithFish(block, docFish);
         record->PrintDebugOutput("Read");
     } catch (...) {
+        VLR_RethrowShortageOfMemory();
         VLR_System::Log(kErrorThrown, VLR_String());
-        if (!record)
-            return RecordRead::None;
         LogDamagedRecord(*record);
         outcome = RecordRead::Damaged;
     }
     recordList.AppendObject(record.get());
     record.release(); // the list's now
     return outcome;
+}
+
+/// False if no further record follows.
+bool VLR_Document::ReadRecordTag()
+{
+    try {
+        FindNextRecord();
+        stream->ReadUInt32();
+        return true;
+    } catch (...) {
+        VLR_RethrowShortageOfMemory();
+        VLR_System::Log(kErrorThrown, VLR_String());
+        return false;
+    }
 }
 
 /// Leaves the stream at the next record's tag, behind whatever stands in the way.

@@ -29,6 +29,9 @@ public:
     /// A failure with code and text but without a place. Does not log.
     VLR_Exception(VLR_ExceptionCodeType code, const VLR_String& message);
 
+    /// True for the report of a failed allocation.
+    bool IsShortageOfMemory() const;
+
     VLR_String message;
     VLR_String file;
     VLR_String function;
@@ -36,6 +39,10 @@ public:
     VLR_ExceptionCodeType code = VLR_ExceptionMessage;
     VLR_String detail; // always empty
 };
+
+/// Inside a handler that goes on after failures: passes on the one being handled if memory has run out. What a record
+/// lost to that is no damage of the file, and must not be taken for it.
+void VLR_RethrowShortageOfMemory();
 
 /// Does nothing: a place for a debugger to stop.
 void Breakpoint();

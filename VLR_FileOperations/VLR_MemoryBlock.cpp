@@ -4,12 +4,15 @@
 #include "VLR_Guards.h"
 #include "VLR_System.h"
 
+#include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace {
 
 constexpr uint32_t kFirstGrowStep = 16;
 constexpr uint32_t kLastGrowStep = 256;
+constexpr uint32_t kLargestStorage = std::numeric_limits<uint32_t>::max() - kGuardFraming;
 
 uint32_t NextGrowStep(uint32_t growStep)
 {
@@ -80,6 +83,16 @@ void VLR_MemoryBlock::CopyFrom(const VLR_MemoryBlock& other)
     VLR_System::MemCopy(bytes, other.bytes, length); // the tail behind it is zero on both sides
 }
 
+void VLR_MemoryBlock::Exchange(VLR_MemoryBlock& other)
+{
+    MemoryBlockChanged();
+    other.MemoryBlockChanged();
+    std::swap(bytes, other.bytes);
+    std::swap(length, other.length);
+    std::swap(capacity, other.capacity);
+    std::swap(growStep, other.growStep);
+}
+
 unsigned char* VLR_MemoryBlock::AllocateForLength(uint32_t n)
 {
     const uint32_t step = NextGrowStep(growStep);
@@ -122,6 +135,13 @@ void VLR_MemoryBlock::Reserve(uint32_t finalLength)
     growStep = 0;
     VLR_System::MemCopy(bytes, oldBytes, length);
     ClearAndFree(oldBytes, length);
+}
+
+void VLR_MemoryBlock::ReserveForAppend(uint32_t n)
+{
+    const uint32_t needed = AddLengths(length, n);
+    if (needed > capacity)
+        Reserve(std::max(needed, std::min(AddLengths(needed, length / 2), kLargestStorage)));
 }
 
 void VLR_MemoryBlock::FreeStorage()

@@ -37,12 +37,15 @@ public:
     /// Orders by length first, then by the first differing byte, taken as unsigned: the difference of either.
     int32_t Compare(const VLR_Object* other) const override;
 
-    /// Called by FreeStorage alone: Append, a Resize to a length other than 0 and writes through Bytes() go unnoticed.
+    /// Called by FreeStorage and Exchange alone: Append, a Resize to a length other than 0 and writes through Bytes() go unnoticed.
     virtual void MemoryBlockChanged() { }
 
     /// Takes over content and capacity of `other`; the next growth starts again with the smallest step. A copy of a
     /// block without storage has storage, of capacity 0.
     virtual void CopyFrom(const VLR_MemoryBlock& other);
+
+    /// Swaps content and storage of two blocks; never fails for want of memory.
+    void Exchange(VLR_MemoryBlock& other);
 
     /// Gives the block new zeroed storage for `n` bytes plus the next step of spare room (16, 64, then always 256), and
     /// returns it. The old storage is abandoned, neither wiped nor freed: the caller keeps and frees it.
@@ -58,6 +61,10 @@ public:
     /// Tells the block its final size: provides exactly that capacity, so that appends up to it copy nothing. Length
     /// and content stay. Who does not use it keeps the fixed growth steps.
     void Reserve(uint32_t finalLength);
+
+    /// Makes room for `n` further bytes and, if that takes new storage, for half of the length besides, so that a text
+    /// of many pieces costs linear time.
+    void ReserveForAppend(uint32_t n);
 
     /// Wipes and frees the storage, after MemoryBlockChanged.
     void FreeStorage();

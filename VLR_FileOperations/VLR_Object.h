@@ -35,3 +35,15 @@ public:
 private:
     uint32_t referenceCount = 0;
 };
+
+/// Holds a reference for the length of a scope, so that no list deletes the object meanwhile. Leaves its end to others.
+class StVLR_Retained {
+public:
+    explicit StVLR_Retained(VLR_Object& object) : object(object) { object.Retain(); }
+    ~StVLR_Retained() { object.Release(); }
+    StVLR_Retained(const StVLR_Retained&) = delete;
+    StVLR_Retained& operator=(const StVLR_Retained&) = delete;
+
+private:
+    VLR_Object& object;
+};

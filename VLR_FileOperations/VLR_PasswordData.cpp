@@ -76,8 +76,7 @@ void VLR_PasswordData::SetCategory(const VLR_String& text)
 {
     if (IsEqualExact(category_, text))
         return;
-    category_ = text;
-    MarkEdited();
+    ReplaceEditedText(category_, text);
 }
 
 void VLR_PasswordData::SetDirty(unsigned char value)
@@ -126,10 +125,13 @@ void VLR_PasswordData::syncFixShuffleUUIDs()
 {
     if (uuid_.IsEmpty() || !OriginalUUID().IsEmpty())
         return;
-    ChangeableDetails().originalUUID = uuid_;
+    // What can fail comes first: an identity that is listed as deleted must never stay a live record's.
+    VLR_String fresh = VLR_System::NewUUID();
+    VLR_String& original = ChangeableDetails().originalUUID;
+    document_->AddDeletedUUID(uuid_, checksum);
+    original.Exchange(uuid_);
+    uuid_.Exchange(fresh);
     originalChecksum = checksum;
-    document_->AddDeletedUUID(OriginalUUID(), checksum);
-    uuid_ = VLR_System::NewUUID();
 }
 
 int32_t VLR_PasswordData::Compare(const VLR_PasswordData& other, VLR_SortField field, bool descending) const
@@ -221,15 +223,17 @@ void VLR_PasswordData::SetText(VLR_String VLR_PasswordDataDetails::*field, const
 {
     if (IsEqualExact(Details().*field, text))
         return;
-    ChangeableDetails().*field = text;
-    MarkEdited();
+    ReplaceEditedText(ChangeableDetails().*field, text);
 }
 
-void VLR_PasswordData::MarkEdited()
+/// Text, flags and identity change together, or a failure leaves them all.
+void VLR_PasswordData::ReplaceEditedText(VLR_String& field, const VLR_String& text)
 {
+    VLR_String copy(text);
+    syncFixShuffleUUIDs();
+    field.Exchange(copy);
     dirty_ = 1;
     changedSinceSync_ = 1;
-    syncFixShuffleUUIDs();
 }
 
 bool VLR_PasswordDataComparator::IsLessThan(const VLR_Object* a, const VLR_Object* b) const

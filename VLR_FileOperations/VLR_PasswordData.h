@@ -183,13 +183,14 @@ private:
     const VLR_PasswordDataDetails& Details() const;
     VLR_PasswordDataDetails& ChangeableDetails();
     void SetText(VLR_String VLR_PasswordDataDetails::*field, const VLR_String& text);
-    void MarkEdited();
+    void ReplaceEditedText(VLR_String& field, const VLR_String& text);
     const char* FirstDifferingField(const VLR_PasswordData& other) const;
 
     void WriteClearPart(VLR_Stream& stream) const;
     void WriteEncryptedPart(VLR_Stream& stream) const;
     void WriteGrowthArea(VLR_Stream& stream) const;
     uint64_t EncryptedPartLength() const;
+    uint64_t GrowthAreaLength() const;
     void ReadClearPart(VLR_Stream& stream, uint32_t version);
     void ReadIdentityBeforeVersion4(VLR_Stream& stream);
     void ReadEncryptedPart(VLR_Stream& stream, uint32_t version);

@@ -92,9 +92,7 @@ void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFis
 
 void VLR_PasswordData::WriteClearPart(VLR_Stream& stream) const
 {
-    const uint64_t length = FileBlockLength();
-    if (length <= UINT32_MAX)
-        stream.VirtualExpectBytes(static_cast<uint32_t>(length));
+    stream.ExpectBytes(FileBlockLength());
     stream.WriteUInt32(kRecordFormatVersion);
     stream.WriteUTF8String(uuid_);
     stream.WriteSInt8(collapsed_);
@@ -169,9 +167,7 @@ void VLR_PasswordData::ReadIdentityBeforeVersion4(VLR_Stream& stream)
 void VLR_PasswordData::WriteEncryptedPart(VLR_Stream& stream) const
 {
     const VLR_PasswordDataDetails& record = Details();
-    const uint64_t length = EncryptedPartLength();
-    if (length <= UINT32_MAX)
-        stream.VirtualExpectBytes(static_cast<uint32_t>(length));
+    stream.ExpectBytes(EncryptedPartLength());
     stream.WriteUTF8String(record.title_);
     stream.WriteUTF8String(record.URL_);
     stream.WriteUTF8String(record.username_);
@@ -193,6 +189,7 @@ void VLR_PasswordData::WriteGrowthArea(VLR_Stream& stream) const
     const VLR_PasswordDataDetails& record = Details();
     VLR_MemoryBlock growth;
     VLR_MemoryStream items(growth);
+    items.ExpectBytes(GrowthAreaLength());
     if (!record.browser_.IsEmpty()) {
         items.WriteUInt32(static_cast<uint32_t>(ChunkLength(record.browser_)));
         items.WriteUTF8String(record.browser_);
@@ -202,6 +199,15 @@ void VLR_PasswordData::WriteGrowthArea(VLR_Stream& stream) const
     stream.WriteData(growth);
 }
 
+uint64_t VLR_PasswordData::GrowthAreaLength() const
+{
+    const VLR_PasswordDataDetails& record = Details();
+    uint64_t length = record.browser_.IsEmpty() ? 0 : kCount + ChunkLength(record.browser_);
+    for (uint32_t i = 1; i < record.futureGrowth_.Count(); ++i)
+        length += ChunkLength(*record.futureGrowth_.ObjectAtIndex(i));
+    return length;
+}
+
 uint64_t VLR_PasswordData::EncryptedPartLength() const
 {
     const VLR_PasswordDataDetails& record = Details();
@@ -209,10 +215,7 @@ uint64_t VLR_PasswordData::EncryptedPartLength() const
     for (const VLR_String* const text : { &record.title_, &record.URL_, &record.username_, &record.password_,
              &record.usernameLabel_, &record.passwordLabel_, &record.notes_ })
         length += ChunkLength(*text);
-    if (!record.browser_.IsEmpty())
-        length += kCount + ChunkLength(record.browser_);
-    for (uint32_t i = 1; i < record.futureGrowth_.Count(); ++i)
-        length += ChunkLength(*record.futureGrowth_.ObjectAtIndex(i));
+    length += GrowthAreaLength();
     return (length + VLR_BlowFish::kBlockLength - 1) / VLR_BlowFish::kBlockLength * VLR_BlowFish::kBlockLength;
 }
 

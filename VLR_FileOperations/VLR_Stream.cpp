@@ -31,6 +31,13 @@ uint32_t Swapped(uint32_t value)
 
 void VLR_Stream::VirtualExpectBytes(uint32_t) { }
 
+void VLR_Stream::ExpectBytes(uint64_t n)
+{
+    if (n > std::numeric_limits<uint32_t>::max() - Length())
+        VLR_RAISE(VLR_System::kCantAllocate);
+    VirtualExpectBytes(static_cast<uint32_t>(n));
+}
+
 bool VLR_Stream::EnoughDataFor(uint32_t n) const
 {
     return Fits(offset, n, VirtualLength());

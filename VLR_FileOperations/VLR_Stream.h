@@ -43,6 +43,10 @@ public:
     /// Announces that the store will grow by `n` bytes in all, so that it can make room once. Nothing needs to follow.
     virtual void VirtualExpectBytes(uint32_t n);
 
+    /// Announces `n` further bytes.
+    /// Raises: VLR_System::kCantAllocate, with nothing written, if no store could hold them.
+    void ExpectBytes(uint64_t n);
+
     // Cursor
 
     uint32_t Length() const { return VirtualLength(); }

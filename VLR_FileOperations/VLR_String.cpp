@@ -98,6 +98,11 @@ bool VLR_String::IsEqualCaseless(const VLR_Object* other) const
 
 void VLR_String::MemoryBlockChanged()
 {
+    DropRepresentation();
+}
+
+void VLR_String::DropRepresentation() const
+{
     if (systemRepresentation == nullptr)
         return;
     VLR_System::SystemRepresentationDealloc(systemRepresentation);
@@ -265,7 +270,7 @@ const char* VLR_String::Debug() const
     return copy;
 }
 
-StVLR_AutoSystemRepresentation::StVLR_AutoSystemRepresentation(VLR_String& text)
+StVLR_AutoSystemRepresentation::StVLR_AutoSystemRepresentation(const VLR_String& text)
     : text(text)
     , wasThere(text.systemRepresentation != nullptr)
 {
@@ -276,5 +281,5 @@ StVLR_AutoSystemRepresentation::StVLR_AutoSystemRepresentation(VLR_String& text)
 StVLR_AutoSystemRepresentation::~StVLR_AutoSystemRepresentation()
 {
     if (!wasThere)
-        text.MemoryBlockChanged();
+        text.DropRepresentation();
 }

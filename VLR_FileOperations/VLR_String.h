@@ -78,7 +78,10 @@ public:
 
     /// The text in platform form, kept for repeated searches; null unless a StVLR_AutoSystemRepresentation holds it.
     /// It is dropped by Resize(0) and assignment, not by Append or direct writes.
-    void* systemRepresentation = nullptr;
+    mutable void* systemRepresentation = nullptr;
+
+    /// Gives the representation back, if there is one.
+    void DropRepresentation() const;
 
     static constexpr char kTagsOutOfOrder[] = "tags out of order";
 
@@ -90,12 +93,12 @@ private:
 /// representation of the outer guard alone.
 class StVLR_AutoSystemRepresentation {
 public:
-    explicit StVLR_AutoSystemRepresentation(VLR_String& text);
+    explicit StVLR_AutoSystemRepresentation(const VLR_String& text);
     ~StVLR_AutoSystemRepresentation();
     StVLR_AutoSystemRepresentation(const StVLR_AutoSystemRepresentation&) = delete;
     StVLR_AutoSystemRepresentation& operator=(const StVLR_AutoSystemRepresentation&) = delete;
 
 private:
-    VLR_String& text;
+    const VLR_String& text;
     const bool wasThere;
 };

@@ -4,8 +4,8 @@
 #include "VLR_Exception.h"
 #include "VLR_System.h"
 #include "VLR_TextIndex.h"
+#include "VLR_TextRepresentations.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -16,36 +16,6 @@ struct FailureSite {
 };
 
 constexpr FailureSite kMastersDiffer { "VerifyMastersCompatible", 32 }; // hosts match on it: don't follow the source
-
-bool IsASCII(const VLR_String& text)
-{
-    return std::all_of(text.Bytes(), text.Bytes() + text.Length(), [](unsigned char byte) { return byte < 0x80; });
-}
-
-/// Keeps the platform form of each entry's UUID while the list is sorted, so that it is built once. ASCII texts, which
-/// identities as a rule are, compare without it and need none.
-class StVLR_DeletionRepresentations {
-public:
-    explicit StVLR_DeletionRepresentations(const VLR_Array<VLR_Deletion>& list)
-        : list(list)
-    {
-        for (uint32_t i = 0; i < list.Count(); ++i) {
-            VLR_String& uuid = list.ObjectAtIndex(i)->uuid;
-            if (uuid.systemRepresentation == nullptr && !IsASCII(uuid)) // one entry may stand in the list twice
-                uuid.systemRepresentation = VLR_System::SystemRepresentationAlloc(uuid);
-        }
-    }
-    ~StVLR_DeletionRepresentations()
-    {
-        for (uint32_t i = 0; i < list.Count(); ++i)
-            list.ObjectAtIndex(i)->uuid.MemoryBlockChanged();
-    }
-    StVLR_DeletionRepresentations(const StVLR_DeletionRepresentations&) = delete;
-    StVLR_DeletionRepresentations& operator=(const StVLR_DeletionRepresentations&) = delete;
-
-private:
-    const VLR_Array<VLR_Deletion>& list;
-};
 
 /// Of each run of equal entries in a sorted list, the first.
 void CopyFirstOfEach(const VLR_Array<VLR_Deletion>& sorted, VLR_Array<VLR_Deletion>& unique)
@@ -64,6 +34,14 @@ void ClearChangedSinceSync(const VLR_Array<VLR_PasswordData>& records)
 {
     for (uint32_t i = 0; i < records.Count(); ++i)
         records.ObjectAtIndex(i)->SetChangedSinceSync(0);
+}
+
+void KeepComparedTexts(const VLR_Array<VLR_PasswordData>& records, StVLR_TextRepresentations& representations)
+{
+    for (uint32_t i = 0; i < records.Count(); ++i) {
+        representations.Keep(records.ObjectAtIndex(i)->UUID());
+        representations.Keep(records.ObjectAtIndex(i)->Category());
+    }
 }
 
 /// Records and deletions of `winner` take the place of those of `loser`.
@@ -114,7 +92,9 @@ void VLR_Synchronize::MergeDeletionLists()
     if (hh.deletionList.Count() > 1) {
         VLR_Array<VLR_Deletion> unique;
         {
-            const StVLR_DeletionRepresentations whileSorting(hh.deletionList);
+            StVLR_TextRepresentations whileSorting;
+            for (uint32_t i = 0; i < hh.deletionList.Count(); ++i)
+                whileSorting.Keep(hh.deletionList.ObjectAtIndex(i)->uuid);
             hh.deletionList.Sort(VLR_DeletionComparator());
             CopyFirstOfEach(hh.deletionList, unique);
         }
@@ -147,6 +127,9 @@ void VLR_Synchronize::MergeSide(VLR_Document& side, VLR_Document& other, uint32_
     };
 
     Records removals;
+    StVLR_TextRepresentations whileComparing;
+    KeepComparedTexts(side.recordList, whileComparing);
+    KeepComparedTexts(other.recordList, whileComparing);
     const uint32_t count = side.recordList.Count(); // appends go to the other side
     for (uint32_t i = 0; i < count; ++i) {
         VLR_PasswordData* const record = side.recordList.ObjectAtIndex(i);

@@ -23,7 +23,7 @@ enum VLR_SynchronizationStyle : int32_t {
 /// an edit beats a deletion, and of two edits both stay. Copied records and deletion entries are shared by both
 /// documents: both must have the same read style and live until both are written. A failure in the middle leaves the
 /// documents half merged; they must not be written then.
-/// Cost: linear in records and deletions, apart from one sort of the deletions.
+/// Cost: linear in records, deletions and the bytes of their clear texts, apart from one sort of the deletions.
 class VLR_Synchronize {
 public:
     /// Raises: code VLR_ExceptionMastersIncompatible if the stored reference buffers differ, with both documents

@@ -12,7 +12,7 @@ class VLR_String;
 ///
 /// Texts are equal as VLR_System::CompareStrings finds them. Texts and objects are borrowed: they must live, and the
 /// texts stay as they are, as long as the index is used.
-/// Cost: constant on average for each operation, whatever texts a file brings (VLR_System::HashString is keyed).
+/// Cost: linear in the text on average, whatever texts a file brings (VLR_System::HashString is keyed).
 class VLR_TextIndex {
 public:
     VLR_TextIndex(VLR_StringComparisonType type, uint32_t expectedCount);
@@ -35,5 +35,5 @@ private:
 
     VLR_StringComparisonType type;
     uint32_t used = 0;
-    std::vector<Slot> slots; // a power of two of them, more than half of them free
+    std::vector<Slot> slots; // a power of two of them, at least half of them free
 };

@@ -22,6 +22,8 @@ uint32_t gSystemRepresentationLeakDetector = 0;
 
 namespace {
 
+constexpr unsigned char kFirstBeyondASCII = 0x80;
+
 bool IsASCII(const VLR_String& text)
 {
     return VLR_Unicode::IsASCII(text.Bytes(), text.Length());
@@ -73,20 +75,82 @@ int32_t SignOf(std::strong_ordering order)
     return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
-int32_t CompareASCII(const VLR_String& a, const VLR_String& b, VLR_StringComparisonType type)
+/// Hands out the key of the end of a text from a boundary on, one stretch between boundaries after the other, so that a
+/// comparison costs no more than the way to the first difference. Takes a cached representation's key if there is one.
+class KeyReader {
+public:
+    /// `start` bytes of ASCII come before.
+    KeyReader(const VLR_String& text, uint32_t start, VLR_StringComparisonType type)
+        : bytes(text.Bytes())
+        , length(text.Length())
+        , offset(start)
+        , maker(type, stretchKey)
+    {
+        if (text.systemRepresentation == nullptr)
+            return;
+        key = &static_cast<const VLR_SystemRepresentation*>(text.systemRepresentation)->Key(type).codePoints;
+        next = start; // ASCII has one code point a byte
+        offset = length;
+    }
+    KeyReader(const KeyReader&) = delete;
+    KeyReader& operator=(const KeyReader&) = delete;
+
+    /// False at the end.
+    bool Read(char32_t& codePoint)
+    {
+        while (next == key->size()) {
+            if (offset == length)
+                return false;
+            ReadStretch();
+        }
+        codePoint = (*key)[next++];
+        return true;
+    }
+
+private:
+    void ReadStretch()
+    {
+        stretchKey.clear();
+        next = 0;
+        units.clear();
+        do
+            VLR_Unicode::DecodeNext(bytes, length, offset, units);
+        while (offset < length && !IsAtBoundary());
+        maker.Append(units.data(), units.data() + units.size());
+    }
+
+    bool IsAtBoundary() const
+    {
+        uint32_t behind = offset;
+        UChar32 codePoint = 0;
+        U8_NEXT(bytes, behind, length, codePoint);
+        return codePoint < 0 || VLR_Unicode::HasBoundaryBefore(static_cast<char32_t>(codePoint));
+    }
+
+    const unsigned char* bytes;
+    uint32_t length;
+    uint32_t offset;
+    VLR_UTF16 units;
+    VLR_CodePoints stretchKey;
+    const VLR_CodePoints* key = &stretchKey;
+    std::size_t next = 0;
+    VLR_Unicode::KeyMaker maker;
+};
+
+int32_t CompareFrom(const VLR_String& a, const VLR_String& b, uint32_t start, VLR_StringComparisonType type)
 {
-    const uint32_t shorter = std::min(a.Length(), b.Length());
-    if (type != VLR_StringComparisonCaseless) {
-        const int order = shorter == 0 ? 0 : std::memcmp(a.Bytes(), b.Bytes(), shorter);
-        return order != 0 ? SignOf(order <=> 0) : SignOf(a.Length() <=> b.Length());
+    KeyReader left(a, start, type);
+    KeyReader right(b, start, type);
+    for (;;) {
+        char32_t fromLeft = 0;
+        char32_t fromRight = 0;
+        const bool hasLeft = left.Read(fromLeft);
+        const bool hasRight = right.Read(fromRight);
+        if (!hasLeft || !hasRight)
+            return SignOf(hasLeft <=> hasRight);
+        if (fromLeft != fromRight)
+            return SignOf(fromLeft <=> fromRight);
     }
-    for (uint32_t i = 0; i < shorter; ++i) {
-        const unsigned char left = VLR_Unicode::FoldASCII(a.Bytes()[i]);
-        const unsigned char right = VLR_Unicode::FoldASCII(b.Bytes()[i]);
-        if (left != right)
-            return SignOf(left <=> right);
-    }
-    return SignOf(a.Length() <=> b.Length());
 }
 
 VLR_CodePoints KeyOf(const VLR_String& text, VLR_StringComparisonType type)
@@ -165,11 +229,26 @@ VLR_Range FindByKeys(const VLR_SystemRepresentation& text, const VLR_SystemRepre
 
 int32_t VLR_System::CompareStrings(const VLR_String& a, const VLR_String& b, VLR_StringComparisonType type)
 {
-    if (IsASCII(a) && IsASCII(b))
-        return CompareASCII(a, b, type);
     if (HasSameBytes(a, b))
         return 0;
-    return SignOf(KeyOf(a, type) <=> KeyOf(b, type));
+    // In a key each ASCII character stands for itself and no other changes places with it, whatever follows. So the
+    // first difference decides if both sides are ASCII there.
+    const uint32_t shorter = std::min(a.Length(), b.Length());
+    const bool caseless = type == VLR_StringComparisonCaseless;
+    uint32_t i = 0;
+    for (; i < shorter; ++i) {
+        const unsigned char left = a.Bytes()[i];
+        const unsigned char right = b.Bytes()[i];
+        if (left >= kFirstBeyondASCII || right >= kFirstBeyondASCII)
+            return CompareFrom(a, b, i, type);
+        if (left == right)
+            continue;
+        const unsigned char foldedLeft = caseless ? VLR_Unicode::FoldASCII(left) : left;
+        const unsigned char foldedRight = caseless ? VLR_Unicode::FoldASCII(right) : right;
+        if (foldedLeft != foldedRight)
+            return SignOf(foldedLeft <=> foldedRight);
+    }
+    return SignOf(a.Length() <=> b.Length());
 }
 
 uint64_t VLR_System::HashString(const VLR_String& text, VLR_StringComparisonType type)

@@ -157,6 +157,25 @@ VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::
     return units;
 }
 
+bool VLR_Unicode::DecodeNext(const unsigned char* bytes, uint32_t length, uint32_t& offset, VLR_UTF16& units)
+{
+    const uint32_t start = offset;
+    UChar32 codePoint = 0;
+    U8_NEXT(bytes, offset, length, codePoint);
+    if (codePoint < 0) {
+        for (uint32_t bad = start; bad < offset; ++bad)
+            units.push_back(static_cast<char16_t>(kEscapedByte + bytes[bad]));
+        return false;
+    }
+    if (U_IS_BMP(codePoint)) {
+        units.push_back(static_cast<char16_t>(codePoint));
+    } else {
+        units.push_back(static_cast<char16_t>(U16_LEAD(codePoint)));
+        units.push_back(static_cast<char16_t>(U16_TRAIL(codePoint)));
+    }
+    return true;
+}
+
 void VLR_Unicode::Mend(VLR_UTF16& units)
 {
     for (std::size_t i = 0; i < units.size();) {

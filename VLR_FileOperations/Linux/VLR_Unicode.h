@@ -18,6 +18,9 @@ bool IsASCII(const unsigned char* bytes, uint32_t length);
 /// The code units of UTF-8 bytes. `validUnits` is how many of them come before the first byte that is not valid UTF-8.
 VLR_UTF16 Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits);
 
+/// Decodes what begins at `offset`, appends its code units and moves `offset` behind it. False if it is not valid UTF-8.
+bool DecodeNext(const unsigned char* bytes, uint32_t length, uint32_t& offset, VLR_UTF16& units);
+
 /// Unpaired surrogates become kReplacement.
 void Mend(VLR_UTF16& units);
 

@@ -31,6 +31,22 @@ inline std::string hex(const VLR_MemoryBlock& block)
     return result;
 }
 
+/// The bytes of hex digits, blanks left out.
+inline VLR_MemoryBlock fromHex(const std::string& digits)
+{
+    VLR_MemoryBlock block;
+    std::string pair;
+    for (const char c : digits) {
+        if (c != ' ')
+            pair += c;
+        if (pair.size() == 2) {
+            block.AppendByte(static_cast<unsigned char>(std::stoi(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return block;
+}
+
 /// The text of what is raised, or "code N" for one raised by code; empty if nothing is.
 inline std::string failure(const std::function<void()>& work)
 {

@@ -339,6 +339,14 @@ TEST(VLR_Unicode, HostileTextsTakeLinearTime)
     EXPECT_TRUE(S("x" + marks).Contains(S(marks)));
     EXPECT_FALSE(S(manyLetters + "\u00E9").Contains(S(manyLetters.substr(0, 1 << 19) + "b")));
 
+    // One long text against many short ones: each comparison ends at the first difference.
+    const VLR_String longText = S(manyLetters + "\u00E9"), longMarks = S("\u00E9" + marks);
+    const StVLR_AutoSystemRepresentation whileComparing(longMarks);
+    for (const VLR_String* const text : { &longText, &longMarks }) {
+        for (int i = 0; i < 30000; ++i)
+            ASSERT_NE(VLR_System::CompareStrings(*text, S("\u00E9\u0301"), VLR_StringComparisonCaseless), 0);
+    }
+
     VLR_String text = S(manyLetters + "\u00E9");
     const StVLR_AutoSystemRepresentation whileSearching(text);
     for (uint32_t i = 0; i < 100000; ++i) // each looks at its own two units, not at the rest

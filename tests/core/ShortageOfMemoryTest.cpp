@@ -1,0 +1,194 @@
+#include "CoreFixture.h"
+#include "VLR_RawMemory.h"
+#include "VLR_Synchronize.h"
+#include "VLR_System.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::size_t gLeft = SIZE_MAX; // allocations of either kind that will still succeed
+
+bool Granted()
+{
+    if (gLeft == 0)
+        return false;
+    --gLeft;
+    return true;
+}
+
+} // namespace
+
+// The language's own allocations run out with those of the core.
+
+void* operator new(std::size_t size)
+{
+    void* const memory = Granted() ? std::malloc(size > 0 ? size : 1) : nullptr;
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+/// The core with room for so many allocations, and what came of it.
+class ShortageOfMemory : public CoreTest {
+protected:
+    ShortageOfMemory()
+    {
+        setLogSink([](std::string_view) {});
+    }
+
+    /// True if `work` got through, false if it failed for want of memory. Fails the test for any other failure.
+    static bool worksWith(std::size_t allocations, const std::function<void()>& work)
+    {
+        const VLR_RawMemory before = VLR_SetRawMemory(
+            { [](std::size_t size) { return Granted() ? std::calloc(1, size) : nullptr; }, std::free });
+        bool worked = false;
+        bool lackedMemory = false;
+        gLeft = allocations;
+        try {
+            work();
+            worked = true;
+        } catch (const std::bad_alloc&) {
+            lackedMemory = true;
+        } catch (const VLR_Exception& failure) {
+            gLeft = SIZE_MAX;
+            lackedMemory = failure.IsShortageOfMemory();
+        }
+        gLeft = SIZE_MAX;
+        VLR_SetRawMemory(before);
+        EXPECT_TRUE(worked || lackedMemory);
+        return worked;
+    }
+
+    /// Runs `prepare`, `work` with one allocation more each time, and `check`, until the work gets through.
+    static void withEachRoom(const std::function<void()>& prepare, const std::function<void()>& work,
+        const std::function<void(bool worked)>& check)
+    {
+        bool worked = false;
+        for (std::size_t room = 0; !worked && !HasFailure(); ++room) {
+            ASSERT_LT(room, 20000u);
+            prepare();
+            worked = worksWith(room, work);
+            check(worked);
+        }
+    }
+};
+
+TEST_F(ShortageOfMemory, ARecordIsNeverTakenForTheEndOfTheFileOrForDamaged)
+{
+    for (const std::string title : { "a", "b", "c" })
+        add(document, title, title)->SetNotes(S(std::string(100, 'n')));
+    VLR_MemoryBlock file;
+    document.ToBlock(file);
+    for (const auto style : { VLR_DocumentReadDecrypted, VLR_DocumentReadKeepEncrypted }) {
+        std::unique_ptr<VLR_Document> reader;
+        uint32_t damaged = 1;
+        withEachRoom([&] { reader = std::make_unique<VLR_Document>(style), reader->ChangePassword(S("open sesame")); },
+            [&] { damaged = reader->FromBlock(file); },
+            [&](bool worked) {
+                if (!worked)
+                    return;
+                EXPECT_EQ(damaged, 0u);
+                EXPECT_EQ(uuids(*reader), uuids(document));
+            });
+    }
+}
+
+TEST_F(ShortageOfMemory, ASortThatFailsLeavesTheListAsItWas)
+{
+    VLR_Array<VLR_String> texts;
+    withEachRoom(
+        [&] {
+            texts.RemoveAll();
+            for (const char* const text : { "\u00E9z", "\u00E9y", "\u00E9x", "\u00E9w" })
+                texts.AppendObject(new VLR_String(S(text)));
+        },
+        [&] { texts.Sort(VLR_StringComparator()); },
+        [&](bool worked) {
+            EXPECT_EQ(str(texts.ComponentsJoinedByString(S(" "))),
+                worked ? "\u00E9w \u00E9x \u00E9y \u00E9z" : "\u00E9z \u00E9y \u00E9x \u00E9w");
+        });
+}
+
+TEST_F(ShortageOfMemory, AnEditChangesTextAndIdentityOrNothing)
+{
+    VLR_PasswordData* record = nullptr;
+    withEachRoom(
+        [&] {
+            document.ResetDocumentContents();
+            record = add(document, "old", "title");
+        },
+        [&] { record->SetTitle(S("new title")); },
+        [&](bool worked) {
+            EXPECT_EQ(str(record->Title()), worked ? "new title" : "title");
+            EXPECT_EQ(record->Dirty(), worked ? 1 : 0);
+            EXPECT_EQ(deletions(document), worked ? "old" : "");
+            EXPECT_EQ(str(record->UUID()) == "old", !worked);
+        });
+}
+
+TEST_F(ShortageOfMemory, ANewRecordIsInBothListsOrInNone)
+{
+    withEachRoom(
+        [&] {
+            document.ResetDocumentContents();
+            add(document, "A");
+        },
+        [&] { document.DuplicatePasswordData(document.recordList.ObjectAtIndex(0)); },
+        [&](bool worked) {
+            EXPECT_EQ(document.recordList.Count(), worked ? 2u : 1u);
+            EXPECT_EQ(document.viewableList.Count(), worked ? 2u : 1u);
+        });
+}
+
+TEST_F(ShortageOfMemory, AMergeThatFailsLeavesSoundLists)
+{
+    const std::string longText(100, 'e');
+    std::unique_ptr<VLR_Document> hh, pc;
+    const auto prepare = [&](std::unique_ptr<VLR_Document>& side, const std::string& own) {
+        side = std::make_unique<VLR_Document>(VLR_DocumentReadKeepEncrypted);
+        for (const std::string& uuid : { own, std::string("\u00E9") + longText })
+            add(*side, uuid)->SetCategory(S("\u00E9" + longText));
+        side->AddDeletedUUID(S("\u00C9" + longText + own), 1);
+        side->AddDeletedUUID(S("\u00E9" + longText + own), 2);
+    };
+    withEachRoom([&] { prepare(hh, "A"), prepare(pc, "B"); },
+        [&] { VLR_Synchronize(*hh, *pc, VLR_SyncMerge); },
+        [&](bool) {
+            for (const VLR_Document* const side : { hh.get(), pc.get() }) {
+                for (uint32_t i = 0; i < side->recordList.Count(); ++i) {
+                    const VLR_PasswordData& record = *side->recordList.ObjectAtIndex(i);
+                    EXPECT_EQ(record.UUID().systemRepresentation, nullptr);
+                    EXPECT_EQ(record.Category().systemRepresentation, nullptr);
+                    EXPECT_EQ(str(record.Title()), "t");
+                }
+            }
+            hh.reset(); // together, as records are shared
+            pc.reset();
+        });
+    EXPECT_EQ(gSystemRepresentationLeakDetector, 0u);
+}
+
+/// A store that is nearly as long as any can be.
+class LongStream final : public VLR_Stream {
+public:
+    uint32_t VirtualLength() const override { return UINT32_MAX - 100; }
+    bool VirtualGetBytes(void*, uint32_t, uint32_t) const override { return false; }
+    void VirtualAppendBytes(const void*, uint32_t) override { }
+};
+
+TEST_F(ShortageOfMemory, WhatNoStoreCanHoldIsRefusedAtOnce)
+{
+    LongStream stream;
+    stream.ExpectBytes(100);
+    EXPECT_EQ(failure([&] { stream.ExpectBytes(101); }), "Can't allocate");
+    EXPECT_EQ(failure([&] { stream.ExpectBytes(uint64_t { 1 } << 33); }), "Can't allocate");
+}
+
+} // namespace

@@ -1,0 +1,307 @@
+#include "CoreFixture.h"
+#include "VLR_System.h"
+
+namespace {
+
+class Encoding : public CoreTest {
+protected:
+    /// A record block made of what stands ahead of the encrypted part and of that part before encipherment.
+    VLR_MemoryBlock blockOf(const std::string& clear, const std::string& plain)
+    {
+        VLR_MemoryBlock body = fromHex(plain);
+        document.DocFish().EncryptMemoryBlock(body);
+        VLR_MemoryBlock block = fromHex(clear);
+        VLR_MemoryStream(block).WriteData(body);
+        return block;
+    }
+
+    /// The encrypted part that a record is written with, deciphered.
+    VLR_MemoryBlock plainOf(VLR_PasswordData& written)
+    {
+        VLR_MemoryBlock block;
+        written.WriteDataWithFish(block, document.DocFish());
+        VLR_MemoryStream stream(block);
+        VLR_PasswordData kept(&closed);
+        kept.ReadDataWithFish(block, closed.DocFish());
+        VLR_MemoryBlock plain(kept.EncryptedBody());
+        document.DocFish().DecryptMemoryBlock(plain);
+        return plain;
+    }
+
+    static std::string shown(const VLR_PasswordData& of)
+    {
+        std::string text;
+        for (const VLR_String* field : { &of.Title(), &of.URL(), &of.Username(), &of.Password(), &of.UsernameLabel(),
+                 &of.PasswordLabel(), &of.Notes(), &of.Browser(), &of.Category() })
+            text += str(*field) + "|";
+        return text + hex(of.ClearBlock()) + "|" + std::to_string(of.ClearValue()) + "|"
+            + std::to_string(of.Collapsed()) + "|" + std::to_string(of.ChangedSinceSync()) + "|"
+            + std::to_string(of.HiddenValue()) + "|" + std::to_string(of.Color().green);
+    }
+
+    VLR_PasswordData* record = add(document, "U");
+};
+
+// What stands ahead of the encrypted part: format version, identity, flags, category, opaque bytes and value.
+const std::string kClear0 = "00000000 ab12345678 ff01";
+const std::string kClear3 = "00000003 0102 ab12345678 0000 028e62 000000026f70 fffffffe";
+const std::string kClear4 = "00000004 0000000155 80ff 0000000163 00000000 7fffffff";
+
+const std::string kEmptyTexts = "00000000000000000000000000000000000000000000000000000000";
+
+TEST_F(Encoding, EveryFormatVersionIsRead)
+{
+    const std::string plain4 = "0000000174 0000000175 0000000131 0000000170 000000016c 000000016d 000000016e"
+                               "3a4fc882 3a4fc883 fedcba98 000000070000 0000000b 00000007 00000003616263";
+    const std::string version5 = "00000005" + kClear4.substr(8);
+    const struct {
+        std::string clear, plain, uuid, shown;
+        uint32_t modified;
+    } kCases[] = {
+        { kClear0, "0174 0175 0131 0170 016e b6757901", "1234567800AB", "t|u|1|p|||n||||0|-1|1|0|0", 1 },
+        { "00000001" + kClear0.substr(8), "0174 00 00 00 00 00000005", "1234567800AB", "t|||||||||" "|0|-1|1|0|0", 5 },
+        { "00000002" + kClear0.substr(8), "018e 00 00 00 00 b6757900", "1234567800AB",
+            "\xC3\xA9||||||||||0|-1|1|0|0", 3061152000 },
+        { kClear3, "0174 00 00 0170 00000002 6e0a b6757903 0000000b 00000007 00000003616263", "1234567800AB",
+            "t|||p|||n\n|abc|\xC3\xA9""b|6f70|-2|0|0|0|0", 3 },
+        { kClear4, plain4, "U", "t|u|1|p|l|m|n|abc|c||2147483647|-128|255|4275878552|7", 2 },
+        { version5, plain4, "U", "t|u|1|p|l|m|n|abc|c||2147483647|-128|255|4275878552|7", 2 },
+    };
+    for (const auto& c : kCases) {
+        VLR_MemoryBlock block = blockOf(c.clear, c.plain);
+        VLR_PasswordData read(&document);
+        ASSERT_EQ(failure([&] { read.ReadDataWithFish(block, document.DocFish()); }), "") << c.clear;
+        EXPECT_EQ(shown(read), c.shown) << c.clear;
+        EXPECT_EQ(read.ModifiedDate(), c.modified) << c.clear;
+        EXPECT_EQ(read.Checksum(), block.ComputeChecksum());
+        const std::string uuid = str(read.UUID());
+        EXPECT_EQ(uuid.substr(uuid.rfind('-') + 1), c.uuid) << c.clear;
+        if (uuid.size() > 1) { // an old identity hangs on every byte of the block
+            char checksum[5];
+            std::snprintf(checksum, sizeof checksum, "%04X", read.Checksum());
+            EXPECT_EQ(uuid.substr(0, 24), std::string("00000000-0000-0000-") + checksum + "-");
+        }
+    }
+}
+
+TEST_F(Encoding, DatesCountFrom1970InAFile)
+{
+    const struct {
+        const char* wire;
+        uint32_t modified, lastUsed;
+    } kCases[] = {
+        { "00000000", 0, 0 },
+        { "00000001", 3316660097, 1 }, // one wraps, the other stands
+        { "3a4fc881", 1, 1 },
+        { "ffffffff", 3316660095, 0 }, // far ahead
+    };
+    for (const auto& c : kCases) {
+        VLR_MemoryBlock block = blockOf(kClear4, kEmptyTexts + c.wire + c.wire + "00000000 000000000000 00000000");
+        VLR_PasswordData read(&document);
+        read.ReadDataWithFish(block, document.DocFish());
+        EXPECT_EQ(read.ModifiedDate(), c.modified) << c.wire;
+        EXPECT_EQ(read.LastUsedDate(), c.lastUsed) << c.wire;
+        EXPECT_EQ(hex(plainOf(read)).substr(56, 8), c.modified == 0 ? "00000000" : c.wire);
+    }
+}
+
+TEST_F(Encoding, TheGrowthAreaKeepsWhatItDoesNotKnow)
+{
+    const struct {
+        const char *name, *items, *browser, *writtenBack;
+    } kCases[] = {
+        { "none", "", "", "" },
+        { "browser", "00000007 00000003616263", "abc", "0000000700000003616263" },
+        { "items behind it", "00000007 00000003616263 00000002 0102 00000000", "abc",
+            "0000000700000003616263" "000000020102" "00000000" },
+        { "empty browser", "00000004 00000000", "", "" },
+        { "an empty item in its place", "00000000 00000002 0102", "", "000000020102" }, // its place is lost
+        { "older text", "00000006 0053006100e9", "Sa\xC3\xA9", "00000008000000045361c3a9" },
+        { "older text too short to tell", "00000002 0041", "", "" },
+        { "count that would wrap to the length", "00000006 000000020041", "\xEF\xBF\xBD", nullptr },
+    };
+    for (const auto& c : kCases) {
+        VLR_MemoryBlock growth = fromHex(c.items), chunk;
+        VLR_MemoryStream(chunk).WriteData(growth);
+        VLR_MemoryBlock block = blockOf(kClear4, kEmptyTexts + "000000000000000000000000" "000000000000" + hex(chunk));
+        VLR_PasswordData read(&document);
+        ASSERT_EQ(failure([&] { read.ReadDataWithFish(block, document.DocFish()); }), "") << c.name;
+        if (c.writtenBack == nullptr)
+            continue;
+        EXPECT_EQ(str(read.Browser()), c.browser) << c.name;
+        VLR_MemoryBlock plain = plainOf(read);
+        VLR_MemoryStream stream(plain);
+        unsigned char ahead[46];
+        stream.GetBytes(ahead, sizeof ahead);
+        EXPECT_EQ(hex(stream.ReadData()), c.writtenBack) << c.name;
+    }
+}
+
+TEST_F(Encoding, DamageBehindAFieldLeavesTheField)
+{
+    const std::string numbers = "00000000 00000000 00000000 000000000000";
+    const struct {
+        std::string plain, raised, title, notes;
+    } kCases[] = {
+        { "0000000174 0000000175 000000ff", "ReadData out of range.", "t", "" },
+        { "0000000174 fffffffc", "ReadData out of range.", "t", "" },
+        { kEmptyTexts.substr(8) + "000000016e" + numbers + "000000ff", "ReadData out of range.", "", "n" },
+        { kEmptyTexts.substr(8) + "000000016e" + numbers + "00000005 00000002 01", "ReadData out of range.", "", "n" },
+        { kEmptyTexts.substr(8) + "000000016e" + numbers + "00000003 000000", "GetBytes out of range.", "", "n" },
+        { "0000000174 0000000175", "GetBytes out of range.", "t", "" },
+        { "", "GetBytes out of range.", "", "" },
+    };
+    for (const auto& c : kCases) {
+        VLR_MemoryBlock block = blockOf(kClear4, c.plain);
+        VLR_PasswordData read(&document);
+        EXPECT_EQ(failure([&] { read.ReadDataWithFish(block, document.DocFish()); }), c.raised) << c.plain;
+        EXPECT_EQ(str(read.Title()), c.title) << c.plain;
+        EXPECT_EQ(str(read.Notes()), c.notes) << c.plain;
+        EXPECT_EQ(str(read.Category()), "c");
+    }
+    VLR_MemoryBlock odd = fromHex(kClear4 + "00000007 01020304050607");
+    VLR_PasswordData read(&document);
+    EXPECT_EQ(failure([&] { read.ReadDataWithFish(odd, document.DocFish()); }), "handle length not rounded to 64-bits");
+    EXPECT_EQ(str(read.UUID()) + str(read.Title()), "U");
+}
+
+TEST_F(Encoding, AnEmptyRecordIsItsBytes)
+{
+    VLR_PasswordData empty(&document);
+    empty.SetModifiedDate(0);
+    empty.SetLastUsedDate(0);
+    empty.SetChangedSinceSync(0);
+    VLR_MemoryBlock out;
+    empty.WriteDataWithFish(out, document.DocFish());
+    EXPECT_EQ(out.Length(), 4u + 4 + 2 + 4 + 4 + 4 + 4 + 56);
+    EXPECT_EQ(hex(out).substr(0, 52), "0000000400000000000000000000000000000000000000000038");
+    EXPECT_EQ(empty.Checksum(), out.ComputeChecksum());
+    EXPECT_EQ(empty.FileBlockLength(), out.Length());
+}
+
+TEST_F(Encoding, PlainPartIsInOrder)
+{
+    VLR_BlowFish& fish = document.DocFish();
+    VLR_PasswordData filled(&document);
+    filled.SetTitle(S("1"));
+    filled.SetURL(S("2"));
+    filled.SetUsername(S("3"));
+    filled.SetPassword(S("4"));
+    filled.SetUsernameLabel(S("5"));
+    filled.SetPasswordLabel(S("6"));
+    filled.SetNotes(S("7"));
+    filled.SetBrowser(S("abc"));
+    filled.SetModifiedDate(1);
+    filled.SetLastUsedDate(0);
+    VLR_MemoryBlock out;
+    filled.WriteDataWithFish(out, fish);
+    VLR_MemoryStream stream(out);
+    stream.ScanUpToOrEnd(72); // the count of the encrypted part
+    VLR_MemoryBlock body = stream.ReadData();
+    fish.DecryptMemoryBlock(body);
+    EXPECT_EQ(hex(body).substr(0, 136),
+        "0000000131" "0000000132" "0000000133" "0000000134" "0000000135" "0000000136" "0000000137" "3a4fc881" "00000000"
+        "00000000" "000000000000" "0000000b" "00000007" "00000003616263");
+    VLR_PasswordData reread(&document);
+    const std::string before = hex(out);
+    reread.ReadDataWithFish(out, fish);
+    EXPECT_EQ(hex(out), before);
+    EXPECT_TRUE(reread.IsDuplicate(filled, false));
+    EXPECT_EQ(reread.ModifiedDate(), 1u);
+    EXPECT_EQ(reread.LastUsedDate(), 0u);
+    EXPECT_EQ(reread.Checksum(), filled.Checksum());
+    EXPECT_EQ(reread.OriginalChecksum(), filled.Checksum());
+}
+
+TEST_F(Encoding, ADateFarAheadCountsAsNone)
+{
+    VLR_BlowFish& fish = document.DocFish();
+    const uint32_t now = VLR_System::SecondsSince2001();
+    const std::pair<uint32_t, bool> kCases[] = { { now + 366 * 86400, false }, { now + 364 * 86400, true } };
+    for (const auto& [date, stays] : kCases) {
+        VLR_PasswordData dated(&document);
+        dated.SetModifiedDate(date);
+        dated.SetLastUsedDate(date);
+        VLR_MemoryBlock out;
+        dated.WriteDataWithFish(out, fish);
+        VLR_PasswordData reread(&document);
+        reread.ReadDataWithFish(out, fish);
+        EXPECT_EQ(reread.ModifiedDate(), date);
+        EXPECT_EQ(reread.LastUsedDate(), stays ? date : 0);
+    }
+}
+
+TEST_F(Encoding, AnEncipheredRecordKeepsItsBodyAndChecksum)
+{
+    VLR_MemoryBlock out;
+    record->WriteDataWithFish(out, document.DocFish());
+    VLR_PasswordData kept(&closed);
+    kept.ReadDataWithFish(out, closed.DocFish());
+    EXPECT_TRUE(kept.Title().IsEmpty());
+    EXPECT_EQ(str(kept.UUID()), "U");
+    VLR_MemoryBlock again;
+    kept.SetChangedSinceSync(1);
+    kept.WriteDataWithFish(again, closed.DocFish());
+    EXPECT_EQ(kept.Checksum(), out.ComputeChecksum());
+    EXPECT_EQ(again.Length(), out.Length());
+    EXPECT_EQ(kept.EncryptedBody().Length(), out.Length() - 27);
+    EXPECT_EQ(failure([&] { VLR_PasswordData(&closed).WriteDataWithFish(again, closed.DocFish()); }),
+        "no original encrypted data to write");
+    EXPECT_EQ(failure([&] { kept.Serialize(); }), "code 21");
+}
+
+TEST_F(Encoding, AReadThatFailsKeepsWhatCameBefore)
+{
+    record->SetCategory(S("cat"));
+    VLR_MemoryBlock out;
+    record->WriteDataWithFish(out, document.DocFish());
+    const std::string whole = str(out);
+    for (uint32_t length = 0; length < out.Length(); ++length) {
+        VLR_MemoryBlock cut = S(whole.substr(0, length));
+        VLR_PasswordData reread(&document);
+        EXPECT_NE(failure([&] { reread.ReadDataWithFish(cut, document.DocFish()); }), "");
+        EXPECT_EQ(reread.UUID().IsEmpty(), length < 4 + 4 + 36);
+        EXPECT_TRUE(reread.Title().IsEmpty());
+    }
+    VLR_PasswordData keyless(&document);
+    EXPECT_EQ(failure([&] { keyless.ReadDataWithFish(out, VLR_BlowFish()); }), "not ready to decrypt handle");
+    EXPECT_EQ(str(keyless.Category()), "cat");
+}
+
+TEST_F(Encoding, TransferFormIsItsBytes)
+{
+    record->SetURL(S("u"));
+    record->SetBrowser(S("b"));
+    record->SetCategory(S("c"));
+    record->SetModifiedDate(2);
+    record->SetLastUsedDate(3);
+    const auto form = record->Serialize();
+    EXPECT_EQ(hex(*form),
+        "01" "0000000174" "0000000175" "00000000" "00000000" "00000000" "00000000" "00000000" "00000002" "00000003"
+        "000000000000" "0000000162" "0000000163");
+    VLR_PasswordData* const copy = add(document, "W", "old");
+    copy->Deserialize(form.get());
+    EXPECT_TRUE(copy->IsDuplicate(*record, false));
+    EXPECT_EQ(copy->LastUsedDate(), 3u);
+    EXPECT_EQ(str(copy->UUID()), "W");
+    EXPECT_EQ(copy->ChangedSinceSync() + copy->Dirty(), 0);
+    VLR_MemoryBlock other = S("\2nothing of ours");
+    copy->Deserialize(&other);
+    EXPECT_EQ(str(copy->Title()), "t");
+    VLR_MemoryBlock cut = S(str(*form).substr(0, 8));
+    EXPECT_EQ(failure([&] { copy->Deserialize(&cut); }), "GetBytes out of range.");
+}
+
+TEST_F(Encoding, TheOldestRecordsHaveNoClearPart)
+{
+    VLR_MemoryBlock block = S(std::string("\1t\1\x8E\0\1p\xB6\x75\x79\x01", 11)); // 3061152001 since 1904
+    document.DocFish().EncryptMemoryBlock(block);
+    VLR_PasswordData old(&document);
+    old.ReadDataWithFishVersion1(block, document.DocFish());
+    EXPECT_EQ(str(old.URL()), "\xC3\xA9");
+    EXPECT_EQ(str(old.Password()), "p");
+    EXPECT_EQ(old.ModifiedDate(), 1u);
+    EXPECT_EQ(old.UUID().Length(), 36u);
+}
+
+} // namespace
