@@ -258,15 +258,80 @@ TEST_F(FileManager, SmallWritesAddUp)
 
 TEST_F(FileManager, WhatCantBeKeptGivesLessAccess)
 {
+    using Call = FaultyCalls::Call;
+    const struct {
+        mode_t before;
+        Call fails;
+        int error;
+        mode_t afterwards;
+    } kCases[] = {
+        { 02664, Call::Owner, EPERM, 0644 }, // the new group may do what everybody may
+        { 0604, Call::Owner, EPERM, 0600 }, // the old group, which might do nothing, counts as everybody now
+        { 0660, Call::Mode, EPERM, 0600 },
+        { 0664, Call::Attributes, EIO, 0600 }, // an access list, if there was one, may have shut anybody out
+        { 0664, Call::Attributes, ENOTSUP, 0664 }, // there was none
+        { 06664, Call::ShortWrites, 0, 0664 }, // new content runs as nobody
+    };
     const std::string file = folder.write("a", "old");
-    ::chmod(file.c_str(), 02664);
-    FaultyCalls otherGroup(FaultyCalls::Call::Owner, EPERM);
-    EXPECT_TRUE(LinuxFileManager(otherGroup).writeToFile(dataOf("new"), file));
-    EXPECT_EQ(modeOf(file), 0644u); // the new group may do what everybody may
-    ::chmod(file.c_str(), 0660);
-    FaultyCalls noMode(FaultyCalls::Call::Mode, EPERM);
-    EXPECT_TRUE(LinuxFileManager(noMode).writeToFile(dataOf("new"), file));
-    EXPECT_EQ(modeOf(file), 0600u);
+    for (const auto& c : kCases) {
+        ::chmod(file.c_str(), c.before);
+        FaultyCalls calls(c.fails, c.error);
+        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+        EXPECT_EQ(modeOf(file), c.afterwards) << std::oct << c.before << " " << std::strerror(c.error);
+    }
+}
+
+/// Every file has these attributes; notes those that are set, and lets no access list be set.
+class Attributes final : public FileSystemCalls {
+public:
+    explicit Attributes(std::string_view names) : names(names) { }
+
+    ssize_t listAttributes(int, char* to, std::size_t size) override
+    {
+        if (size > 0)
+            names.copy(to, size);
+        return static_cast<ssize_t>(names.size());
+    }
+    ssize_t getAttribute(int, const char*, void* value, std::size_t size) override
+    {
+        if (size > 0)
+            *static_cast<char*>(value) = 'v';
+        return 1;
+    }
+    int setAttribute(int, const char* name, const void*, std::size_t) override
+    {
+        errno = ENOTSUP;
+        if (std::string_view(name).starts_with("system."))
+            return -1;
+        set += std::string(name) + " ";
+        return 0;
+    }
+
+    std::string names;
+    std::string set;
+};
+
+TEST_F(FileManager, AttributesOfTheOldContentStayBehind)
+{
+    using namespace std::string_view_literals;
+    const std::string file = folder.write("a", "old");
+    ::chmod(file.c_str(), 0664);
+    Attributes calls("user.note\0security.ima\0security.evm\0security.capability\0security.label\0"sv);
+    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+    EXPECT_EQ(calls.set, "user.note security.label ");
+    EXPECT_EQ(modeOf(file), 0664u);
+}
+
+TEST_F(FileManager, ALostAccessListLeavesTheOwnerAlone)
+{
+    using namespace std::string_view_literals;
+    const std::string file = folder.write("a", "old");
+    for (const auto names : { "system.posix_acl_access\0user.note\0"sv, "system.nfs4_acl\0"sv }) {
+        ::chmod(file.c_str(), 0664);
+        Attributes calls(names);
+        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+        EXPECT_EQ(modeOf(file), 0600u) << names;
+    }
 }
 
 /// Notes the names of new files.
