@@ -76,11 +76,13 @@ BusAnswer Bus::call(sd_bus_message* message, Duration timeOut)
         const int processed = processOnce();
         if (processed < 0)
             return failure(kDisconnected);
-        if (processed > 0 || reply)
-            continue;
-        if (Clock::now() >= deadline)
+        if (reply)
+            break;
+        if (Clock::now() >= deadline) // looked at in every round: on a busy bus there is always something to do
             return failure(kTimedOut);
-        waitForTraffic(deadline);
+        throwIfInterrupted();
+        if (processed == 0)
+            waitForTraffic(deadline);
     }
     const sd_bus_error* const error = sd_bus_message_get_error(reply.get());
     if (error != nullptr)
@@ -167,12 +169,15 @@ bool Bus::handleIncoming(Duration wait)
 {
     if (bus_ == nullptr)
         return false;
+    const auto deadline = Clock::now() + wait;
     int processed = processOnce();
     if (processed == 0) {
-        waitForTraffic(Clock::now() + wait);
+        waitForTraffic(deadline);
         processed = processOnce();
     }
-    while (processed > 0)
+    while (processed > 0 && Clock::now() < deadline) {
+        throwIfInterrupted();
         processed = processOnce();
-    return processed == 0;
+    }
+    return processed >= 0;
 }

@@ -50,7 +50,8 @@ public:
     [[nodiscard]] bool takeName(const std::string& name);
     [[nodiscard]] bool serve(const char* object, const char* interface, const sd_bus_vtable* methods, void* context);
 
-    /// Waits for at most `wait` and hands out what has come in. False once the bus is gone.
+    /// Waits for at most `wait` and hands out what has come in, on a busy bus what there is time for. False once the
+    /// bus is gone. Throws Interrupted.
     [[nodiscard]] bool handleIncoming(Duration wait);
 
     /// An error name of the bus for a wait that ran out, and for a connection that is gone.

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr int kDeepestList = 8;
+constexpr int kMostDescriptors = 64; // lists and their items, of all parameters
 
 int appendDescriptor(sd_bus_message* message, const NSAppleEventDescriptor& descriptor);
 
@@ -43,9 +44,22 @@ int appendDescriptor(sd_bus_message* message, const NSAppleEventDescriptor& desc
     return result >= 0 ? sd_bus_message_close_container(message) : result;
 }
 
-int readDescriptor(sd_bus_message* message, NSAppleEventDescriptor& descriptor, int depth);
+/// Reads the descriptors of one message, and no more of them than a message may hold.
+class DescriptorReader {
+public:
+    explicit DescriptorReader(sd_bus_message* message) : message(message) { }
 
-int readListVariant(sd_bus_message* message, NSAppleEventDescriptor& list, int depth)
+    int read(NSAppleEventDescriptor& descriptor, int depth = 0);
+
+private:
+    int readListVariant(NSAppleEventDescriptor& list, int depth);
+    int readBytesVariant(uint32_t type, NSAppleEventDescriptor& descriptor);
+
+    sd_bus_message* const message;
+    int left = kMostDescriptors;
+};
+
+int DescriptorReader::readListVariant(NSAppleEventDescriptor& list, int depth)
 {
     if (depth >= kDeepestList)
         return -EBADMSG;
@@ -55,7 +69,7 @@ int readListVariant(sd_bus_message* message, NSAppleEventDescriptor& list, int d
         result = sd_bus_message_enter_container(message, 'a', "(uv)");
     while (result > 0 && sd_bus_message_at_end(message, 0) == 0) {
         NSAppleEventDescriptor item;
-        result = readDescriptor(message, item, depth + 1);
+        result = read(item, depth + 1);
         list.insertDescriptor(std::move(item), 0);
     }
     if (result >= 0)
@@ -63,7 +77,7 @@ int readListVariant(sd_bus_message* message, NSAppleEventDescriptor& list, int d
     return result >= 0 ? sd_bus_message_exit_container(message) : result;
 }
 
-int readBytesVariant(sd_bus_message* message, uint32_t type, NSAppleEventDescriptor& descriptor)
+int DescriptorReader::readBytesVariant(uint32_t type, NSAppleEventDescriptor& descriptor)
 {
     const void* bytes = nullptr;
     std::size_t length = 0;
@@ -79,15 +93,16 @@ int readBytesVariant(sd_bus_message* message, uint32_t type, NSAppleEventDescrip
     return result;
 }
 
-int readDescriptor(sd_bus_message* message, NSAppleEventDescriptor& descriptor, int depth)
+int DescriptorReader::read(NSAppleEventDescriptor& descriptor, int depth)
 {
+    if (left-- == 0)
+        return -EBADMSG;
     uint32_t type = 0;
     int result = sd_bus_message_enter_container(message, 'r', "uv");
     if (result > 0)
         result = sd_bus_message_read_basic(message, 'u', &type);
     if (result > 0)
-        result = type == typeAEList ? readListVariant(message, descriptor, depth)
-                                    : readBytesVariant(message, type, descriptor);
+        result = type == typeAEList ? readListVariant(descriptor, depth) : readBytesVariant(type, descriptor);
     if (result >= 0)
         result = sd_bus_message_exit_container(message);
     return result;
@@ -127,6 +142,7 @@ int EventWire::readEvent(sd_bus_message* message, AppleEvent& event)
 
 int EventWire::readParameters(sd_bus_message* message, AppleEvent& event)
 {
+    DescriptorReader reader(message);
     int result = sd_bus_message_enter_container(message, 'a', "(u(uv))");
     while (result > 0 && sd_bus_message_at_end(message, 0) == 0) {
         uint32_t keyword = 0;
@@ -135,7 +151,7 @@ int EventWire::readParameters(sd_bus_message* message, AppleEvent& event)
         if (result > 0)
             result = sd_bus_message_read_basic(message, 'u', &keyword);
         if (result > 0)
-            result = readDescriptor(message, descriptor, 0);
+            result = reader.read(descriptor);
         if (result >= 0)
             result = sd_bus_message_exit_container(message);
         if (result >= 0)

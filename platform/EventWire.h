@@ -14,8 +14,8 @@ inline constexpr char kMethod[] = "SendEvent";
 inline constexpr char kEventSignature[] = "uuiia(u(uv))";
 inline constexpr char kReplySignature[] = "a(u(uv))";
 
-// Each answers 0 or more, or a negative error number. Reading leaves what is nested deeper than a hand-off needs to be
-// an error, so that no message can exhaust the stack.
+// Each answers 0 or more, or a negative error number. Reading takes lists nested at most 8 deep and at most 64
+// descriptors in all, more than a hand-off needs; beyond is an error, so that no message can exhaust stack or memory.
 
 int appendEvent(sd_bus_message* message, const AppleEvent& event);
 int appendParameters(sd_bus_message* message, const AppleEvent& event);

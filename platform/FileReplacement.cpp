@@ -15,7 +15,7 @@
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
-constexpr std::size_t kLongestNamePart = 200; // leaves room for what makes a temporary name unlike any other
+constexpr std::size_t kLongestNamePart = 120; // a temporary name has 138 bytes then; enciphered names end at 143
 constexpr int kMostLinks = 40;
 
 [[noreturn]] void fail(const char* step)
@@ -36,6 +36,15 @@ std::string nameOf(const std::string& path)
     return path.substr(path.rfind('/') + 1);
 }
 
+/// As many bytes of a name as go into a temporary one. Not cut inside a UTF-8 character: a file system may refuse that.
+std::size_t lengthOfNamePart(const std::string& name)
+{
+    std::size_t length = std::min(name.size(), kLongestNamePart);
+    while (length > 0 && length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
+        --length;
+    return length;
+}
+
 /// Hidden, and not to be guessed by anybody who would want to be there first.
 std::string temporaryName(const std::string& name)
 {
@@ -43,7 +52,7 @@ std::string temporaryName(const std::string& name)
     if (::getrandom(random, sizeof random, 0) != sizeof random)
         fail("random number");
     std::string result(1, '.');
-    result.append(name, 0, kLongestNamePart);
+    result.append(name, 0, lengthOfNamePart(name));
     result += '.';
     for (const unsigned char byte : random) {
         static constexpr char kDigits[] = "0123456789abcdef";
@@ -52,18 +61,26 @@ std::string temporaryName(const std::string& name)
     return result;
 }
 
+/// A signal does not end it: interruptions are looked for between the steps of a replacement.
+bool syncToItsEnd(FileSystemCalls& calls, int descriptor)
+{
+    int result = -1;
+    do {
+        result = calls.sync(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 } // namespace
 
 FileReplacement::FileReplacement(FileSystemCalls& calls, const std::string& path)
-    : calls_(calls)
+    : FileReplacement(calls) // complete from here on: a failure closes what it leaves open
 {
     resolveLinks(path);
     openFolder();
     oldFile_ = presentFile();
-    if (oldFile_ && !S_ISREG(oldFile_->st_mode)) {
-        calls_.close(folder_);
+    if (oldFile_ && !S_ISREG(oldFile_->st_mode))
         throw FileSystemFailure { "not a regular file", /*isReplaced=*/false };
-    }
 }
 
 FileReplacement::~FileReplacement()
@@ -108,9 +125,11 @@ void FileReplacement::openFolder()
 std::optional<struct stat> FileReplacement::presentFile()
 {
     struct stat status {};
-    if (calls_.statAt(folder_, name_, status, AT_SYMLINK_NOFOLLOW) != 0)
-        return std::nullopt;
-    return status;
+    if (calls_.statAt(folder_, name_, status, AT_SYMLINK_NOFOLLOW) == 0)
+        return status;
+    if (errno != ENOENT)
+        fail("old file");
+    return std::nullopt;
 }
 
 void FileReplacement::write(const NSData& data)
@@ -118,7 +137,7 @@ void FileReplacement::write(const NSData& data)
     makeNewFile();
     writeAll(data);
     takeOverMetadata();
-    if (calls_.sync(descriptor_) != 0)
+    if (!syncToItsEnd(calls_, descriptor_))
         fail("sync");
     if (calls_.statOf(descriptor_, newFile_) != 0)
         fail("status");
@@ -142,7 +161,9 @@ void FileReplacement::writeAll(const NSData& data)
         const ssize_t written = calls_.write(descriptor_, next, std::min(left, kChunk));
         if (written < 0 && errno == EINTR)
             continue;
-        if (written < 0)
+        if (written == 0)
+            errno = EIO; // a file that takes nothing would be written for ever
+        if (written <= 0)
             fail("write");
         next += written;
         left -= static_cast<std::size_t>(written);
@@ -165,7 +186,11 @@ void FileReplacement::commit()
     if (calls_.renameAt(folder_, newName_, name_) != 0)
         fail("replace");
     committed_ = true;
+}
+
+void FileReplacement::syncFolder()
+{
     // A file system that can't sync a folder says so with EINVAL; it has its own ways.
-    if (folderCanSync_ && calls_.sync(folder_) != 0 && errno != EINVAL)
+    if (folderCanSync_ && !syncToItsEnd(calls_, folder_) && errno != EINVAL)
         throw FileSystemFailure { std::string("the folder can't be synced: ") + std::strerror(errno), /*isReplaced=*/true };
 }

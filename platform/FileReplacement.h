@@ -29,16 +29,22 @@ public:
     /// Writes and syncs the new file. Throws Interrupted.
     void write(const NSData& data);
 
-    /// The file that is there at this moment, if any: it may have changed since `oldFile`.
+    /// The file that is there at this moment, if any: it may have changed since `oldFile`. One that can't be looked at
+    /// is a failure, and not none.
     std::optional<struct stat> presentFile();
 
-    /// Puts the new file in the old one's place.
+    /// Puts the new file in the old one's place. Throws Interrupted, before it does.
     void commit();
+
+    /// After `commit`: makes the replacement last, should the system crash.
+    void syncFolder();
 
     /// Of the new file, for whoever wants to recognise it.
     struct stat newFile() const { return newFile_; }
 
 private:
+    explicit FileReplacement(FileSystemCalls& calls) : calls_(calls) { }
+
     void resolveLinks(const std::string& path);
     void openFolder();
     void makeNewFile();

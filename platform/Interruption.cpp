@@ -1,8 +1,8 @@
 #include "Interruption.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <utility>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -11,7 +11,8 @@
 namespace {
 
 // A handler may touch these and nothing else.
-volatile std::sig_atomic_t gPendingSignal = 0;
+std::atomic<int> gPendingSignal = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 int gDescriptor = -1;
 
 extern "C" void noteSignal(int signal)
@@ -50,8 +51,9 @@ void installInterruptionHandlers()
 
 void throwIfInterrupted()
 {
-    if (gPendingSignal != 0)
-        throw Interrupted(gPendingSignal);
+    const int signal = gPendingSignal;
+    if (signal != 0)
+        throw Interrupted(signal);
 }
 
 void sleepUnlessInterrupted(std::chrono::milliseconds duration)
@@ -68,13 +70,13 @@ int interruptionDescriptor()
 }
 
 StForgetInterruptions::StForgetInterruptions()
-    : forgotten_(std::exchange(gPendingSignal, 0))
+    : forgotten_(gPendingSignal.exchange(0))
 {
-    drainDescriptor();
+    drainDescriptor(); // a signal that comes between stands in the flag, at which every wait looks first
 }
 
 StForgetInterruptions::~StForgetInterruptions()
 {
-    if (gPendingSignal == 0)
-        gPendingSignal = forgotten_;
+    int none = 0;
+    gPendingSignal.compare_exchange_strong(none, forgotten_); // one that has come meanwhile stays
 }

@@ -122,6 +122,7 @@ bool LinuxFileManager::writeToFile(const NSData& data, const std::string& path, 
             throw FileSystemFailure { kChangedSinceRead, /*isReplaced=*/false };
         replacement.commit();
         readStamps_.insert_or_assign(path, Stamp(replacement.newFile()));
+        replacement.syncFolder();
         return true;
     } catch (const FileSystemFailure& failure) {
         if (reason != nullptr)

@@ -31,6 +31,14 @@ std::optional<Identity> identityOf(const std::string& path)
     return Identity { status.st_dev, status.st_ino };
 }
 
+std::optional<Identity> identityOf(int descriptor)
+{
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0)
+        return std::nullopt;
+    return Identity { status.st_dev, status.st_ino };
+}
+
 /// When this process started, in seconds since 1970; 0 if the system doesn't tell.
 std::time_t processStart()
 {
@@ -65,16 +73,16 @@ std::string holderNote()
         + "\nprogram: " + program_invocation_short_name + "\n";
 }
 
-/// Best effort: a lock without the note is a lock.
-void leaveNote(int folder)
+/// False if it is there already, or can't be made. What stands in it is best effort.
+bool makeNote(int folder)
 {
     const int file = ::openat(folder, kHolder, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (file < 0)
-        return;
+        return false;
     const std::string note = holderNote();
-    if (::write(file, note.data(), note.size()) != static_cast<ssize_t>(note.size()))
-        ::unlinkat(folder, kHolder, 0);
+    [[maybe_unused]] const ssize_t written = ::write(file, note.data(), note.size());
     ::close(file);
+    return true;
 }
 
 std::string pathAside(const std::string& path)
@@ -106,12 +114,12 @@ public:
         if (::mkdir(path_.c_str(), 0755) != 0)
             return false;
         letGo();
-        // The open descriptor keeps the folder's number from being given to another while this object lives.
-        folder_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        held_ = identityOf(path_);
-        if (folder_ >= 0)
-            leaveNote(folder_);
-        return true;
+        if (takeFolder())
+            return true;
+        if (errno != ENOENT && errno != EEXIST) // neither broken nor another's: a lock that nobody would hold
+            ::rmdir(path_.c_str()); // one with a note in it, which somebody has taken by now, is not empty and stays
+        letGo();
+        return false;
     }
 
     void unlock() override
@@ -124,6 +132,24 @@ public:
     void breakLock() override { takeAway(std::nullopt); }
 
 private:
+    /// Since it was made, the folder may have been broken, and another made in its place. Whoever makes the note in the
+    /// folder that stands there holds the lock, and nobody else: the note is made once. False with errno.
+    bool takeFolder()
+    {
+        // The open descriptor keeps the folder's number from being given to another while this object lives.
+        folder_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (folder_ < 0)
+            return false;
+        held_ = identityOf(folder_);
+        if (!held_ || !makeNote(folder_))
+            return false;
+        if (identityOf(path_) == held_)
+            return true;
+        ::unlinkat(folder_, kHolder, 0); // the folder was being removed, and its old note was gone already
+        errno = ENOENT;
+        return false;
+    }
+
     /// One rename is the moment at which the lock is gone; what is left of it is removed in peace. If another program
     /// has broken and taken the lock between the look and the rename, that program gets it back.
     void takeAway(const std::optional<Identity>& expected)

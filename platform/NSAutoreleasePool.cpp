@@ -39,13 +39,17 @@ void NSAutoreleasePool::autorelease(std::shared_ptr<NSAutoreleased> object)
 void NSAutoreleasePool::drain()
 {
     std::exception_ptr firstFailure;
-    for (const auto& object : std::exchange(objects_, {})) {
+    const auto end = [&](NSAutoreleased& object) {
         try {
-            object->dealloc();
+            object.dealloc();
         } catch (...) {
             if (!firstFailure)
                 firstFailure = std::current_exception();
         }
+    };
+    while (!objects_.empty()) {
+        for (const auto& object : std::exchange(objects_, {}))
+            end(*object);
     }
     if (firstFailure)
         std::rethrow_exception(firstFailure);

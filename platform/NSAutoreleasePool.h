@@ -27,7 +27,8 @@ public:
     /// Leaves an object to the innermost scope. Raises: std::logic_error if there is none.
     static void autorelease(std::shared_ptr<NSAutoreleased> object);
 
-    /// Ends every object, also when one of them raises. Raises: the first failure, when all have ended.
+    /// Ends every object, also when one of them raises, and then those that they have left to the scope meanwhile.
+    /// Raises: the first failure, when all have ended.
     void drain();
 
 private:

@@ -35,7 +35,9 @@ public:
 };
 
 /// Locks as folders, which mkdir makes atomically everywhere. In the folder stands, for people who find it, a file
-/// `holder` with host, process, start time and program; a lock without it is as good as any other.
+/// `holder` with host, process, start time and program; a lock of another program without it is as good as any other.
+/// Here the lock is held only by whoever has made that file, so that nobody takes a folder for the one that it has made
+/// and that was broken and made again by another at that very moment.
 class LinuxLockSystem final : public LockSystem {
 public:
     std::unique_ptr<NSDistributedLock> lockWithPath(const std::string& path) override;

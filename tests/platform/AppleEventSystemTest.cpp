@@ -4,13 +4,34 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+
+struct sd_bus;
+struct sd_bus_message;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+Clock::time_point gBusyUntil; // until then there is always something to do on the bus
+
+} // namespace
+
+/// The library's, but for a busy bus.
+extern "C" int sd_bus_process(sd_bus* bus, sd_bus_message** message)
+{
+    static const auto process
+        = reinterpret_cast<int (*)(sd_bus*, sd_bus_message**)>(::dlsym(RTLD_NEXT, "sd_bus_process"));
+    return Clock::now() < gBusyUntil ? 1 : process(bus, message);
+}
 
 namespace {
 
@@ -26,15 +47,14 @@ constexpr LinuxAppleEventSystem::TimeOuts kShort { std::chrono::milliseconds(200
 int receive(const std::function<void()>& isReady)
 {
     LinuxAppleEventSystem system;
-    bool quits = false;
     system.setEventHandler([](const AppleEvent& event, AppleEvent& reply) { reply.parameters = event.parameters; },
         kClass, kEcho);
     system.setEventHandler([](const AppleEvent&, AppleEvent&) { ::sleep(2); }, kClass, kSleep);
-    system.setEventHandler([&](const AppleEvent&, AppleEvent&) { ::_exit(0); }, kClass, kQuit);
+    system.setEventHandler([](const AppleEvent&, AppleEvent&) { ::_exit(0); }, kClass, kQuit);
     if (!system.becomeRunningProcess(kName))
         return 1;
     isReady();
-    while (!quits && system.handleEvents(std::chrono::milliseconds(1000))) { }
+    while (system.handleEvents(std::chrono::milliseconds(1000))) { }
     return 0;
 }
 
@@ -104,20 +124,52 @@ TEST(AppleEventSystem, AProgramThatEndsIsNotFound)
     EXPECT_EQ(system.processID(kName), std::nullopt);
 }
 
-TEST(AppleEventSystem, NestsNoDeeperThanAHandOffNeeds)
+NSAppleEventDescriptor listOf(int count)
+{
+    NSAppleEventDescriptor list = NSAppleEventDescriptor::listDescriptor();
+    for (int item = 0; item < count; ++item)
+        list.insertDescriptor(NSAppleEventDescriptor::descriptorWithBoolean(true), 0);
+    return list;
+}
+
+/// Lists in lists, an empty one inmost.
+NSAppleEventDescriptor nested(int lists)
+{
+    NSAppleEventDescriptor list = NSAppleEventDescriptor::listDescriptor();
+    for (int depth = 1; depth < lists; ++depth) {
+        NSAppleEventDescriptor outer = NSAppleEventDescriptor::listDescriptor();
+        outer.insertDescriptor(list, 0);
+        list = outer;
+    }
+    return list;
+}
+
+TEST(AppleEventSystem, TakesNoMoreThanAHandOffNeeds)
 {
     const PrivateBus bus;
     const SecondProcess receiver(receive);
     LinuxAppleEventSystem system(kShort);
     const auto pid = system.processID(kName);
-    NSAppleEventDescriptor nested = NSAppleEventDescriptor::listDescriptor();
-    for (int depth = 0; depth < 12; ++depth) {
-        NSAppleEventDescriptor outer = NSAppleEventDescriptor::listDescriptor();
-        outer.insertDescriptor(nested, 0);
-        nested = outer;
+    ASSERT_TRUE(pid);
+    const struct {
+        NSAppleEventDescriptor descriptor;
+        int16_t result;
+    } kCases[] = {
+        { nested(8), noErr },
+        { nested(9), errAEEventNotHandled },
+        { listOf(63), noErr }, // with the list itself, 64
+        { listOf(64), errAEEventNotHandled },
+    };
+    for (const auto& c : kCases) {
+        AppleEvent event = eventFor(kEcho, *pid);
+        event.setDescriptor(c.descriptor, keyDirectObject);
+        AppleEvent reply;
+        EXPECT_EQ(system.AESend(event, reply), c.result) << &c - kCases;
+        EXPECT_EQ(reply.parameters.size(), c.result == noErr ? 1u : 0u) << &c - kCases;
     }
-    AppleEvent event = eventFor(kEcho, *pid);
-    event.setDescriptor(nested, keyDirectObject);
+    AppleEvent event = eventFor(kEcho, *pid); // the parameters count together
+    for (const uint32_t keyword : { 1u, 2u })
+        event.setDescriptor(listOf(32), keyword);
     AppleEvent reply;
     EXPECT_EQ(system.AESend(event, reply), errAEEventNotHandled);
 }
@@ -133,7 +185,7 @@ TEST(AppleEventSystem, WithoutABusNobodyRuns)
     EXPECT_TRUE(LinuxAppleEventSystem().runningBundleIdentifiers().empty());
 }
 
-/// A socket that takes connections and never says a word.
+/// The session bus is a socket that takes connections and never says a word.
 class SilentSocket {
 public:
     SilentSocket() : descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
@@ -153,6 +205,20 @@ private:
     int descriptor;
 };
 
+TEST(AppleEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
+{
+    const SilentSocket socket;
+    const LinuxAppleEventSystem::TimeOuts brief { std::chrono::milliseconds(100), std::chrono::milliseconds(100) };
+    LinuxAppleEventSystem asking(brief);
+    LinuxAppleEventSystem serving(brief);
+    const auto start = Clock::now();
+    gBusyUntil = start + std::chrono::seconds(5);
+    EXPECT_TRUE(asking.runningBundleIdentifiers().empty());
+    EXPECT_TRUE(serving.handleEvents(std::chrono::milliseconds(100)));
+    EXPECT_LT(Clock::now(), gBusyUntil);
+    gBusyUntil = {};
+}
+
 TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 {
     const SilentSocket socket;
@@ -165,16 +231,24 @@ TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 
 TEST(AppleEventSystem, ASignalEndsAWait)
 {
-    const SilentSocket socket;
-    installInterruptionHandlers();
-    LinuxAppleEventSystem system({ std::chrono::milliseconds(60000), std::chrono::milliseconds(60000) });
-    const pid_t self = ::getpid();
-    const SecondProcess signaller([self](const std::function<void()>& isReady) {
-        isReady();
-        ::usleep(100000);
-        return ::kill(self, SIGTERM);
-    });
-    EXPECT_THROW(static_cast<void>(system.runningBundleIdentifiers()), Interrupted);
+    for (const auto busy : { std::chrono::seconds(0), std::chrono::seconds(5) }) {
+        const SilentSocket socket;
+        SecondProcess waiting([busy](const std::function<void()>& isReady) {
+            installInterruptionHandlers();
+            LinuxAppleEventSystem system({ std::chrono::seconds(8), std::chrono::seconds(8) });
+            gBusyUntil = Clock::now() + busy;
+            isReady();
+            try {
+                static_cast<void>(system.runningBundleIdentifiers());
+            } catch (const Interrupted& interruption) {
+                return Clock::now() < gBusyUntil || busy.count() == 0 ? interruption.signal() : 0;
+            }
+            return 0;
+        });
+        ::usleep(50000); // so that it is in the wait, mostly; a signal before it must do as well
+        ::kill(waiting.pid(), SIGTERM);
+        EXPECT_EQ(waiting.wait(), SIGTERM) << busy.count();
+    }
 }
 
 } // namespace

@@ -49,6 +49,21 @@ TEST(NSAutoreleasePool, EndsAllInOrderAndRaisesTheFirstFailure)
     EXPECT_EQ(gEnds, "abcd");
 }
 
+class LeavingAnother final : public NSAutoreleased {
+public:
+    void dealloc() override { leave('z'); }
+};
+
+TEST(NSAutoreleasePool, EndsWhatIsLeftToItMeanwhile)
+{
+    gEnds.clear();
+    NSAutoreleasePool pool;
+    NSAutoreleasePool::autorelease(std::make_shared<LeavingAnother>());
+    leave('a');
+    pool.drain();
+    EXPECT_EQ(gEnds, "az");
+}
+
 TEST(NSAutoreleasePool, InnermostScopeTakesAndItsEndLogsFailures)
 {
     gEnds.clear();

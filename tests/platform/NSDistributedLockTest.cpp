@@ -3,12 +3,32 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
+#include <utility>
 #include <vector>
+
+namespace {
+
+std::function<void()> gRightAfterMkdir; // called once
+
+} // namespace
+
+/// The system's mkdir, with a place for what other programs do just then.
+extern "C" int mkdir(const char* path, mode_t mode) noexcept
+{
+    const long result = ::syscall(SYS_mkdirat, AT_FDCWD, path, mode);
+    if (result == 0 && gRightAfterMkdir)
+        std::exchange(gRightAfterMkdir, nullptr)();
+    return static_cast<int>(result);
+}
 
 namespace {
 
@@ -60,6 +80,39 @@ TEST_F(LinuxLock, UnlockLeavesALockThatSomebodyElseTookMeanwhile)
     first->unlock();
     EXPECT_EQ(folder.listing(), ".a");
     second->unlock();
+    EXPECT_EQ(folder.listing(), "");
+}
+
+TEST_F(LinuxLock, ALockBrokenAndTakenByAnotherAsItIsMadeIsTheOthers)
+{
+    const auto first = lock();
+    const auto second = lock();
+    gRightAfterMkdir = [&] {
+        second->breakLock();
+        EXPECT_TRUE(second->tryLock());
+    };
+    EXPECT_FALSE(first->tryLock());
+    first->unlock();
+    EXPECT_EQ(folder.listing(), ".a");
+    second->unlock();
+    EXPECT_EQ(folder.listing(), "");
+
+    gRightAfterMkdir = [&] { second->breakLock(); };
+    EXPECT_FALSE(first->tryLock());
+    EXPECT_EQ(folder.listing(), "");
+    EXPECT_TRUE(first->tryLock());
+    first->unlock();
+}
+
+TEST_F(LinuxLock, ALockThatCantBeHeldIsNotLeftBehind)
+{
+    rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none { 0, before.rlim_max };
+    gRightAfterMkdir = [&] { ::setrlimit(RLIMIT_NOFILE, &none); };
+    const bool isHeld = lock()->tryLock();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_FALSE(isHeld);
     EXPECT_EQ(folder.listing(), "");
 }
 

@@ -1,6 +1,7 @@
 #include "FileSystemCalls.h"
 #include "Interruption.h"
 #include "NSFileManager.h"
+#include "PrivateBus.h"
 #include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +13,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -131,7 +134,7 @@ TEST_F(FileManager, AFileThatChangedSinceItWasReadIsLeftAlone)
 /// Fails one kind of call with an error number.
 class FaultyCalls final : public FileSystemCalls {
 public:
-    enum class Call { Open, Write, ShortWrites, Sync, Rename, Stat, Mode, Owner };
+    enum class Call { Open, Write, EmptyWrites, ShortWrites, Sync, Rename, Look, Stat, Mode, Owner, Attributes };
 
     FaultyCalls(Call call, int error) : call(call), error(error) { }
 
@@ -143,12 +146,18 @@ public:
     {
         if (fails(Call::Write))
             return -1;
+        if (call == Call::EmptyWrites)
+            return 0;
         return FileSystemCalls::write(descriptor, bytes, call == Call::ShortWrites ? 1 : count);
     }
     int sync(int descriptor) override { return fails(Call::Sync) ? -1 : FileSystemCalls::sync(descriptor); }
     int renameAt(int at, const std::string& from, const std::string& to) override
     {
         return fails(Call::Rename) ? -1 : FileSystemCalls::renameAt(at, from, to);
+    }
+    int statAt(int at, const std::string& name, struct stat& status, int flags) override
+    {
+        return fails(Call::Look) ? -1 : FileSystemCalls::statAt(at, name, status, flags);
     }
     int statOf(int descriptor, struct stat& status) override
     {
@@ -161,6 +170,10 @@ public:
     int changeOwner(int descriptor, uid_t owner, gid_t group) override
     {
         return fails(Call::Owner) ? -1 : FileSystemCalls::changeOwner(descriptor, owner, group);
+    }
+    ssize_t listAttributes(int descriptor, char* names, std::size_t size) override
+    {
+        return fails(Call::Attributes) ? -1 : FileSystemCalls::listAttributes(descriptor, names, size);
     }
 
 private:
@@ -186,7 +199,9 @@ TEST_F(FileManager, EveryFailureLeavesTheOldFileAndNothingElse)
         { Call::Open, EROFS, "Read-only file system" },
         { Call::Write, ENOSPC, "No space left on device" },
         { Call::Write, EDQUOT, "Disk quota exceeded" },
+        { Call::EmptyWrites, 0, "Input/output error" },
         { Call::Sync, EIO, "Input/output error" },
+        { Call::Look, EIO, "Input/output error" }, // what is there is not known, so it is not replaced
         { Call::Stat, EIO, "Input/output error" },
         { Call::Rename, EPERM, "Operation not permitted" },
     };
@@ -201,25 +216,37 @@ TEST_F(FileManager, EveryFailureLeavesTheOldFileAndNothingElse)
     }
 }
 
-/// The folder's sync fails, and nothing else.
+/// Syncs of folders fail, and nothing else; each sync is interrupted once.
 class UnsyncedFolder final : public FileSystemCalls {
 public:
     int sync(int descriptor) override
     {
         struct stat status {};
         ::fstat(descriptor, &status);
-        errno = EIO;
-        return S_ISDIR(status.st_mode) ? -1 : FileSystemCalls::sync(descriptor);
+        wasInterrupted = !wasInterrupted;
+        errno = wasInterrupted ? EINTR : EIO;
+        const bool fails = wasInterrupted || (folderFails && S_ISDIR(status.st_mode));
+        return fails ? -1 : FileSystemCalls::sync(descriptor);
     }
+
+    bool folderFails = true;
+
+private:
+    bool wasInterrupted = false;
 };
 
 TEST_F(FileManager, AFolderThatCantBeSyncedIsTold)
 {
     UnsyncedFolder calls;
-    EXPECT_FALSE(LinuxFileManager(calls).writeToFile(dataOf("new"), folder.path("a"), &reason));
+    LinuxFileManager unsynced(calls);
+    const std::string file = folder.write("a", "old");
+    ASSERT_TRUE(unsynced.dataWithContentsOfFile(file));
+    EXPECT_FALSE(unsynced.writeToFile(dataOf("new"), file, &reason));
     EXPECT_EQ(reason, "replaced, but the folder can't be synced: Input/output error");
     EXPECT_EQ(folder.read("a"), "new");
     EXPECT_EQ(folder.listing(), "a");
+    calls.folderFails = false;
+    EXPECT_TRUE(unsynced.writeToFile(dataOf("newer"), file, &reason)) << reason; // our own write is no change
 }
 
 TEST_F(FileManager, SmallWritesAddUp)
@@ -231,32 +258,144 @@ TEST_F(FileManager, SmallWritesAddUp)
 
 TEST_F(FileManager, WhatCantBeKeptGivesLessAccess)
 {
+    using Call = FaultyCalls::Call;
+    const struct {
+        mode_t before;
+        Call fails;
+        int error;
+        mode_t afterwards;
+    } kCases[] = {
+        { 02664, Call::Owner, EPERM, 0644 }, // the new group may do what everybody may
+        { 0604, Call::Owner, EPERM, 0600 }, // the old group, which might do nothing, counts as everybody now
+        { 0660, Call::Mode, EPERM, 0600 },
+        { 0664, Call::Attributes, EIO, 0600 }, // an access list, if there was one, may have shut anybody out
+        { 0664, Call::Attributes, ENOTSUP, 0664 }, // there was none
+        { 06664, Call::ShortWrites, 0, 0664 }, // new content runs as nobody
+    };
     const std::string file = folder.write("a", "old");
-    ::chmod(file.c_str(), 02664);
-    FaultyCalls otherGroup(FaultyCalls::Call::Owner, EPERM);
-    EXPECT_TRUE(LinuxFileManager(otherGroup).writeToFile(dataOf("new"), file));
-    EXPECT_EQ(modeOf(file), 0644u); // the new group may do what everybody may
-    ::chmod(file.c_str(), 0660);
-    FaultyCalls noMode(FaultyCalls::Call::Mode, EPERM);
-    EXPECT_TRUE(LinuxFileManager(noMode).writeToFile(dataOf("new"), file));
-    EXPECT_EQ(modeOf(file), 0600u);
+    for (const auto& c : kCases) {
+        ::chmod(file.c_str(), c.before);
+        FaultyCalls calls(c.fails, c.error);
+        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+        EXPECT_EQ(modeOf(file), c.afterwards) << std::oct << c.before << " " << std::strerror(c.error);
+    }
+}
+
+/// Every file has these attributes; notes those that are set, and lets no access list be set.
+class Attributes final : public FileSystemCalls {
+public:
+    explicit Attributes(std::string_view names) : names(names) { }
+
+    ssize_t listAttributes(int, char* to, std::size_t size) override
+    {
+        if (size > 0)
+            names.copy(to, size);
+        return static_cast<ssize_t>(names.size());
+    }
+    ssize_t getAttribute(int, const char*, void* value, std::size_t size) override
+    {
+        if (size > 0)
+            *static_cast<char*>(value) = 'v';
+        return 1;
+    }
+    int setAttribute(int, const char* name, const void*, std::size_t) override
+    {
+        errno = ENOTSUP;
+        if (std::string_view(name).starts_with("system."))
+            return -1;
+        set += std::string(name) + " ";
+        return 0;
+    }
+
+    std::string names;
+    std::string set;
+};
+
+TEST_F(FileManager, AttributesOfTheOldContentStayBehind)
+{
+    using namespace std::string_view_literals;
+    const std::string file = folder.write("a", "old");
+    ::chmod(file.c_str(), 0664);
+    Attributes calls("user.note\0security.ima\0security.evm\0security.capability\0security.label\0"sv);
+    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+    EXPECT_EQ(calls.set, "user.note security.label ");
+    EXPECT_EQ(modeOf(file), 0664u);
+}
+
+TEST_F(FileManager, ALostAccessListLeavesTheOwnerAlone)
+{
+    using namespace std::string_view_literals;
+    const std::string file = folder.write("a", "old");
+    for (const auto names : { "system.posix_acl_access\0user.note\0"sv, "system.nfs4_acl\0"sv }) {
+        ::chmod(file.c_str(), 0664);
+        Attributes calls(names);
+        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
+        EXPECT_EQ(modeOf(file), 0600u) << names;
+    }
+}
+
+/// Notes the names of new files.
+class NamingCalls final : public FileSystemCalls {
+public:
+    int openAt(int at, const std::string& name, int flags, mode_t mode) override
+    {
+        if ((flags & O_CREAT) != 0)
+            created = name;
+        return FileSystemCalls::openAt(at, name, flags, mode);
+    }
+
+    std::string created;
+};
+
+TEST_F(FileManager, TemporaryNamesAreShortAndCutBetweenCharacters)
+{
+    std::string name = "a";
+    for (int i = 0; i < 127; ++i)
+        name += "\xC3\xA9"; // 255 bytes in all
+    NamingCalls calls;
+    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("x"), folder.path(name), &reason)) << reason;
+    EXPECT_EQ(calls.created.front(), '.');
+    EXPECT_LE(calls.created.size(), 143u); // where names are enciphered they are no longer
+    EXPECT_EQ(calls.created.find("\xC3."), std::string::npos);
+}
+
+/// True if `work` is interrupted by `signal`.
+bool isInterrupted(int signal, const std::function<void()>& work)
+{
+    try {
+        work();
+    } catch (const Interrupted& interruption) {
+        return interruption.signal() == signal;
+    }
+    return false;
 }
 
 TEST_F(FileManager, ASignalEndsAReplacementBeforeItIsOne)
 {
     const std::string file = folder.write("a", "old");
-    installInterruptionHandlers();
-    ::raise(SIGTERM);
-    EXPECT_THROW(static_cast<void>(files.writeToFile(dataOf("new"), file)), Interrupted);
-    EXPECT_EQ(folder.read("a"), "old");
-    EXPECT_EQ(folder.listing(), "a");
-    {
-        const StForgetInterruptions whileCleaningUp;
-        EXPECT_TRUE(files.writeToFile(dataOf("new"), file));
-        ::raise(SIGINT);
-        EXPECT_THROW(sleepUnlessInterrupted(std::chrono::milliseconds(60000)), Interrupted);
-    }
-    const StForgetInterruptions leaveNoneBehind;
+    SecondProcess program([&](const std::function<void()>& isReady) { // signals stay with it
+        isReady();
+        installInterruptionHandlers();
+        ::raise(SIGTERM);
+        const auto write = [&] { files.writeToFile(dataOf("new"), file); };
+        if (!isInterrupted(SIGTERM, write) || folder.read("a") != "old" || folder.listing() != "a")
+            return 1;
+        {
+            const StForgetInterruptions whileCleaningUp;
+            if (isInterrupted(SIGTERM, write) || folder.read("a") != "new")
+                return 2;
+            ::raise(SIGINT);
+            if (!isInterrupted(SIGINT, [] { sleepUnlessInterrupted(std::chrono::milliseconds(60000)); }))
+                return 3;
+        }
+        if (!isInterrupted(SIGINT, throwIfInterrupted)) // the later one stays
+            return 4;
+        {
+            const StForgetInterruptions whileCleaningUp;
+        }
+        return isInterrupted(SIGINT, throwIfInterrupted) ? 0 : 5; // without one, what was forgotten counts again
+    });
+    EXPECT_EQ(program.wait(), 0);
 }
 
 } // namespace
