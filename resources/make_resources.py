@@ -34,8 +34,8 @@ LONG_SIZES, LONG_LENGTHS = (10, 20, 35, 40), range(4, 11)
 # --- Words left out ---------------------------------------------------------------------------------------------------
 #
 # Sex, excretion, violence against people, drugs, slurs, insults to people and to beliefs; when in doubt a word goes,
-# for there are enough. There are three lists, because not every stem is as safe to look for as "fuck": some end ordinary
-# words ("rapist", "therapist"), some begin them ("tit", "title").
+# for there are enough. There are three lists, because not every stem is as safe to look for as "murder": some end
+# ordinary words ("rapist", "therapist"), some begin them ("tit", "title").
 
 REJECTED_ANYWHERE = """
     alcoholi asshole bastard bitch blasphem boob breast brothel buttock cannibal castrat circumcis clitor copulat crucif
@@ -47,18 +47,19 @@ REJECTED_ANYWHERE = """
     """
 
 REJECTED_BEGINNINGS = """
-    abduct abort abus addict adulter apartheid asphyxi assassin assault barf bawd bedpan behead bimbo bloodbath bloodi
-    bloodshed bloodthirst bloody booz brassiere bugger cadaver cannabis carcass carnal cleavage cocaine condom constipat
-    contracep corpse cretin crotch cutthroat decapitat defecat demonic devil drug drunk effeminate enema enslav erotic
-    eunuch excre fascis fatso fatty fetal fetus flatulen foreplay gangster gay geisha genital godless gringo grope
-    guillotin gypp hallucinat harem harlot hashish heathen hemorrhoid heresi heresy heretic herpes hijack hillbill
-    homophob hooker hornie horny idiot inebriat infidel intoxicat junkie kidnap kill kinky lascivious latrine laxative
-    lecher leper leprosy lewd lingerie lustful lustily lusty maim manure marijuana masseuse methadone midget miscarr
-    misogyn mistress morgue moron morphine mucus mulatto mutilat naked napalm narcoti negligee nincompoop nitwit nude
-    nudi obscen orgies orgy overdos pagan pantie panties pederast pimped pimping pimps pinup playboy prurien pubic racis
-    rapist raunch ravish retard ribald savage schmuck scum seduc semen skinhead slave sleaz smut spank spastic stoned
-    strangl strangul stupid suck suffocat tampon thug titillat toilet topless turd twerp urina urine uteri uterus
-    vasectom venereal virgin wank weirdo wimp xenophob
+    abduct abort abus addict adulter apartheid asphyxi assassin assault barf bawd bedpan behead bestial bimbo bloodbath
+    bloodi bloodshed bloodthirst bloody bondage booz brassiere bugger cadaver cannabis carcass carnal cleavage cocaine
+    coloreds condom constipat contracep corpse cretin crotch cutthroat decapitat defecat demonic devil drug drunk
+    effeminate enema enslav erection erotic eunuch excre fascis fatso fatty fetal fetus flatulen fondl foreplay foreskin
+    gangster gay geisha genital godless gringo grope gropi guillotin gypp hallucinat harelip harem harlot hashish heathen
+    hemorrhoid heresi heresy heretic herpes hijack hillbill homophob hooker hornie horny hunchback idiot inebriat
+    infidel intoxicat jockstrap junkie kidnap kill kinki kinky lascivious latrine laxative lecher leper leprosy lewd
+    lingerie lustful lustily lusty maim manure marijuana masseuse methadone midget miscarr misogyn mistress morgue moron
+    morphine mucus mulatto mutilat naked napalm narcoti negligee nincompoop nitwit nude nudi obscen orgies orgy overdos
+    pagan pantie panties pederast pimped pimping pimps pinup playboy prostate prurien pubic quickie racis rapist raunch
+    ravish retard ribald savage schmuck scum seduc semen skinhead slave sleaz smut spank spastic stoned strangl strangul
+    stupid suck suffocat tampon thug titillat toilet topless turd twerp urina urine uteri uterus vasectom venereal
+    virgin wank weirdo wimp xenophob
     """
 
 # Whole words, with their inflections.
@@ -157,15 +158,15 @@ def dictionary(words):
 # the next key. All pairs are therefore fit to begin with: those with a vowel, and the two consonants that many words
 # begin with, such as "st", not "ng".
 #
-# Which pair follows which is counted in the words, at even and at odd positions. Rows of plain counts would end in "ed",
-# "es" and "in" far too often, so a follower gets the square root of its count: it keeps the rank of what is usual in
-# English, and makes a step worth about half a bit more.
+# Which pair follows which is counted in the words, at even and at odd positions. Rows of plain counts would end in
+# "ed", "es" and "in" far too often, so a follower gets the square root of its count: it keeps the rank of what is usual
+# in English, and makes a step worth about half a bit more.
 
 VOWELS = "aeiouy"
 MOST_FOLLOWERS = 255 # in a row, which so stays below 516 bytes
 
 # Below these, a pair or what follows it is an oddity of a few words. Higher values make the results more like English
-# and easier to guess: three times these cost two and a half bits in ten letters.
+# and easier to guess: two or three times these cost two and a half bits in ten letters.
 LEAST_COUNT_OF_KEY = 20
 LEAST_WORDS_BEGUN = 30 # by a key of two consonants
 LEAST_COUNT_OF_FOLLOWER = 2
