@@ -51,15 +51,15 @@ REJECTED_BEGINNINGS = """
     bloodi bloodshed bloodthirst bloody bondage booz brassiere bugger cadaver cannabis carcass carnal cleavage cocaine
     coloreds condom constipat contracep corpse cretin crotch cutthroat decapitat defecat demonic devil drug drunk
     effeminate enema enslav erection erotic eunuch excre fascis fatso fatty fetal fetus flatulen fondl foreplay foreskin
-    gangster gay geisha genital godless gringo grope gropi guillotin gypp hallucinat harelip harem harlot hashish heathen
-    hemorrhoid heresi heresy heretic herpes hijack hillbill homophob hooker hornie horny hunchback idiot inebriat
-    infidel intoxicat jockstrap junkie kidnap kill kinki kinky lascivious latrine laxative lecher leper leprosy lewd
-    lingerie lustful lustily lusty maim manure marijuana masseuse methadone midget miscarr misogyn mistress morgue moron
-    morphine mucus mulatto mutilat naked napalm narcoti negligee nincompoop nitwit nude nudi obscen orgies orgy overdos
-    pagan pantie panties pederast pimped pimping pimps pinup playboy prostate prurien pubic quickie racis rapist raunch
-    ravish retard ribald savage schmuck scum seduc semen skinhead slave sleaz smut spank spastic stoned strangl strangul
-    stupid suck suffocat tampon thug titillat toilet topless turd twerp urina urine uteri uterus vasectom venereal
-    virgin wank weirdo wimp xenophob
+    gangster gay geisha genital godless gringo grope gropi guillotin gypp hallucinat harelip harem harlot hashish
+    heathen hemorrhoid heresi heresy heretic herpes hijack hillbill homophob hooker hornie horny hunchback idiot
+    inebriat infidel intoxicat jockstrap junkie kidnap kill kinki kinky lascivious latrine laxative lecher leper leprosy
+    lewd lingerie lustful lustily lusty maim manure marijuana masseuse methadone midget miscarr misogyn mistress morgue
+    moron morphine mucus mulatto mutilat naked napalm narcoti negligee nincompoop nitwit nude nudi obscen orgies orgy
+    overdos pagan pantie panties pederast pimped pimping pimps pinup playboy prostate prurien pubic quickie racis rapist
+    raunch ravish retard ribald savage schmuck scum seduc semen skinhead slave sleaz smut spank spastic stoned strangl
+    strangul stupid suck suffocat tampon thug titillat toilet topless turd twerp urina urine uteri uterus vasectom
+    venereal virgin wank weirdo wimp xenophob
     """
 
 # Whole words, with their inflections.
