@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <limits>
 #include <unordered_map>
-#include <vector>
 
 namespace {
 
@@ -204,13 +203,22 @@ VLR_String VLR_ObjectArray::ComponentsJoinedByString(VLR_String separator) const
 
 void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
 {
-    std::vector<VLR_Object*> sorted(Elements(), Elements() + count); // a comparison may fail half way
+    std::vector<VLR_Object*> sorted(Base(), Base() + count); // a comparison may fail half way
     std::stable_sort(sorted.begin(), sorted.end(), VLR_ObjectComparator(comparator));
     std::copy(sorted.begin(), sorted.end(), Elements());
 }
 
+void VLR_ObjectArray::Reorder(const std::vector<uint32_t>& order)
+{
+    const std::vector<VLR_Object*> former(Base(), Base() + count);
+    VLR_Object** const elements = Elements();
+    for (uint32_t i = 0; i < count; ++i)
+        elements[i] = former.at(order.at(i));
+}
+
 VLR_Object** VLR_ObjectArray::Elements()
 {
+    ++changes; // who asks for them changes them
     return reinterpret_cast<VLR_Object**>(storage.Bytes());
 }
 

@@ -4,6 +4,9 @@
 #include "VLR_Object.h"
 #include "VLR_String.h"
 
+#include <cstdint>
+#include <vector>
+
 class VLR_Comparator;
 
 /// An ordered list of objects, one reference held to each.
@@ -54,6 +57,12 @@ public:
     /// The elements' AsString, joined. An element type that does not override AsString adds the empty string.
     VLR_String ComponentsJoinedByString(VLR_String separator) const;
 
+    /// Puts the element that stands at `order[i]` at i. `order` must hold each index once.
+    void Reorder(const std::vector<uint32_t>& order);
+
+    /// A number that differs after each change of the list, for indexes of it.
+    uint64_t Changes() const { return changes; }
+
     /// Stable. The comparator must be a strict weak ordering; if it raises, the order stays as it was.
     void Sort(const VLR_Comparator& comparator);
 
@@ -67,6 +76,7 @@ private:
 
     VLR_MemoryBlock storage;
     uint32_t count = 0;
+    uint64_t changes = 0;
 };
 
 /// The typed face of VLR_ObjectArray.

@@ -10,6 +10,8 @@ namespace {
 
 constexpr int32_t kOverrideOff = 2;
 constexpr uint32_t kDescending = 0x80000000;
+constexpr uint32_t kFileVersion2 = 2; // and 1
+constexpr uint32_t kFileVersion3 = 3;
 constexpr uint32_t kFileVersion4 = 4;
 constexpr int kDialogTries = 3;
 
@@ -23,22 +25,6 @@ void AppendText(VLR_String& text, const char* piece)
 {
     AppendText(text, VLR_String(piece, VLR_CharacterSetUTF8));
 }
-
-/// Puts a stream of this scope under a document and takes it away again, also on a failure.
-class StVLR_DocumentStream {
-public:
-    StVLR_DocumentStream(VLR_Document& document, VLR_Stream* stream)
-        : document(document)
-    {
-        document.SetStream(stream);
-    }
-    ~StVLR_DocumentStream() { document.SetStream(nullptr); }
-    StVLR_DocumentStream(const StVLR_DocumentStream&) = delete;
-    StVLR_DocumentStream& operator=(const StVLR_DocumentStream&) = delete;
-
-private:
-    VLR_Document& document;
-};
 
 class StVLR_UseUpExpressPassword {
 public:
@@ -69,6 +55,8 @@ uint32_t VLR_Document::ReadToCompletion()
     uint32_t damagedEntries = 0;
     switch (fileVersion) {
     case kFileVersion4: damagedEntries = ReadVersion4FileContentsCompletion(); break;
+    case kFileVersion3: damagedEntries = ReadVersion3FileContentsCompletion(); break;
+    case kFileVersion2: damagedEntries = ReadVersion1or2FileContentsCompletion(); break;
     default: VLR_RAISE_CODE(VLR_ExceptionInternal);
     }
     SetReadCompletionData(nullptr);
@@ -183,13 +171,18 @@ void VLR_Document::AddNewPasswordData(VLR_PasswordData* record)
 
 void VLR_Document::RemovePasswordData(VLR_PasswordData* record)
 {
-    if (docFish.Ready()) {
-        VLR_MemoryBlock block;
-        record->WriteDataWithFish(block, docFish);
-        AddDeletedUUID(record->UUID(), block.ComputeChecksum());
-    }
+    ListAsDeleted(*record);
     recordList.RemoveObject(record);
     viewableList.RemoveObject(record); // by address: if it was deleted above, no list holds it
+}
+
+void VLR_Document::ListAsDeleted(VLR_PasswordData& record)
+{
+    if (!docFish.Ready())
+        return;
+    VLR_MemoryBlock block;
+    record.WriteDataWithFish(block, docFish);
+    AddDeletedUUID(record.UUID(), block.ComputeChecksum());
 }
 
 void VLR_Document::DuplicatePasswordData(VLR_PasswordData* record)

@@ -2,10 +2,15 @@
 
 #include "VLR_Array.h"
 #include "VLR_BlowFish.h"
+#include "VLR_Browser.h"
+#include "VLR_Categories.h"
 #include "VLR_Deletion.h"
 #include "VLR_PasswordData.h"
+#include "VLR_Search.h"
+#include "VLR_Select.h"
 #include "VLR_Stream.h"
 #include "VLR_String.h"
+#include "VLR_TitleIndex.h"
 
 #include <cstdint>
 
@@ -67,6 +72,24 @@ public:
     /// lists emptied and the header filled as far as it got; the failures of AskUserPassword.
     uint32_t ReadVersion4FileContents(VLR_AskPasswordReadStyle style);
 
+    /// Reads a version 3 file, which has no magic and no identity; its deletion list is not taken over. The password is
+    /// asked for, and its key padded. Half reads and the result are as for version 4.
+    ///
+    /// A record that can't be deciphered stays in the list, but anything else between records ends the read with those
+    /// before it in the list. A next save writes version 4, which the same password opens.
+    /// Raises: kCantConvert in a document that keeps its records encrypted, before anything else; kNilStream, the
+    /// kExpected... texts, those of the preferences, and the failures of VLR_Stream and AskUserPassword. The lists are not
+    /// emptied first: read into a new document.
+    uint32_t ReadVersion3FileContents();
+
+    /// Reads what a host has made of a version 1 or 2 file: its reference buffer, and preferences and record blocks in the
+    /// read completion data, which must be set. Otherwise as version 3.
+    /// Raises: code VLR_ExceptionInternal without completion data; those of the preferences and of AskUserPassword.
+    uint32_t ReadVersion1or2FileContents(VLR_MemoryBlock& block);
+
+    /// The magic of a version 4 file if the block begins with it, else 0, which says nothing more.
+    static uint32_t VellorinFileVersion(VLR_MemoryBlock& block);
+
     /// The second half of a read: password and records. Raises: code VLR_ExceptionInternal without a first half.
     uint32_t ReadToCompletion();
 
@@ -119,8 +142,36 @@ public:
     /// Adds a record with the same texts and dates; colour, flags and opaque fields stay behind.
     void DuplicatePasswordData(VLR_PasswordData* record);
 
+    /// Latches the records that equal another in all nine texts, all but the first of each such run; answers their number.
+    /// Leaves every record viewable, nothing selected, both lists sorted, and the sort order by title. With `verbose` it
+    /// logs as VLR_PasswordData::IsDuplicate does. Only for deciphered records: those kept encrypted have no texts.
+    /// Cost: some sorts of the records.
+    uint32_t LatchDuplicates(bool verbose);
+
+    /// Removes what LatchDuplicates finds; answers their number. Forgets all deletions, like ResetSyncInfo.
+    uint32_t RemoveDuplicates();
+
     /// Empties the deletion list and both record lists.
     void ResetDocumentContents();
+
+    // Finds fill the viewable list; a record stands in it twice if two finds add it.
+
+    void FindParams(const VLR_Search& find);
+    void FindAll();
+
+    /// Records with the text in any of the nine texts, caseless. No record holds the empty text.
+    void FindContains(const VLR_String& text, bool addToResults);
+
+    /// Records of exactly this category.
+    void FindCategory(const VLR_String& text, bool addToResults);
+
+    /// The first record of exactly this title, or null. Finds nothing anew and shows nothing.
+    VLR_PasswordData* FindTitle(const VLR_String& title);
+
+    /// Sorts both lists by the sort order; the title, in the same direction, breaks ties. Records equal in both stay in
+    /// their order.
+    /// Raises: VLR_PasswordData::kUnknownSortField, with the lists sorted by title; kCantCompare.
+    void SortRecords();
 
     // Synchronisation
 
@@ -149,6 +200,9 @@ public:
     /// Changes the order in which records compare; sorts nothing.
     void SetSortParams(VLR_SortField field, bool descending);
 
+    /// True if the background is so dark that text on it must be white.
+    bool RenderTextWhite() const;
+
     /// Identity, records with checksums, and deletions, as text for people.
     VLR_String Description() const;
 
@@ -159,6 +213,8 @@ public:
     static constexpr char kExpectedPreferences[] = "expected document preferences";
     static constexpr char kExpectedDeletionList[] = "expected deletion list";
     static constexpr char kExpectedSyncInformation[] = "expected global sync information";
+    static constexpr char kExpectedRecord[] = "expected password record data";
+    static constexpr char kCantConvert[] = "can't convert without decrypt";
     static constexpr char kUnknownPreferencesVersion[] = "unknown document preferences version";
 
     // Fields that the merge engine and front ends work on directly.
@@ -168,8 +224,12 @@ public:
     VLR_MemoryBlock referenceBuffer; // as read from the file; emptied once a password has been verified
     VLR_String uniqueDocumentID; // this file's identity
     VLR_String partnerDocumentID; // the identity of the document last synchronised with
+    VLR_Categories categories { this };
+    VLR_Browser browsers { this };
+    VLR_Select select { *this };
     VLR_Array<VLR_PasswordData> recordList;
     VLR_Array<VLR_PasswordData> viewableList; // the records that the current find lets through
+    VLR_Search search; // the current find
 
     // Preferences. All but the sort order and the background are carried for front ends.
 
@@ -189,6 +249,10 @@ private:
     enum class PromptOutcome { Fits, NoneFits, Refused };
 
     uint32_t ReadVersion4FileContentsCompletion();
+    uint32_t ReadVersion3FileContentsCompletion();
+    uint32_t ReadVersion1or2FileContentsCompletion();
+    template <class Read>
+    bool AppendOlderRecord(Read read);
     void ReadDeletionList();
     RecordRead ReadNextRecord(VLR_MemoryBlock& block);
     bool ReadRecordTag();
@@ -197,6 +261,8 @@ private:
     void WriteDeletionList();
     void WriteRecords();
     uint64_t DeletionListLength() const;
+    void SetSearch(VLR_SearchKind kind, const VLR_String& text, bool addToResults);
+    void ListAsDeleted(VLR_PasswordData& record);
 
     bool PasswordFits(const VLR_String& candidate, bool padToKeyLength);
     bool ExpressPasswordFits(VLR_String& candidate);
@@ -213,4 +279,17 @@ private:
     VLR_ReadCompletionData* readCompletionData = nullptr;
     VLR_AskPasswordReadStyle askPasswordReadStyle {};
     VLR_String spareDocumentString; // neither read nor written
+    VLR_TitleIndex titles { recordList };
+};
+
+/// Puts a stream of some scope under a document and takes it away again, also on a failure.
+class StVLR_DocumentStream {
+public:
+    StVLR_DocumentStream(VLR_Document& document, VLR_Stream* stream) : document(document) { document.SetStream(stream); }
+    ~StVLR_DocumentStream() { document.SetStream(nullptr); }
+    StVLR_DocumentStream(const StVLR_DocumentStream&) = delete;
+    StVLR_DocumentStream& operator=(const StVLR_DocumentStream&) = delete;
+
+private:
+    VLR_Document& document;
 };

@@ -1,19 +1,12 @@
 #include "VLR_Document.h"
 
 #include "VLR_Exception.h"
+#include "VLR_FileTags.h"
 #include "VLR_System.h"
 
 #include <memory>
 
 namespace {
-
-// Section tags, which spell themselves in the file.
-constexpr uint32_t kMagic = 0x564C5F34; // "VL_4"
-constexpr uint32_t kTagReferenceBuffer = 0x46697368; // "Fish"
-constexpr uint32_t kTagPreferences = 0x50726566; // "Pref"
-constexpr uint32_t kTagDeletionList = 0x44656C65; // "Dele"
-constexpr uint32_t kTagSyncInformation = 0x5379496E; // "SyIn"
-constexpr uint32_t kTagRecord = 0x50646174; // "Pdat"
 
 constexpr uint32_t kFileVersion4 = 4;
 constexpr uint64_t kTag = 4;
@@ -54,17 +47,17 @@ void VLR_Document::WriteVersion4Contents()
     if (stream->Length() != 0)
         VLR_RAISE(kStreamNotReset);
     stream->ExpectBytes(Version4ContentsLength());
-    stream->WriteUInt32(kMagic);
-    stream->WriteUInt32(kTagReferenceBuffer);
+    stream->WriteUInt32(kVLR_MagicVersion4);
+    stream->WriteUInt32(kVLR_TagReferenceBuffer);
     if (keepEncrypted && referenceBuffer.IsEmpty())
         VLR_RAISE(kNoReferenceBuffer);
     WriteReferenceBuffer();
-    stream->WriteUInt32(kTagPreferences);
+    stream->WriteUInt32(kVLR_TagPreferences);
     WriteDocumentPreferences();
-    stream->WriteUInt32(kTagDeletionList);
+    stream->WriteUInt32(kVLR_TagDeletionList);
     WriteDeletionList();
     SetUniqueDocumentID();
-    stream->WriteUInt32(kTagSyncInformation);
+    stream->WriteUInt32(kVLR_TagSyncInformation);
     stream->WriteUTF8String(uniqueDocumentID);
     stream->WriteUTF8String(partnerDocumentID);
     WriteRecords();
@@ -96,7 +89,7 @@ void VLR_Document::WriteRecords()
 {
     for (uint32_t i = 0; i < recordList.Count(); ++i) {
         VLR_PasswordData& record = *recordList.ObjectAtIndex(i);
-        stream->WriteUInt32(kTagRecord);
+        stream->WriteUInt32(kVLR_TagRecord);
         record.PrintDebugOutput("Write");
         VLR_MemoryBlock block;
         record.WriteDataWithFish(block, docFish);
@@ -131,18 +124,18 @@ uint32_t VLR_Document::ReadVersion4FileContents(VLR_AskPasswordReadStyle style)
 
     // Peeked, not read: a vault may begin directly with "Fish", and its next save adds the magic.
     uint32_t magic = 0;
-    if (stream->PeekUInt32(magic) && magic == kMagic && stream->ReadUInt32() != kMagic)
+    if (stream->PeekUInt32(magic) && magic == kVLR_MagicVersion4 && stream->ReadUInt32() != kVLR_MagicVersion4)
         VLR_RAISE(kIncorrectVersion);
-    if (stream->ReadUInt32() != kTagReferenceBuffer)
+    if (stream->ReadUInt32() != kVLR_TagReferenceBuffer)
         VLR_RAISE(kExpectedReferenceBuffer);
     stream->ReadData(referenceBuffer);
-    if (stream->ReadUInt32() != kTagPreferences)
+    if (stream->ReadUInt32() != kVLR_TagPreferences)
         VLR_RAISE(kExpectedPreferences);
     ReadDocumentPreferences();
-    if (stream->ReadUInt32() != kTagDeletionList)
+    if (stream->ReadUInt32() != kVLR_TagDeletionList)
         VLR_RAISE(kExpectedDeletionList);
     ReadDeletionList();
-    if (stream->ReadUInt32() != kTagSyncInformation)
+    if (stream->ReadUInt32() != kVLR_TagSyncInformation)
         VLR_RAISE(kExpectedSyncInformation);
     stream->ReadUTF8String(uniqueDocumentID);
     stream->ReadUTF8String(partnerDocumentID);
@@ -228,8 +221,8 @@ bool VLR_Document::ReadRecordTag()
 void VLR_Document::FindNextRecord()
 {
     uint32_t tag = 0;
-    if (stream->PeekUInt32(tag) && tag == kTagRecord)
+    if (stream->PeekUInt32(tag) && tag == kVLR_TagRecord)
         return;
-    if (!stream->ScanUpToOrEnd(kTagRecord))
+    if (!stream->ScanUpToOrEnd(kVLR_TagRecord))
         VLR_RAISE(kNoMoreRecords);
 }

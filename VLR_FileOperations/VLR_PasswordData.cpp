@@ -42,6 +42,8 @@ const VLR_PasswordData& AsRecord(const VLR_Object* object)
 
 } // namespace
 
+uint64_t VLR_PasswordData::titleChanges = 0;
+
 VLR_PasswordData::VLR_PasswordData(VLR_Document* document)
     : modifiedDate_(VLR_System::SecondsSince2001())
     , lastUsedDate_(VLR_System::SecondsSince2001())
@@ -108,6 +110,7 @@ void VLR_PasswordData::CopyContentsFrom(const VLR_PasswordData& other)
 {
     const VLR_PasswordDataDetails& from = other.Details();
     VLR_PasswordDataDetails& to = ChangeableDetails();
+    ++titleChanges;
     to.title_ = from.title_;
     category_ = other.category_;
     to.browser_ = from.browser_;
@@ -231,6 +234,7 @@ void VLR_PasswordData::ReplaceEditedText(VLR_String& field, const VLR_String& te
 {
     VLR_String copy(text);
     syncFixShuffleUUIDs();
+    ++titleChanges; // of a title or not: an index made anew costs little beside an edit
     field.Exchange(copy);
     dirty_ = 1;
     changedSinceSync_ = 1;

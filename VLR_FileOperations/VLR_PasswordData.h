@@ -121,6 +121,12 @@ public:
     /// Copies the nine texts and both dates as they are, without any side effect.
     void CopyContentsFrom(const VLR_PasswordData& other);
 
+    /// Plain assignment, for the renaming of a category: no edit, and no flag changes.
+    void ReplaceCategoryName(const VLR_String& name) { category_ = name; }
+
+    /// A number that differs whenever any record's title may have changed. For indexes of titles.
+    static uint64_t TitleChanges() { return titleChanges; }
+
     /// The shuffle: at the first edit in memory the UUID goes on the document's deletion list and the record gets a
     /// fresh one. Nothing happens without a UUID, or later on.
     void syncFixShuffleUUIDs();
@@ -140,6 +146,23 @@ public:
 
     /// Caseless search in the nine texts as stored, references and passwords included.
     bool Contains(const VLR_String& text) const;
+
+    // References: "[:title:]" in a user name or password stands for the same field of the first record of that title
+
+    /// The user name, or the password, with all references replaced. The field itself stays. A reference to no record stays
+    /// in the text, and so does everything behind it.
+    /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle, and
+    /// for a text that doubles itself beyond 64 MiB; VLR_String::kTagsOutOfOrder for ":]" before "[:".
+    /// Cost: references of any depth are resolved without deep calls; a look-up costs as VLR_TitleIndex says.
+    VLR_String ResolvedField(bool username);
+
+    /// The same behind the records in `visited`, to which those taken are added and stay.
+    VLR_String ResolveField(bool username, VLR_Array<VLR_PasswordData>& visited);
+
+    /// Rewrites the references to this record's title, in all records of the document, to a title that it is about to get,
+    /// and with `applyTitle` sets it. A rewritten record is an edited one. Titles match caseless here. Where the new title
+    /// holds the old one, each field is rewritten once.
+    void UpdateReverseReferencesToNewTitle(const VLR_String& newTitle, bool applyTitle);
 
     VLR_String Description() const;
 
@@ -214,6 +237,8 @@ private:
     void* referenceConstant_ = nullptr; // a host's handle
     VLR_Document* document_;
     std::unique_ptr<VLR_PasswordDataDetails> details;
+
+    static uint64_t titleChanges;
 };
 
 /// Records by their virtual Compare.

@@ -232,6 +232,7 @@ void VLR_PasswordData::ReadEncryptedPart(VLR_Stream& stream, uint32_t version)
 void VLR_PasswordData::ReadTexts(VLR_Stream& stream, uint32_t version)
 {
     VLR_PasswordDataDetails& record = ChangeableDetails();
+    ++titleChanges;
     record.title_ = ReadText(stream, version);
     record.URL_ = ReadText(stream, version);
     record.username_ = ReadText(stream, version);
@@ -290,6 +291,7 @@ void VLR_PasswordData::ReadDataWithFishVersion1(VLR_MemoryBlock& block, const VL
     fish.DecryptMemoryBlock(block);
     VLR_MemoryStream stream(block);
     VLR_PasswordDataDetails& record = ChangeableDetails();
+    ++titleChanges;
     record.title_ = stream.ReadStr255();
     record.URL_ = stream.ReadStr255();
     record.username_ = stream.ReadStr255();
@@ -350,5 +352,6 @@ void VLR_PasswordData::Deserialize(VLR_MemoryBlock* block)
     VLR_MemoryStream stream(*block);
     if (stream.ReadUInt8() != kTransferFormVersion)
         return;
+    ++titleChanges;
     WalkTransferForm(TransferReader { stream }, ChangeableDetails(), modifiedDate_, lastUsedDate_, category_);
 }

@@ -86,6 +86,10 @@ public:
     /// Equal for texts that compare equal; keyed anew in each process, so that a hostile file can't choose collisions.
     static uint64_t HashString(const VLR_String& text, VLR_StringComparisonType type);
 
+    /// Appends bytes that stand for the text in comparisons: of two texts, the one with the lesser bytes (the shorter one
+    /// if it begins the longer) compares as the lesser, and equal bytes are equal texts.
+    static void AppendComparisonKey(const VLR_String& text, VLR_StringComparisonType type, VLR_MemoryBlock& to);
+
     /// A handle to the text's platform form, to be given back with SystemRepresentationDealloc.
     static void* SystemRepresentationAlloc(const VLR_String& text);
     static void SystemRepresentationDealloc(void* representation);

@@ -267,6 +267,27 @@ uint64_t VLR_System::HashString(const VLR_String& text, VLR_StringComparisonType
     return hash.Finish();
 }
 
+void VLR_System::AppendComparisonKey(const VLR_String& text, VLR_StringComparisonType type, VLR_MemoryBlock& to)
+{
+    const bool caseless = type == VLR_StringComparisonCaseless;
+    if (IsASCII(text)) {
+        to.ReserveForAppend(text.Length());
+        const uint32_t start = to.Length();
+        to.Append(text);
+        if (caseless && text.Length() > 0)
+            std::transform(to.Bytes() + start, to.Bytes() + to.Length(), to.Bytes() + start, VLR_Unicode::FoldASCII);
+        return;
+    }
+    KeyReader reader(text, 0, type);
+    for (char32_t codePoint = 0; reader.Read(codePoint);) {
+        unsigned char bytes[U8_MAX_LENGTH];
+        uint32_t length = 0;
+        U8_APPEND_UNSAFE(bytes, length, static_cast<uint32_t>(codePoint)); // UTF-8 keeps the order of code points
+        to.ReserveForAppend(length);
+        to.Append(bytes, length);
+    }
+}
+
 void* VLR_System::SystemRepresentationAlloc(const VLR_String& text)
 {
     auto* const representation = new VLR_SystemRepresentation(text);
