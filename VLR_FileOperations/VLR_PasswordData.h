@@ -152,7 +152,7 @@ public:
     /// The user name, or the password, with all references replaced. The field itself stays. A reference to no record stays
     /// in the text, and so does everything behind it.
     /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle, and
-    /// for a text that doubles itself beyond 64 MiB; VLR_String::kTagsOutOfOrder for ":]" before "[:".
+    /// for a text that doubles itself beyond 16 MiB; VLR_String::kTagsOutOfOrder for ":]" before "[:".
     /// Cost: references of any depth are resolved without deep calls; a look-up costs as VLR_TitleIndex says.
     VLR_String ResolvedField(bool username);
 

@@ -13,7 +13,7 @@ constexpr char kReferenceFormat[] = "[:%@:]";
 constexpr char kTitlePlace[] = "%@";
 
 // No text that people write comes near either; they end what would go on for ever.
-constexpr uint32_t kLongestResolvedField = 1u << 26; // bytes
+constexpr uint32_t kLongestResolvedField = 1u << 24; // bytes
 constexpr uint32_t kMostRewrites = 1000; // of one field in one renaming
 
 VLR_String Text(const char* utf8)

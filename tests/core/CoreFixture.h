@@ -81,13 +81,15 @@ protected:
         return record;
     }
 
-    static std::string uuids(const VLR_Document& of)
+    static std::string uuidsOf(const VLR_Array<VLR_PasswordData>& records)
     {
         std::string result;
-        for (uint32_t i = 0; i < of.recordList.Count(); ++i)
-            result += (i > 0 ? " " : "") + str(of.recordList.ObjectAtIndex(i)->UUID());
+        for (uint32_t i = 0; i < records.Count(); ++i)
+            result += (i > 0 ? " " : "") + str(records.ObjectAtIndex(i)->UUID());
         return result;
     }
+
+    static std::string uuids(const VLR_Document& of) { return uuidsOf(of.recordList); }
 
     static std::string deletions(const VLR_Document& of)
     {
