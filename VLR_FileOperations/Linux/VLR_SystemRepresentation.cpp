@@ -1,8 +1,11 @@
 #include "VLR_SystemRepresentation.h"
 
 #include "VLR_String.h"
+#include "VLR_TextSearch.h"
 
 #include <unicode/utf16.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -35,6 +38,31 @@ const VLR_SystemRepresentation::SearchKey& VLR_SystemRepresentation::Key(VLR_Str
     if (!key)
         key = std::make_unique<SearchKey>(MakeKey(type));
     return *key;
+}
+
+const VLR_SystemRepresentation::SearchPattern& VLR_SystemRepresentation::Pattern(VLR_StringComparisonType type) const
+{
+    std::unique_ptr<SearchPattern>& pattern = patterns[type == VLR_StringComparisonCaseless ? 1 : 0];
+    if (!pattern)
+        pattern = std::make_unique<SearchPattern>(MakePattern(type));
+    return *pattern;
+}
+
+VLR_SystemRepresentation::SearchPattern VLR_SystemRepresentation::MakePattern(VLR_StringComparisonType type) const
+{
+    SearchPattern pattern;
+    pattern.key = &Key(type).codePoints;
+    pattern.buffers = std::make_unique<VLR_StretchBuffers>(type);
+    if (pattern.key->size() <= SearchPattern::kLongest)
+        pattern.borders = VLR_Borders([&](std::size_t i) { return (*pattern.key)[i]; }, pattern.key->size());
+    const auto isASCII = [](char32_t c) { return c < 0x80; };
+    pattern.keyIsASCII = std::all_of(pattern.key->begin(), pattern.key->end(), isASCII);
+    if (!std::all_of(units.begin(), units.end(), isASCII) || units.empty() || units.size() > VLR_ASCIIPattern::kLongest)
+        return pattern;
+    const VLR_WipedVector<unsigned char> bytes(units.begin(), units.end());
+    pattern.ascii = std::make_unique<VLR_ASCIIPattern>(
+        bytes.data(), static_cast<uint32_t>(bytes.size()), type == VLR_StringComparisonCaseless);
+    return pattern;
 }
 
 VLR_SystemRepresentation::SearchKey VLR_SystemRepresentation::MakeKey(VLR_StringComparisonType type) const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "VLR_ASCIIPattern.h"
+#include "VLR_StretchReader.h"
 #include "VLR_Unicode.h"
 
 #include <cstdint>
@@ -27,15 +29,29 @@ public:
         VLR_WipedVector<uint32_t> places;
     };
 
-    /// Made at the first use and kept.
+    /// What is prepared once for looking for this text in many others.
+    struct SearchPattern {
+        std::unique_ptr<VLR_ASCIIPattern> ascii; // null for a text that is not ASCII or too long for it
+        const VLR_CodePoints* key = nullptr;
+        bool keyIsASCII = false; // else no ASCII text has a match
+        VLR_WipedVector<uint32_t> borders; // VLR_Borders of the key; empty for a key longer than kLongest
+        std::unique_ptr<VLR_StretchBuffers> buffers; // for reading the texts
+
+        static constexpr std::size_t kLongest = 64;
+    };
+
+    /// Both are made at the first use and kept.
     const SearchKey& Key(VLR_StringComparisonType type) const;
+    const SearchPattern& Pattern(VLR_StringComparisonType type) const;
 
     static constexpr uint32_t kInside = 0xFFFFFFFF;
 
 private:
     SearchKey MakeKey(VLR_StringComparisonType type) const;
+    SearchPattern MakePattern(VLR_StringComparisonType type) const;
 
     std::size_t validUnits = 0;
     VLR_UTF16 units;
     mutable std::unique_ptr<SearchKey> keys[2]; // exact, caseless
+    mutable std::unique_ptr<SearchPattern> patterns[2];
 };

@@ -1,7 +1,9 @@
 #include "VLR_System.h"
 
+#include "VLR_ASCIIPattern.h"
 #include "VLR_Exception.h"
 #include "VLR_SipHash.h"
+#include "VLR_StretchReader.h"
 #include "VLR_String.h"
 #include "VLR_SystemRepresentation.h"
 #include "VLR_TextSearch.h"
@@ -14,6 +16,7 @@
 #include <compare>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <stdexcept>
 
 #include <sys/random.h>
@@ -75,66 +78,38 @@ int32_t SignOf(std::strong_ordering order)
     return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
-/// Hands out the key of the end of a text from a boundary on, one stretch between boundaries after the other, so that a
-/// comparison costs no more than the way to the first difference. Takes a cached representation's key if there is one.
+/// Hands out the key of the end of a text, one code point after the other. Takes a cached representation's key if there
+/// is one.
 class KeyReader {
 public:
     /// `start` bytes of ASCII come before.
     KeyReader(const VLR_String& text, uint32_t start, VLR_StringComparisonType type)
-        : bytes(text.Bytes())
-        , length(text.Length())
-        , offset(start)
-        , maker(type, stretchKey)
+        : buffers(type)
+        , stretches(text, text.systemRepresentation == nullptr ? start : text.Length(), buffers)
     {
         if (text.systemRepresentation == nullptr)
             return;
-        key = &static_cast<const VLR_SystemRepresentation*>(text.systemRepresentation)->Key(type).codePoints;
-        next = start; // ASCII has one code point a byte
-        offset = length;
+        const auto* const cached = static_cast<const VLR_SystemRepresentation*>(text.systemRepresentation);
+        left = std::span<const char32_t>(cached->Key(type).codePoints).subspan(start); // ASCII has a code point a byte
     }
-    KeyReader(const KeyReader&) = delete;
-    KeyReader& operator=(const KeyReader&) = delete;
 
     /// False at the end.
     bool Read(char32_t& codePoint)
     {
-        while (next == key->size()) {
-            if (offset == length)
+        while (left.empty()) {
+            if (!stretches.Next())
                 return false;
-            ReadStretch();
+            left = stretches.Key();
         }
-        codePoint = (*key)[next++];
+        codePoint = left.front();
+        left = left.subspan(1);
         return true;
     }
 
 private:
-    void ReadStretch()
-    {
-        stretchKey.clear();
-        next = 0;
-        units.clear();
-        do
-            VLR_Unicode::DecodeNext(bytes, length, offset, units);
-        while (offset < length && !IsAtBoundary());
-        maker.Append(units.data(), units.data() + units.size());
-    }
-
-    bool IsAtBoundary() const
-    {
-        uint32_t behind = offset;
-        UChar32 codePoint = 0;
-        U8_NEXT(bytes, behind, length, codePoint);
-        return codePoint < 0 || VLR_Unicode::HasBoundaryBefore(static_cast<char32_t>(codePoint));
-    }
-
-    const unsigned char* bytes;
-    uint32_t length;
-    uint32_t offset;
-    VLR_UTF16 units;
-    VLR_CodePoints stretchKey;
-    const VLR_CodePoints* key = &stretchKey;
-    std::size_t next = 0;
-    VLR_Unicode::KeyMaker maker;
+    VLR_StretchBuffers buffers;
+    VLR_StretchReader stretches;
+    std::span<const char32_t> left;
 };
 
 int32_t CompareFrom(const VLR_String& a, const VLR_String& b, uint32_t start, VLR_StringComparisonType type)
@@ -185,8 +160,19 @@ void AddAsUTF8(char32_t codePoint, VLR_SipHash& hash)
 
 // Search
 
+VLR_Range RangeOf(
+    const VLR_ASCIIPattern& pattern, const VLR_String& text, const unsigned char* first, const unsigned char* last)
+{
+    const unsigned char* const found = pattern.FirstIn(first, last);
+    return found != last ? VLR_Range { static_cast<uint32_t>(found - text.Bytes()), pattern.Length() } : kVLR_RangeNotFound;
+}
+
 VLR_Range FindASCII(const VLR_String& text, const VLR_String& search, const VLR_Range& within, bool caseless)
 {
+    const unsigned char* const first = text.Bytes() + within.location;
+    const unsigned char* const last = first + within.length;
+    if (search.Length() <= VLR_ASCIIPattern::kLongest)
+        return RangeOf(VLR_ASCIIPattern(search.Bytes(), search.Length(), caseless), text, first, last);
     const auto at = [caseless](const VLR_String& string) {
         return [bytes = string.Bytes(), caseless](std::size_t i) {
             return caseless ? VLR_Unicode::FoldASCII(bytes[i]) : bytes[i];
@@ -223,6 +209,34 @@ VLR_Range FindByKeys(const VLR_SystemRepresentation& text, const VLR_SystemRepre
     if (found == end)
         return kVLR_RangeNotFound;
     return { boundaries[found], boundaries[found + pattern.size()] - boundaries[found] };
+}
+
+/// The first match in a whole text, without a key of it all. A text that turns out not to be valid has none.
+VLR_Range FindInStretches(const VLR_String& text, const VLR_SystemRepresentation::SearchPattern& pattern)
+{
+    const VLR_CodePoints& wanted = *pattern.key;
+    const std::size_t length = wanted.size();
+    VLR_StretchReader stretches(text, 0, *pattern.buffers);
+    uint32_t starts[VLR_SystemRepresentation::SearchPattern::kLongest] = {}; // of the stretch at each of the last places
+    std::size_t place = 0; // modulo length
+    std::size_t matched = 0;
+    uint32_t location = 0;
+    VLR_Range found = kVLR_RangeNotFound;
+    for (; stretches.Next(); location += stretches.UnitCount()) {
+        const std::span<const char32_t> key = stretches.Key();
+        for (std::size_t i = 0; i < key.size(); ++i) {
+            starts[place] = i == 0 ? location : VLR_SystemRepresentation::kInside;
+            place = place + 1 == length ? 0 : place + 1;
+            while (matched > 0 && (matched == length || key[i] != wanted[matched]))
+                matched = pattern.borders[matched];
+            if (key[i] == wanted[matched])
+                ++matched;
+            const bool endsHere = matched == length && i + 1 == key.size();
+            if (endsHere && found == kVLR_RangeNotFound && starts[place] != VLR_SystemRepresentation::kInside)
+                found = { starts[place], location + stretches.UnitCount() - starts[place] };
+        }
+    }
+    return stretches.IsValid() ? found : kVLR_RangeNotFound;
 }
 
 } // namespace
@@ -326,7 +340,27 @@ VLR_Range VLR_System::FindRangeOfString(
 VLR_Range VLR_System::FindRangeOfString(
     const VLR_String& text, const VLR_String& search, VLR_StringComparisonType type)
 {
-    return FindRangeOfString(text, search, { 0, LengthOfString(text) }, type);
+    if (search.IsEmpty())
+        return kVLR_RangeNotFound;
+    if (text.systemRepresentation != nullptr)
+        return FindRangeOfString(text, search, { 0, LengthOfString(text) }, type);
+    const bool textIsASCII = IsASCII(text);
+    if (textIsASCII && search.systemRepresentation == nullptr && IsASCII(search))
+        return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
+    const StVLR_Representation what(search);
+    if (!what->IsValid())
+        return kVLR_RangeNotFound;
+    const VLR_SystemRepresentation::SearchPattern& pattern = what->Pattern(type);
+    if (textIsASCII && pattern.ascii)
+        return RangeOf(*pattern.ascii, text, text.Bytes(), text.Bytes() + text.Length());
+    if (textIsASCII && !pattern.keyIsASCII)
+        return kVLR_RangeNotFound;
+    if (!pattern.borders.empty())
+        return FindInStretches(text, pattern);
+    const VLR_SystemRepresentation where(text);
+    if (!where.IsValid())
+        return kVLR_RangeNotFound;
+    return FindByKeys(where, *what, { 0, static_cast<uint32_t>(where.Units().size()) }, type);
 }
 
 uint32_t VLR_System::LengthOfString(const VLR_String& text)

@@ -118,18 +118,24 @@ void OrderMarks(char32_t* first, char32_t* last)
 
 bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
 {
+    constexpr uint64_t kHighBits = 0x8080808080808080;
     uint32_t i = 0;
+    for (; length - i >= 32; i += 32) { // a stretch at a time, so that a text that begins otherwise is told early
+        uint64_t words[4];
+        std::memcpy(words, bytes + i, sizeof words);
+        if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0)
+            return false;
+    }
     for (; length - i >= 8; i += 8) {
-        uint64_t eight = 0;
-        std::memcpy(&eight, bytes + i, sizeof eight);
-        if ((eight & 0x8080808080808080u) != 0)
+        uint64_t word = 0;
+        std::memcpy(&word, bytes + i, sizeof word);
+        if ((word & kHighBits) != 0)
             return false;
     }
-    for (; i < length; ++i) {
-        if (bytes[i] >= kFirstBeyondASCII)
-            return false;
-    }
-    return true;
+    unsigned char rest = 0;
+    for (; i < length; ++i)
+        rest |= bytes[i];
+    return rest < kFirstBeyondASCII;
 }
 
 VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits)
