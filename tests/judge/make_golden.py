@@ -190,7 +190,7 @@ def contents(record: ReadRecord) -> list[tuple[str, str]]:
 def commented(layout: Layout) -> list[str]:
     lines = []
     for what, content in layout:
-        if what.startswith("tag"):
+        if what.startswith(("tag", "piece")):
             lines.append("")
         rows = [content[i : i + 16].hex(" ").upper() for i in range(0, len(content), 16)]
         lines += [f"{rows[0]:<48} # {what}"] if len(rows) == 1 else [f"# {what}", *rows]

@@ -12,11 +12,13 @@ import unittest
 from pathlib import Path
 
 import make_golden
+import make_golden_older
 import merge
 import run_judge
 from cases import FISH, GROUPS, MERGE_TABLE, REFERENCE, Case, U, first, large_pair, record, second
 from histories import History, spoiled
-from vault import PATTERN, Blowfish, Document, Failure, Record, Vault, checksum, rewritten
+from older import HandedOver, OlderDocument, Version3
+from vault import PATTERN, Blowfish, Document, Failure, Record, Vault, checksum, padded, rewritten
 
 DATA = Path(__file__).parent.parent / "data"
 
@@ -51,6 +53,12 @@ class CipherTest(unittest.TestCase):
         self.assertEqual(Blowfish("").encrypt(PATTERN), Blowfish(b"\0").encrypt(PATTERN))
         self.assertEqual(Blowfish("k" * 72 + "x").encrypt(PATTERN), Blowfish("k" * 73).encrypt(PATTERN))
         self.assertEqual(FISH.encrypt(b"\1"), FISH.encrypt(b"\1" + bytes(7)))
+
+    def test_padded_keys(self):
+        self.assertEqual(padded("abc"), b"abc" * 24 + b"a")
+        self.assertEqual((padded(""), padded("x" * 80)), (bytes(73), b"x" * 80))
+        for password in ("", "abc", "\u00e9" * 40):
+            self.assertEqual(Blowfish(padded(password)).encrypt(PATTERN), Blowfish(password).encrypt(PATTERN))
 
 
 class BytesTest(unittest.TestCase):
@@ -90,6 +98,22 @@ class BytesTest(unittest.TestCase):
                 self.assertEqual(getattr(got, name), value.encode() if fish else b"", name)
             self.assertEqual(rewritten(read, FISH).parts[0].block(FISH), entry.block(FISH))
 
+    def test_older_bytes(self):
+        """Version 3 has the offsets of version 4, less the magic, and no identities."""
+        old = Record(title="\u00e9", notes="n", modified=1, old_identity=(0xAB, 0x12345678), category="\u00c4", version=3)
+        data = Version3(FISH, [old], reference=REFERENCE).encode()
+        for offset, tag in ((0, b"Fish"), (264, b"Pref"), (306, b"Dele"), (314, b"Pdat")):
+            self.assertEqual(data[offset : offset + 4], tag)
+        self.assertEqual(data[322:], old.block(FISH))
+        self.assertTrue(data[322:].startswith(bytes.fromhex("00000003 AABB AB12345678 0000 0180 00000000 00000000 00000018")))
+        self.assertEqual(old.plain(), bytes.fromhex("018E 00 00 00 00000001 6E B6757901 00000000"))
+        for version, plain in ((1, "018E 00 00 00 B6757901"), (2, "018E 00 00 00 016E B6757901")):
+            entry = Record(title="\u00e9", notes="n", modified=1, version=version)
+            pieces = HandedOver(version, FISH, [entry], b"").layout()
+            self.assertTrue(pieces[-1][1].endswith(FISH.encrypt(bytes.fromhex(plain))))
+            read = OlderDocument(version, b"".join(piece for _, piece in pieces), FISH, 0)
+            self.assertEqual((read.errors, read.failure, read.records[0].title), (0, "", "\u00e9".encode()))
+
     def test_documented_dumps(self):
         page = (DATA.parent.parent / "docs" / "file-format.md").read_text()
         for dump in make_golden.dumps():
@@ -99,6 +123,8 @@ class BytesTest(unittest.TestCase):
         """The files in tests/data are those that the script makes, and the comments in them hold."""
         for name, text in make_golden.texts().items():
             self.assertEqual((DATA / name).read_text(), text, name)
+        for name, text in make_golden_older.texts().items():
+            self.assertEqual((DATA / "older" / name).read_text(), text, name)
 
 
 class MergeTest(unittest.TestCase):

@@ -92,6 +92,12 @@ def _tables() -> tuple[list[int], list[list[int]]]:
 _P, _S = _tables()
 
 
+def padded(password: str | bytes) -> bytes:
+    """The key that files before version 4 are made with: the password's bytes, again and again, until 73 are there."""
+    key = raw(password) or b"\0"
+    return key if len(key) > 73 else (key * 73)[:73]
+
+
 class Blowfish:
     """Blowfish, electronic codebook. The key is the password's bytes; an empty password is one zero byte."""
 
@@ -225,12 +231,19 @@ class Record:
         ]
 
     def _plain_before_4(self) -> bytes:
-        texts = b"".join(str255(raw(text).decode()) for text in (self.title, self.url, self.username, self.password))
-        notes = raw(self.notes).decode()
-        date = u32(self.modified + EPOCH_2001_FROM_1904 if self.modified else 0)
         if self.version == 3:
-            return texts + chunk(notes.encode("ascii")) + date + chunk(self.growth_area())
-        return texts + str255(notes) + date
+            return self._plain_texts() + chunk(self.notes) + self._date_from_1904() + chunk(self.growth_area())
+        return self._plain_texts() + str255(raw(self.notes).decode()) + self._date_from_1904()
+
+    def _plain_texts(self) -> bytes:
+        return b"".join(str255(raw(text).decode()) for text in (self.title, self.url, self.username, self.password))
+
+    def _date_from_1904(self) -> bytes:
+        return u32(self.modified + EPOCH_2001_FROM_1904 if self.modified else 0)
+
+    def version_1_block(self, fish: Blowfish) -> bytes:
+        """The record of a version 1 file: all of it is enciphered, and there is neither identity nor notes."""
+        return fish.encrypt(self._plain_texts() + self._date_from_1904()) if self.body is None else self.body
 
     def layout(self, fish: Blowfish | None) -> Layout:
         """The record block."""
@@ -287,11 +300,20 @@ class Vault:
     deletions_chunk: bytes | None = None  # instead of the list
 
     def layout(self) -> Layout:
+        pieces: Layout = [("magic", self.magic)] if self.magic else []
+        pieces += self._layout_up_to_deletions()
+        pieces += [
+            ('tag "SyIn"', b"SyIn"),
+            (f"identity of this file {shown(self.unique)}", chunk(self.unique)),
+            (f"identity of its partner {shown(self.partner)}", chunk(self.partner)),
+        ]
+        return pieces + self._parts_layout()
+
+    def _layout_up_to_deletions(self) -> Layout:
         reference = reference_buffer(self.fish) if self.reference is None else self.reference
         preferences = self.preferences.layout()
         length = len(joined(preferences)) if self.preferences_length is None else self.preferences_length
-        pieces: Layout = [("magic", self.magic)] if self.magic else []
-        pieces += [
+        return [
             ('tag "Fish"', b"Fish"),
             ("length of the reference buffer", u32(len(reference))),
             ("reference buffer", reference),
@@ -299,16 +321,11 @@ class Vault:
             ("length of the preferences", u32(length)),
             *preferences,
             ('tag "Dele"', b"Dele"),
+            *self._deletion_layout(),
         ]
-        pieces += self._deletion_layout()
-        pieces += [
-            ('tag "SyIn"', b"SyIn"),
-            (f"identity of this file {shown(self.unique)}", chunk(self.unique)),
-            (f"identity of its partner {shown(self.partner)}", chunk(self.partner)),
-        ]
-        for part in self.parts:
-            pieces += self._part_layout(part)
-        return pieces
+
+    def _parts_layout(self) -> Layout:
+        return [piece for part in self.parts for piece in self._part_layout(part)]
 
     def _deletion_layout(self) -> Layout:
         if self.deletions_chunk is not None:
@@ -401,6 +418,10 @@ class Stream:
     def str255(self) -> bytes:
         return self.take(self.u8()).decode("mac_roman").encode("utf-8")
 
+    def ascii(self) -> bytes:
+        """What isn't ASCII becomes U+FFFD, byte by byte."""
+        return self.chunk().decode("ascii", "replace").encode("utf-8")
+
     def color(self) -> tuple[int, int, int]:
         return self.u16(), self.u16(), self.u16()
 
@@ -470,17 +491,32 @@ class ReadRecord:
         if self.version >= 4:
             self.username_label = text()
             self.password_label = text()
-        self.notes = stream.chunk() if self.version >= 3 else text()
-        date = stream.u32()
+        self.notes = stream.ascii() if self.version == 3 else text()
         if self.version >= 4:
+            date = stream.u32()
             self.modified = (date - EPOCH_2001) & 0xFFFFFFFF if date else 0
             self.last_used = self._last_used(stream.u32(), now)
             self.hidden = stream.u32()
             self.color = stream.color()
         else:
-            self.modified = date - EPOCH_2001_FROM_1904 if date > EPOCH_2001_FROM_1904 else date
+            self._read_date_from_1904(stream)
         if self.version >= 3:
             self._read_growth(Stream(stream.chunk()))
+
+    def read_version_1(self, block: bytes, fish: Blowfish):
+        """The record of a version 1 file. Its UUID is another one at each read, and stays empty here."""
+        if len(block) % 8:
+            raise Failure("handle length not rounded to 64-bits", "DecryptMemoryBlock")
+        stream = Stream(fish.decrypt(block))
+        self.title = stream.str255()
+        self.url = stream.str255()
+        self.username = stream.str255()
+        self.password = stream.str255()
+        self._read_date_from_1904(stream)
+
+    def _read_date_from_1904(self, stream: Stream):
+        date = stream.u32()
+        self.modified = date - EPOCH_2001_FROM_1904 if date > EPOCH_2001_FROM_1904 else date
 
     @staticmethod
     def _last_used(stored: int, now: int) -> int:

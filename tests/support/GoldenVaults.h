@@ -23,11 +23,11 @@ inline std::string bytesOfHexFile(const std::filesystem::path& path)
     return bytes;
 }
 
-/// All golden vaults by name.
-inline std::map<std::string, std::string> goldenVaults()
+/// All golden vaults of a folder by name; those of version 4 unless another one is named.
+inline std::map<std::string, std::string> goldenVaults(const std::filesystem::path& folder = VELLORIN_TEST_DATA)
 {
     std::map<std::string, std::string> vaults;
-    for (const auto& entry : std::filesystem::directory_iterator(VELLORIN_TEST_DATA)) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         if (entry.path().extension() == ".hex")
             vaults[entry.path().stem().string()] = bytesOfHexFile(entry.path());
     }
