@@ -83,9 +83,9 @@ public:
     uint32_t ReadVersion3FileContents();
 
     /// Reads what a host has made of a version 1 or 2 file: its reference buffer, and preferences and record blocks in the
-    /// read completion data, which must be set. Otherwise as version 3, but it adds to the records that are there, and a
-    /// document that keeps its records encrypted isn't refused: it would write bodies that nobody reads again.
-    /// Raises: code VLR_ExceptionInternal without completion data; those of the preferences and of AskUserPassword.
+    /// read completion data, which must be set. Otherwise as version 3, but it adds to the records that are there.
+    /// Raises: kCantConvert in a document that keeps its records encrypted, which would write bodies that nobody reads
+    /// again; code VLR_ExceptionInternal without completion data; those of the preferences and of AskUserPassword.
     uint32_t ReadVersion1or2FileContents(VLR_MemoryBlock& block);
 
     /// The magic of a version 4 file if the block begins with it, else 0, which says nothing more.

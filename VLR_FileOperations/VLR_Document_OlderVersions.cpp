@@ -68,6 +68,8 @@ uint32_t VLR_Document::ReadVersion3FileContentsCompletion()
 
 uint32_t VLR_Document::ReadVersion1or2FileContents(VLR_MemoryBlock& block)
 {
+    if (keepEncrypted)
+        VLR_RAISE(kCantConvert); // what it would write, nobody could read
     referenceBuffer = VLR_MemoryBlock(block); // a copy first: it may be the member itself
     if (readCompletionData != nullptr && !readCompletionData->preferencesBlock.IsEmpty()) {
         // The stream ends where the preferences do, so the two last bytes may be missing.

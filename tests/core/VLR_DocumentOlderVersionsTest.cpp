@@ -276,6 +276,8 @@ TEST_F(OlderVersions, SectionsAreExpectedInTheirOrder)
 TEST_F(OlderVersions, WithoutDecipheringItIsRefusedFirst)
 {
     EXPECT_EQ(failure([&] { closed.ReadVersion3FileContents(); }), "can't convert without decrypt");
+    VLR_MemoryBlock noBuffer;
+    EXPECT_EQ(failure([&] { closed.ReadVersion1or2FileContents(noBuffer); }), "can't convert without decrypt");
     VLR_MemoryBlock file = S("no vault");
     VLR_MemoryStream stream(file);
     closed.SetStream(&stream);
