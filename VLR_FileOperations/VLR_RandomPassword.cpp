@@ -32,10 +32,16 @@ unsigned char DrawFrom(unsigned char first, uint32_t count)
     return static_cast<unsigned char>(first + VLR_System::RandomUInt32(count));
 }
 
-/// Magnitudes as 32-bit numbers: the one without a positive counterpart stays as it is.
-int32_t Magnitude(int64_t number)
+/// The number without a positive counterpart stays as it is.
+int32_t Magnitude(int32_t number)
 {
-    return static_cast<int32_t>(number < 0 ? -number : number);
+    return number < 0 ? static_cast<int32_t>(0 - static_cast<uint32_t>(number)) : number;
+}
+
+/// Modulo 2^32.
+int32_t Difference(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
 struct Stretch {
@@ -89,10 +95,16 @@ int32_t DrawCount(const VLR_String& from, const VLR_String& to)
     const int32_t first = Magnitude(VLR_Utility::StringToSInt32(from));
     const int32_t second = Magnitude(VLR_Utility::StringToSInt32(to));
     int32_t count = std::min(first, second);
-    const int32_t difference = Magnitude(int64_t { second } - first);
+    const int32_t difference = Magnitude(Difference(second, first));
     if (difference >= 0)
         count += static_cast<int32_t>(VLR_System::RandomUInt32(static_cast<uint32_t>(difference) + 1));
     return count;
+}
+
+uint64_t StepsFor(unsigned char byte)
+{
+    const bool isWord = byte == 'a' || byte == 'A' || byte == 'w' || byte == 'W';
+    return isWord ? VLR_RandomPassword::kStepsOfWord : 1;
 }
 
 /// Counts a level for the length of a scope.
@@ -132,7 +144,7 @@ void VLR_RandomPassword::Expand(unsigned char* begin, unsigned char* end)
     const StVLR_Level whileExpanding(level);
     if (level > kMostLevels + 1)
         ended = true;
-    for (unsigned char* cursor = begin; cursor != end && TakeSteps(1); ++cursor) {
+    for (unsigned char* cursor = begin; cursor != end && TakeSteps(StepsFor(*cursor)); ++cursor) {
         VLR_String piece;
         if (*cursor == '[')
             GenBracket(&cursor, end);
@@ -187,20 +199,21 @@ void VLR_RandomPassword::AppendPiece(const VLR_String& piece)
 void VLR_RandomPassword::GenBracket(unsigned char** cursor, unsigned char* end)
 {
     ++*cursor;
-    while (*cursor != end && **cursor == ']')
-        ++*cursor; // neither closes an empty set nor joins it
-    unsigned char* const set = *cursor;
+    unsigned char* set = *cursor;
     for (; *cursor != end; ++*cursor) {
         const unsigned char byte = **cursor;
-        if (byte == ']') {
-            unsigned char* const member = set + VLR_System::RandomUInt32(static_cast<uint32_t>(*cursor - set));
-            Expand(member, member + 1);
-            return;
-        }
         if (byte == '[' || byte == '{' || byte == '}' || !TakeSteps(1)) {
             *cursor = end;
             return;
         }
+        if (byte != ']')
+            continue;
+        if (*cursor != set) {
+            unsigned char* const member = set + VLR_System::RandomUInt32(static_cast<uint32_t>(*cursor - set));
+            Expand(member, member + 1);
+            return;
+        }
+        ++set; // neither closes an empty set nor joins it
     }
 }
 

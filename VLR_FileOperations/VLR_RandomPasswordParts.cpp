@@ -122,8 +122,6 @@ bool VLR_RandomWord::RandomWordFromDictionary(VLR_String& word, bool shortList)
     VLR_MemoryBlock buffer(kBufferLength);
     ReadRandomStretch(ResourcePath(shortList ? VLR_FilePathDictionaryShort : VLR_FilePathDictionary), buffer);
     word = SecondWord(buffer);
-    if (word.IsEmpty())
-        Raise(VLR_ExceptionFile, kListNotRead);
     return true;
 }
 

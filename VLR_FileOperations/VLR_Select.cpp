@@ -5,6 +5,7 @@
 #include "VLR_System.h"
 
 #include <algorithm>
+#include <functional>
 #include <unordered_set>
 
 namespace {

@@ -2,19 +2,39 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::string FolderOfProgram()
+{
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+} // namespace
+
 const NSBundle& NSBundle::mainBundle()
 {
-    static const NSBundle bundle;
+    return current();
+}
+
+NSBundle NSBundle::setMainBundle(NSBundle bundle)
+{
+    return std::exchange(current(), std::move(bundle));
+}
+
+NSBundle& NSBundle::current()
+{
+    static NSBundle bundle(FolderOfProgram());
     return bundle;
 }
 
-NSBundle::NSBundle()
+NSBundle::NSBundle(std::string programFolder)
+    : programFolder_(std::move(programFolder))
 {
-    std::error_code error;
-    programFolder_ = fs::read_symlink("/proc/self/exe", error).parent_path().string();
 }
 
 std::string NSBundle::pathForResource(const std::string& name, const std::string& type) const

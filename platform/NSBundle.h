@@ -7,6 +7,13 @@ class NSBundle {
 public:
     static const NSBundle& mainBundle();
 
+    /// The bundle of a program in `programFolder`.
+    explicit NSBundle(std::string programFolder);
+
+    /// Puts another bundle in the place of the program's own and returns the one before. For code that runs inside a
+    /// program which is not its own, as a test or a plug-in does.
+    static NSBundle setMainBundle(NSBundle bundle);
+
     /// The text for a key in the user's language. There are no translations: the key is the English text.
     std::string localizedStringForKey(const std::string& key) const { return key; }
 
@@ -15,7 +22,7 @@ public:
     std::string pathForResource(const std::string& name, const std::string& type) const;
 
 private:
-    NSBundle();
+    static NSBundle& current();
 
     std::string programFolder_;
 };

@@ -2,7 +2,11 @@
 
 #include "CoreFixture.h"
 #include "VLR_OSFile.h"
+#include "VLR_RandomSource.h"
 #include "VLR_System.h"
+
+#include <fstream>
+#include <iterator>
 
 ScriptedHost& ScriptedHost::get()
 {
@@ -36,9 +40,33 @@ bool VLR_System::DialogAskOnePassword(VLR_String& password, const VLR_Document*,
     return true;
 }
 
-uint32_t VLR_System::RandomUInt32(unsigned int)
+namespace {
+
+template <class Number>
+Number next(std::deque<Number>& answers)
 {
-    return 0;
+    if (answers.empty())
+        return 0;
+    const Number answer = answers.front();
+    answers.pop_front();
+    return answer;
+}
+
+} // namespace
+
+uint32_t VLR_System::RandomUInt32(unsigned int bound)
+{
+    ScriptedHost& host = ScriptedHost::get();
+    host.bounds += std::to_string(bound) + " ";
+    const uint32_t answer = next(host.numbers);
+    EXPECT_LT(answer, bound) << "the script keeps the host's promise";
+    return answer < bound ? answer : 0;
+}
+
+long VLR_RandomDraw()
+{
+    ++ScriptedHost::get().drawn;
+    return next(ScriptedHost::get().draws);
 }
 
 void VLR_System::SendMessageToRunningApp(VLR_RunningAppMessage message, void* data)
@@ -46,9 +74,14 @@ void VLR_System::SendMessageToRunningApp(VLR_RunningAppMessage message, void* da
     ScriptedHost::get().asked += "message " + std::to_string(message) + (data != nullptr ? " document " : " ");
 }
 
-int32_t VLR_System::ReadFromOSFile(VLR_OSFile&)
+int32_t VLR_System::ReadFromOSFile(VLR_OSFile& file)
 {
-    return 0;
+    constexpr int32_t kNoSuchFile = -43;
+    if (ScriptedHost::get().readResult != 0)
+        return ScriptedHost::get().readResult;
+    std::ifstream stream(str(file.path), std::ios::binary);
+    file.data = S({ std::istreambuf_iterator<char>(stream), {} });
+    return stream ? 0 : kNoSuchFile;
 }
 
 void VLR_System::AlloctatePasswordDataReferenceConstant(VLR_PasswordData*)

@@ -16,6 +16,11 @@ struct ScriptedHost {
     std::deque<std::optional<std::string>> dialog; // absent: the user gives up
     std::string asked;
     int beeps = 0;
+    std::deque<uint32_t> numbers; // answers of RandomUInt32, then 0
+    std::string bounds; // that they were asked with
+    std::deque<long> draws; // answers of VLR_RandomDraw, then 0
+    int drawn = 0;
+    int32_t readResult = 0; // of ReadFromOSFile, which reads if it is 0
     int recordsMade = 0;
     int recordsGone = 0;
 };
