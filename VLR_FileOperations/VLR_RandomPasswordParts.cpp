@@ -121,7 +121,10 @@ bool VLR_RandomWord::RandomWordFromDictionary(VLR_String& word, bool shortList)
 {
     VLR_MemoryBlock buffer(kBufferLength);
     ReadRandomStretch(ResourcePath(shortList ? VLR_FilePathDictionaryShort : VLR_FilePathDictionary), buffer);
-    word = SecondWord(buffer);
+    const VLR_String picked = SecondWord(buffer);
+    if (picked.IsEmpty()) // better no password than one without its word
+        Raise(VLR_ExceptionFile, kListNotRead);
+    word = picked;
     return true;
 }
 

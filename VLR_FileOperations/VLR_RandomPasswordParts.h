@@ -9,7 +9,7 @@ class VLR_String;
 // The two sources of pronounceable pieces for generated passwords: whole words, and a chain of letter pairs. Each draw is
 // one VLR_RandomDraw reduced by modulo, with the small bias of that. docs/generators.md tells the resulting strengths.
 
-/// Picks words from the word lists among the program's resources (resources/README.md tells their format).
+/// Picks words from the word lists among the program's resources (resources/make_resources.py tells their format).
 class VLR_RandomWord {
 public:
     VLR_RandomWord() = delete;
@@ -17,10 +17,10 @@ public:
     /// Replaces `word` by a word of the short or of the full list, as it stands there. Always true.
     ///
     /// Reads 254 bytes from a random place and takes the word behind the one that the place lies in, so a word is as
-    /// likely as the word before it is long; a stretch without a blank gives the empty word. The size of a list is taken
-    /// once in a process: a list that changes later is judged by its old size.
+    /// likely as the word before it is long. The size of a list is taken once in a process: a list that changes later is
+    /// judged by its old size.
     /// Raises: code VLR_ExceptionDictionaryOpen if the list can't be opened; code VLR_ExceptionFile if it is shorter than
-    /// 255 bytes or can't be read. The list is closed in any case.
+    /// 255 bytes, can't be read, or has no word there. The list is closed in any case.
     static bool RandomWordFromDictionary(VLR_String& word, bool shortList);
 };
 
