@@ -124,11 +124,8 @@ TEST_F(GeneratorParts, AStretchDecidesWhereAWordEnds)
 
 TEST_F(GeneratorParts, AStretchWithoutAWordIsAFailure)
 {
-    for (const char onlyThis : { 'z', ' ' }) {
-        moveToNewFolder();
-        write(kFullList, std::string(400, onlyThis));
-        EXPECT_EQ(report([&] { pick(); }), "5 VLR_RandomPasswordParts RandomWordFromDictionary 61");
-    }
+    write(kFullList, std::string(400, 'z'));
+    EXPECT_EQ(report([&] { pick(); }), "5 VLR_RandomPasswordParts RandomWordFromDictionary 61");
 }
 
 TEST_F(GeneratorParts, LettersChooseTheList)
