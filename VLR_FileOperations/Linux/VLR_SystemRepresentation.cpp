@@ -6,6 +6,7 @@
 #include <unicode/utf16.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace {
 
@@ -85,4 +86,9 @@ VLR_SystemRepresentation::SearchKey VLR_SystemRepresentation::MakeKey(VLR_String
     }
     addBoundary(units.size());
     return key;
+}
+
+void VLR_RaiseRangeFailure()
+{
+    throw std::out_of_range("range past the end of the text");
 }

@@ -2,12 +2,12 @@
 
 #include "VLR_ASCIIPattern.h"
 #include "VLR_StretchReader.h"
+#include "VLR_String.h"
 #include "VLR_Unicode.h"
 
 #include <cstdint>
 #include <memory>
-
-class VLR_String;
+#include <optional>
 
 /// A text in the form in which the platform's text services work on it: what a VLR_String's handle points at.
 class VLR_SystemRepresentation {
@@ -55,3 +55,26 @@ private:
     mutable std::unique_ptr<SearchKey> keys[2]; // exact, caseless
     mutable std::unique_ptr<SearchPattern> patterns[2];
 };
+
+/// A text's platform form: the cached one, or one of this scope.
+class StVLR_Representation {
+public:
+    explicit StVLR_Representation(const VLR_String& text)
+    {
+        if (text.systemRepresentation == nullptr)
+            made.emplace(text);
+        used = made ? &*made : static_cast<const VLR_SystemRepresentation*>(text.systemRepresentation);
+    }
+    StVLR_Representation(const StVLR_Representation&) = delete;
+    StVLR_Representation& operator=(const StVLR_Representation&) = delete;
+
+    const VLR_SystemRepresentation* operator->() const { return used; }
+    const VLR_SystemRepresentation& operator*() const { return *used; }
+
+private:
+    std::optional<VLR_SystemRepresentation> made;
+    const VLR_SystemRepresentation* used;
+};
+
+/// The platform's own failure for a range past the end of a text: std::out_of_range.
+[[noreturn]] void VLR_RaiseRangeFailure();

@@ -138,6 +138,11 @@ bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
     return rest < kFirstBeyondASCII;
 }
 
+bool VLR_Unicode::IsASCII(const VLR_MemoryBlock& text)
+{
+    return IsASCII(text.Bytes(), text.Length());
+}
+
 VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits)
 {
     VLR_UTF16 units(length); // never more units than bytes

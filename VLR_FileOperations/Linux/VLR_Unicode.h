@@ -14,6 +14,7 @@ namespace VLR_Unicode {
 inline constexpr char16_t kReplacement = 0xFFFD;
 
 bool IsASCII(const unsigned char* bytes, uint32_t length);
+bool IsASCII(const VLR_MemoryBlock& text);
 
 /// The code units of UTF-8 bytes. `validUnits` is how many of them come before the first byte that is not valid UTF-8.
 VLR_UTF16 Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits);
