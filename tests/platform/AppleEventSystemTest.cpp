@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -133,29 +131,9 @@ TEST(AppleEventSystem, WithoutABusNobodyRuns)
     EXPECT_TRUE(LinuxAppleEventSystem().runningBundleIdentifiers().empty());
 }
 
-/// A socket that takes connections and never says a word.
-class SilentSocket {
-public:
-    SilentSocket() : descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address {};
-        address.sun_family = AF_UNIX;
-        folder.path("bus").copy(address.sun_path, sizeof address.sun_path - 1);
-        if (::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && ::listen(descriptor, 5) == 0)
-            ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder.path("bus")).c_str(), 1);
-    }
-    ~SilentSocket() { ::close(descriptor); }
-    SilentSocket(const SilentSocket&) = delete;
-    SilentSocket& operator=(const SilentSocket&) = delete;
-
-private:
-    ScratchFolder folder;
-    int descriptor;
-};
-
 TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 {
-    const SilentSocket socket;
+    const SilentBus bus;
     LinuxAppleEventSystem system({ std::chrono::milliseconds(200), std::chrono::milliseconds(200) });
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i)
@@ -165,7 +143,7 @@ TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 
 TEST(AppleEventSystem, ASignalEndsAWait)
 {
-    const SilentSocket socket;
+    const SilentBus bus;
     installInterruptionHandlers();
     LinuxAppleEventSystem system({ std::chrono::milliseconds(60000), std::chrono::milliseconds(60000) });
     const pid_t self = ::getpid();
