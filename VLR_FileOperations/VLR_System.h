@@ -139,19 +139,23 @@ public:
     static void SetExpressOpenPassword(const VLR_String* password);
     static void SetExpressOpenPassword(const VLR_String& password);
 
-    // The host's own answers
+    // The host's own answers (docs/architecture.md, "Hosts")
 
     static int32_t GetPreference(VLRPref_Type key, int defaultValue);
+
+    /// True with a password that was stored for the document and may be out of date; false leaves `password` as it was.
     static bool KeychainPassword(VLR_String& password, VLR_Document* document);
 
     /// `prefilled` says that `password` holds a proposal. False: the user gave up.
     static bool DialogAskOnePassword(VLR_String& password, const VLR_Document* document, bool prefilled);
 
-    /// A number below `bound`.
+    /// A number below `bound`. Raises: code VLR_ExceptionInternal if the host's source fails.
     static uint32_t RandomUInt32(unsigned int bound);
+
+    /// Tells another program, if one runs; never fails its caller.
     static void SendMessageToRunningApp(VLR_RunningAppMessage message, void* data);
 
-    /// 0 is success.
+    /// 0, or a code of VLR_ExceptionCodeType for the caller to raise.
     static int32_t ReadFromOSFile(VLR_OSFile& file);
 
     /// Called when a record is made, and when it is destroyed.

@@ -35,12 +35,13 @@ function(vellorin_program name)
 endfunction()
 
 # One test program, whose cases ctest lists one by one. Call: vellorin_test(name SOURCES... LIBRARIES ...)
+# PREFIX goes before the cases' names, for sources that are in two programs.
 function(vellorin_test name)
-    cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "" "PREFIX" "LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     target_link_libraries(${name} PRIVATE vellorin_settings ${arg_LIBRARIES} GTest::gtest_main)
     target_compile_definitions(${name} PRIVATE
         VELLORIN_TEST_DATA="${CMAKE_SOURCE_DIR}/tests/data"
         VELLORIN_BIN="${CMAKE_BINARY_DIR}/bin")
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    gtest_discover_tests(${name} TEST_PREFIX "${arg_PREFIX}" DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()

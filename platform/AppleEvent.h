@@ -18,6 +18,7 @@ constexpr uint32_t fourCharCode(const char (&text)[5])
 inline constexpr uint32_t typeAEList = fourCharCode("list");
 inline constexpr uint32_t typeBoolean = fourCharCode("bool");
 inline constexpr uint32_t typeFileURL = fourCharCode("furl");
+inline constexpr uint32_t typeUTF8Text = fourCharCode("utf8");
 inline constexpr uint32_t typeProcessSerialNumber = fourCharCode("psn ");
 inline constexpr uint32_t keyDirectObject = fourCharCode("----");
 

@@ -1,6 +1,18 @@
 #include "AppleEventSystem.h"
 
+#include <algorithm>
+
+#include <unistd.h>
+
 namespace {
+
+/// Bundle identifiers are ASCII.
+std::string lowercased(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
 
 std::size_t sizeOf(const NSAppleEventDescriptor& descriptor)
 {
@@ -11,6 +23,19 @@ std::size_t sizeOf(const NSAppleEventDescriptor& descriptor)
 }
 
 } // namespace
+
+std::optional<ProcessSerialNumber> AppleEventSystem::findProcess(const std::string& bundleIdentifier)
+{
+    const std::string wanted = lowercased(bundleIdentifier);
+    for (const std::string& running : runningBundleIdentifiers()) {
+        if (lowercased(running) != wanted)
+            continue;
+        const std::optional<uint32_t> pid = processID(running);
+        if (pid && *pid != static_cast<uint32_t>(::getpid())) // a process never finds itself
+            return ProcessSerialNumber { 0, *pid };
+    }
+    return std::nullopt;
+}
 
 std::optional<NSAppleEventDescriptor> AppleEventSystem::listDescriptor()
 {

@@ -23,6 +23,9 @@ public:
     /// The process id of a running program; absent if it has ended since.
     virtual std::optional<uint32_t> processID(const std::string& bundleIdentifier) = 0;
 
+    /// A running program other than this one whose bundle identifier equals the given one without regard to case.
+    std::optional<ProcessSerialNumber> findProcess(const std::string& bundleIdentifier);
+
     /// Sends an event and waits for the reply, up to the default time-out of 60 seconds; 0 or an error. Throws
     /// Interrupted when a signal comes. The target is a process of which processID has told.
     virtual int16_t AESend(const AppleEvent& event, AppleEvent& reply) = 0;

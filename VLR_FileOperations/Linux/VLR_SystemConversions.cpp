@@ -172,14 +172,15 @@ bool VLRWriteToFile(const VLR_MemoryBlock& block, const std::string& path)
     return LinuxFileManager().writeToFile(NSData::dataWithBytesNoCopy(block.Bytes(), block.Length()), path);
 }
 
-bool VLRReadFromFile(VLR_MemoryBlock& block, const std::string& path)
+bool VLRReadFromFile(VLR_MemoryBlock& block, const std::string& path, uint32_t largest)
 {
     const StOpenFile file(path);
     struct stat status {};
-    if (file.descriptor < 0 || ::fstat(file.descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+    if (file.descriptor < 0 || ::fstat(file.descriptor, &status) != 0 || !S_ISREG(status.st_mode)
+        || status.st_size > int64_t { largest })
         return false;
     try {
-        block.Resize(static_cast<uint32_t>(std::min<int64_t>(status.st_size, UINT32_MAX)));
+        block.Resize(static_cast<uint32_t>(status.st_size));
     } catch (...) {
         return false;
     }

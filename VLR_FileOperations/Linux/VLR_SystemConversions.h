@@ -55,5 +55,6 @@ uint32_t VLRToSysConversionType(VLR_CharacterSetType set);
 /// Replaces the file at one stroke. False if it could not be replaced; the old one stands.
 bool VLRWriteToFile(const VLR_MemoryBlock& block, const std::string& path);
 
-/// False if the file can't be opened (the block stays as it was) or read whole (the block holds what came).
-bool VLRReadFromFile(VLR_MemoryBlock& block, const std::string& path);
+/// False if the file can't be opened, is no regular file or above `largest` bytes (the block stays as it was), or if it
+/// can't be read whole (the block holds what came). Never waits for a pipe or a device.
+bool VLRReadFromFile(VLR_MemoryBlock& block, const std::string& path, uint32_t largest = UINT32_MAX);

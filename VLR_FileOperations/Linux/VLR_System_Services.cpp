@@ -3,10 +3,8 @@
 #include "NSBeep.h"
 #include "NSBundle.h"
 #include "VLR_Exception.h"
+#include "VLR_KernelRandom.h"
 
-#include <sys/random.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 
@@ -18,20 +16,6 @@ constexpr std::time_t k1970To2001 = 978307200;
 
 constexpr const char* kResourceNames[] = { "RandomWordsDictionaryShort", "RandomWordsDictionary", "Phonemes" };
 constexpr char kResourceType[] = "txt";
-
-/// Without randomness there is no identity, and a predictable one could meet another.
-void FillWithKernelRandomness(unsigned char* bytes, std::size_t count)
-{
-    while (count > 0) {
-        const ssize_t got = ::getrandom(bytes, count, 0);
-        if (got < 0 && errno != EINTR)
-            VLR_RAISE_CODE(VLR_ExceptionInternal);
-        if (got > 0) {
-            bytes += got;
-            count -= static_cast<std::size_t>(got);
-        }
-    }
-}
 
 } // namespace
 

@@ -1,7 +1,6 @@
 #include "CoreFixture.h"
 #include "NSException.h"
 #include "ScratchFolder.h"
-#include "VLR_OSFile.h"
 #include "VLR_System.h"
 #include "VLR_SystemConversions.h"
 
@@ -46,17 +45,8 @@ TEST_F(System, HoldsOneExpressPassword)
     EXPECT_EQ(VLR_System::ExpressOpenPassword(), nullptr);
 }
 
-TEST_F(System, TheActionsHostHasFixedAnswers)
+TEST_F(System, NamesTheResources)
 {
-    VLR_String password = S("untouched");
-    VLR_OSFile file;
-    EXPECT_EQ(VLR_System::GetPreference(VLRPref_UseKeychainPassword, 5), 0);
-    EXPECT_FALSE(VLR_System::KeychainPassword(password, &document));
-    EXPECT_FALSE(VLR_System::DialogAskOnePassword(password, &document, true));
-    EXPECT_EQ(str(password), "untouched");
-    EXPECT_EQ(VLR_System::RandomUInt32(10), 0u);
-    EXPECT_EQ(VLR_System::ReadFromOSFile(file), 0);
-    EXPECT_TRUE(file.data.IsEmpty());
     for (const int type : { -1, 3 })
         EXPECT_EQ(failure([&] { VLR_System::StdioPathToFile(static_cast<VLR_FilePathType>(type)); }), "code 5");
     const std::string path = str(VLR_System::StdioPathToFile(VLR_FilePathPhonemes));
@@ -126,6 +116,10 @@ TEST_F(System, ReadsAndWritesFiles)
     EXPECT_TRUE(block.IsEmpty());
     EXPECT_TRUE(VLRReadFromFile(block, folder.path("a")));
     EXPECT_EQ(str(block), "old");
+    block.Resize(0);
+    EXPECT_FALSE(VLRReadFromFile(block, folder.path("a"), 2));
+    EXPECT_TRUE(block.IsEmpty());
+    EXPECT_TRUE(VLRReadFromFile(block, folder.path("a"), 3));
 }
 
 } // namespace

@@ -6,8 +6,6 @@
 
 #include <dlfcn.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -185,29 +183,9 @@ TEST(AppleEventSystem, WithoutABusNobodyRuns)
     EXPECT_TRUE(LinuxAppleEventSystem().runningBundleIdentifiers().empty());
 }
 
-/// The session bus is a socket that takes connections and never says a word.
-class SilentSocket {
-public:
-    SilentSocket() : descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address {};
-        address.sun_family = AF_UNIX;
-        folder.path("bus").copy(address.sun_path, sizeof address.sun_path - 1);
-        if (::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 && ::listen(descriptor, 5) == 0)
-            ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder.path("bus")).c_str(), 1);
-    }
-    ~SilentSocket() { ::close(descriptor); }
-    SilentSocket(const SilentSocket&) = delete;
-    SilentSocket& operator=(const SilentSocket&) = delete;
-
-private:
-    ScratchFolder folder;
-    int descriptor;
-};
-
 TEST(AppleEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
 {
-    const SilentSocket socket;
+    const SilentBus bus;
     const LinuxAppleEventSystem::TimeOuts brief { std::chrono::milliseconds(100), std::chrono::milliseconds(100) };
     LinuxAppleEventSystem asking(brief);
     LinuxAppleEventSystem serving(brief);
@@ -221,7 +199,7 @@ TEST(AppleEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
 
 TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 {
-    const SilentSocket socket;
+    const SilentBus bus;
     LinuxAppleEventSystem system({ std::chrono::milliseconds(200), std::chrono::milliseconds(200) });
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i)
@@ -232,7 +210,7 @@ TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
 TEST(AppleEventSystem, ASignalEndsAWait)
 {
     for (const auto busy : { std::chrono::seconds(0), std::chrono::seconds(5) }) {
-        const SilentSocket socket;
+        const SilentBus bus;
         SecondProcess waiting([busy](const std::function<void()>& isReady) {
             installInterruptionHandlers();
             LinuxAppleEventSystem system({ std::chrono::seconds(8), std::chrono::seconds(8) });

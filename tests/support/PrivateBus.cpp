@@ -5,6 +5,8 @@
 
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +38,22 @@ PrivateBus::~PrivateBus()
         ::waitpid(daemon_, nullptr, 0);
     }
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+SilentBus::SilentBus()
+    : descriptor_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    folder_.path("bus").copy(address.sun_path, sizeof address.sun_path - 1);
+    if (::bind(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
+        && ::listen(descriptor_, 5) == 0)
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder_.path("bus")).c_str(), 1);
+}
+
+SilentBus::~SilentBus()
+{
+    ::close(descriptor_);
 }
 
 SecondProcess::SecondProcess(const std::function<int(const std::function<void()>& isReady)>& work)

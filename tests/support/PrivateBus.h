@@ -24,6 +24,19 @@ private:
     pid_t daemon_ = -1;
 };
 
+/// A bus that takes connections and never says a word; DBUS_SESSION_BUS_ADDRESS names it from then on.
+class SilentBus {
+public:
+    SilentBus();
+    ~SilentBus();
+    SilentBus(const SilentBus&) = delete;
+    SilentBus& operator=(const SilentBus&) = delete;
+
+private:
+    ScratchFolder folder_;
+    int descriptor_;
+};
+
 /// A second process, which runs `work` and exits with its result; the constructor returns when `work` has called the
 /// function that it is given. Killed at the end of the scope if it still runs.
 class SecondProcess {

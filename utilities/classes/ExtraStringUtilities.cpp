@@ -4,7 +4,6 @@
 #include "NSLog.h"
 #include "UtilityExceptions.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 #include <pwd.h>
@@ -19,31 +18,15 @@ constexpr int kCantFindFileLine = 1202;
 constexpr int kFSRefLine = 1203;
 constexpr int16_t kFileNotFound = -43;
 
-/// Bundle identifiers are ASCII.
-std::string lowercased(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
-
 } // namespace
 
 bool ExtraStringUtilities::findProcess(
     const std::string& bundleIdentifier, ProcessSerialNumber* serialNumber, AppleEventSystem& eventSystem)
 {
-    const std::string wanted = lowercased(bundleIdentifier);
-    for (const std::string& running : eventSystem.runningBundleIdentifiers()) {
-        if (lowercased(running) != wanted)
-            continue;
-        const std::optional<uint32_t> pid = eventSystem.processID(running);
-        if (!pid || *pid == static_cast<uint32_t>(::getpid())) // a process never finds itself
-            continue;
-        if (serialNumber != nullptr)
-            *serialNumber = { 0, *pid };
-        return true;
-    }
-    return false;
+    const std::optional<ProcessSerialNumber> found = eventSystem.findProcess(bundleIdentifier);
+    if (found && serialNumber != nullptr)
+        *serialNumber = *found;
+    return found.has_value();
 }
 
 FSRef ExtraStringUtilities::FSRefWithPath(const std::string& path)
