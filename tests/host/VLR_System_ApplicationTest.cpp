@@ -4,6 +4,7 @@
 #include "VLR_ApplicationSettings.h"
 #include "VLR_KernelRandom.h"
 #include "VLR_OSFile.h"
+#include "VLR_RandomPassword.h"
 #include "VLR_RandomSource.h"
 #include "VLR_System.h"
 
@@ -11,6 +12,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
+#include <string>
 
 #include <sys/stat.h>
 
@@ -57,6 +60,19 @@ TEST_F(ApplicationHost, DrawsAllBitsForTheGenerators)
     }
     for (const int count : ones)
         EXPECT_NEAR(count, kDraws / 2, 8 * 32); // eight standard deviations
+}
+
+TEST_F(ApplicationHost, GeneratesNoPasswordTwice)
+{
+    for (const char* const pattern : { "{[#xX]:16:16}", "a-a-a-a-a-a", "ssssssss" }) { // more than 40 bits each
+        std::set<std::string> passwords;
+        for (int i = 0; i < 500; ++i) {
+            VLR_String password;
+            VLR_RandomPassword::GenerateOnePassword(S(pattern), password);
+            passwords.insert(str(password));
+        }
+        EXPECT_EQ(passwords.size(), 500u) << pattern;
+    }
 }
 
 TEST_F(ApplicationHost, FillsEachByteFromTheKernel)
