@@ -2,10 +2,12 @@
 
 #include "FileReplacement.h"
 #include "FileSystemCalls.h"
+#include "LargePages.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <new>
 
 #include <fcntl.h>
 
@@ -31,10 +33,20 @@ public:
     const int value;
 };
 
+std::shared_ptr<uint8_t[]> obtainBuffer(std::size_t size)
+{
+    if (size < LargePages::kWorthwhile)
+        return std::make_shared_for_overwrite<uint8_t[]>(size);
+    auto* const bytes = static_cast<uint8_t*>(LargePages::obtain(size));
+    if (bytes == nullptr)
+        throw std::bad_alloc();
+    return std::shared_ptr<uint8_t[]>(bytes, [size](uint8_t* memory) { LargePages::giveBack(memory, size); });
+}
+
 /// Bytes that are read into and not zeroed first, which for a large file costs as much as the reading.
 class ReadBuffer {
 public:
-    explicit ReadBuffer(std::size_t size) : bytes(std::make_shared_for_overwrite<uint8_t[]>(size)), size(size) { }
+    explicit ReadBuffer(std::size_t size) : bytes(obtainBuffer(size)), size(size) { }
 
     void grow(std::size_t by)
     {

@@ -6,6 +6,7 @@
 #include "NSException.h"
 #include "NSLog.h"
 #include "SynchronizeFiles.h"
+#include "VLR_PooledMemory.h"
 
 #include <csignal>
 #include <exception>
@@ -168,6 +169,9 @@ int runWith(const Options& options)
 
 int main(int argc, char** argv)
 {
+#ifdef VELLORIN_POOLED_MEMORY
+    VLR_SetRawMemory(VLR_PooledMemory());
+#endif
     const std::optional<Options> options = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (!options)
         return kWrongUsageOrForeignFailure;

@@ -1,0 +1,48 @@
+#include "LargePages.h"
+
+#include <cstdint>
+
+#include <sys/mman.h>
+
+namespace {
+
+constexpr std::size_t kLargePage = std::size_t { 1 } << 21;
+constexpr std::size_t kPage = 4096;
+
+std::size_t roundedUp(std::size_t size, std::size_t to)
+{
+    return (size + to - 1) / to * to;
+}
+
+std::size_t mappedLength(std::size_t size)
+{
+    return roundedUp(size > 0 ? size : 1, kPage);
+}
+
+} // namespace
+
+void* LargePages::obtain(std::size_t size)
+{
+    const std::size_t length = mappedLength(size);
+    if (length > SIZE_MAX - kLargePage || length < size)
+        return nullptr;
+    // More than is wanted, so that there is a large page's boundary to begin at; the rest goes back at once.
+    void* const mapped
+        = ::mmap(nullptr, length + kLargePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED)
+        return nullptr;
+    auto* const begin = static_cast<unsigned char*>(mapped);
+    const std::size_t before = roundedUp(reinterpret_cast<std::uintptr_t>(begin), kLargePage)
+        - reinterpret_cast<std::uintptr_t>(begin);
+    if (before > 0)
+        ::munmap(begin, before);
+    if (before < kLargePage)
+        ::munmap(begin + before + length, kLargePage - before);
+    ::madvise(begin + before, length, MADV_HUGEPAGE); // small pages do as well where it is refused
+    return begin + before;
+}
+
+void LargePages::giveBack(void* memory, std::size_t size)
+{
+    ::munmap(memory, mappedLength(size));
+}
