@@ -1,37 +1,12 @@
 #include "CoreFixture.h"
+#include "ScarceMemory.h"
 #include "VLR_RawMemory.h"
 #include "VLR_Synchronize.h"
 #include "VLR_System.h"
 
 #include <cstdlib>
+#include <memory>
 #include <new>
-
-namespace {
-
-std::size_t gLeft = SIZE_MAX; // allocations of either kind that will still succeed
-
-bool Granted()
-{
-    if (gLeft == 0)
-        return false;
-    --gLeft;
-    return true;
-}
-
-} // namespace
-
-// The language's own allocations run out with those of the core.
-
-void* operator new(std::size_t size)
-{
-    void* const memory = Granted() ? std::malloc(size > 0 ? size : 1) : nullptr;
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -47,20 +22,20 @@ protected:
     static bool worksWith(std::size_t allocations, const std::function<void()>& work)
     {
         const VLR_RawMemory before = VLR_SetRawMemory(
-            { [](std::size_t size) { return Granted() ? std::calloc(1, size) : nullptr; }, std::free });
+            { [](std::size_t size) { return ScarceMemory::grant() ? std::calloc(1, size) : nullptr; }, std::free });
         bool worked = false;
         bool lackedMemory = false;
-        gLeft = allocations;
+        ScarceMemory::left = allocations;
         try {
             work();
             worked = true;
         } catch (const std::bad_alloc&) {
             lackedMemory = true;
         } catch (const VLR_Exception& failure) {
-            gLeft = SIZE_MAX;
+            ScarceMemory::left = SIZE_MAX;
             lackedMemory = failure.IsShortageOfMemory();
         }
-        gLeft = SIZE_MAX;
+        ScarceMemory::left = SIZE_MAX;
         VLR_SetRawMemory(before);
         EXPECT_TRUE(worked || lackedMemory);
         return worked;

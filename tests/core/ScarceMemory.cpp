@@ -1,0 +1,23 @@
+#include "ScarceMemory.h"
+
+#include <cstdlib>
+#include <new>
+
+bool ScarceMemory::grant()
+{
+    if (left == 0)
+        return false;
+    --left;
+    return true;
+}
+
+void* operator new(std::size_t size)
+{
+    void* const memory = ScarceMemory::grant() ? std::malloc(size > 0 ? size : 1) : nullptr;
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
