@@ -6,7 +6,10 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <utility>
 
@@ -23,18 +26,30 @@ std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& name)
 
 bool isKnown(const std::string& name)
 {
-    return *zoneNamed(name) != icu::TimeZone::getUnknown();
+    static constexpr char kUnknown[] = "Etc/Unknown"; // has an entry all the same
+    return name != kUnknown && *zoneNamed(name) != icu::TimeZone::getUnknown();
 }
 
-/// What the system's settings say, by its name or, for settings without one, by its offset outside daylight saving.
+/// The offset in force now, as the C library tells it.
+int systemOffset(std::time_t now)
+{
+    std::tm local = {};
+    return ::localtime_r(&now, &local) != nullptr ? static_cast<int>(local.tm_gmtoff) : 0;
+}
+
+/// What the system's settings say, by its name. Settings may spell out a rule that has no name, which only the C library
+/// reads: then it is the offset in force now.
 NSTimeZone systemTimeZone()
 {
     const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
     icu::UnicodeString id;
     std::string name;
     zone->getID(id).toUTF8String(name);
+    const auto now = std::chrono::system_clock::now();
+    const int offset = systemOffset(std::chrono::system_clock::to_time_t(now));
     const std::optional<NSTimeZone> named = NSTimeZone::timeZoneWithName(name);
-    return named ? *named : NSTimeZone::timeZoneForSecondsFromGMT(zone->getRawOffset() / kMillisecondsPerSecond);
+    const bool agrees = named && named->secondsFromGMTForDate(NSDate::dateWithTimePoint(now)) == offset;
+    return agrees ? *named : NSTimeZone::timeZoneForSecondsFromGMT(offset);
 }
 
 std::string twoDigits(int number)

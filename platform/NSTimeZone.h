@@ -8,7 +8,7 @@
 /// A time zone, by the name that zone data knows it under.
 class NSTimeZone {
 public:
-    /// The zone of the process: the one that was set, or else the system's, as it was when first asked for.
+    /// The zone of the process: the one that was set, or else the system's.
     static NSTimeZone defaultTimeZone();
 
     /// An absent zone stands for the system's again.

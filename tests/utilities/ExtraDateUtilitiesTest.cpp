@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -131,6 +132,22 @@ TEST_F(ExtraDates, LocalSecondsCarryTheOffsetOfNow)
             EXPECT_EQ(carbonSecondsGMT(dateWithCarbonSecondsGMT(seconds)), seconds) << c.zone;
         }
     }
+}
+
+TEST_F(ExtraDates, ASystemZoneWithoutANameCountsToo)
+{
+    const char* const before = std::getenv("TZ");
+    const std::optional<std::string> zoneBefore = before != nullptr ? std::optional<std::string>(before) : std::nullopt;
+    ::setenv("TZ", "XYZ-5:30", 1);
+    ::tzset();
+    NSTimeZone::setDefaultTimeZone(std::nullopt);
+    EXPECT_EQ(carbonSecondsGMT(dateAt(kEpoch)), 19800u);
+    EXPECT_EQ(timeStringWithSeconds(dateAt(kEpoch), false).substr(0, 4), "5:30");
+    if (zoneBefore)
+        ::setenv("TZ", zoneBefore->c_str(), 1);
+    else
+        ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST_F(ExtraDates, LocalZeroEastOfGreenwichLandsIn2040)
