@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-/// Texts from dates and dates from texts, in the user's locale and the default time zone as they are when the formatter is
-/// made.
+/// Texts from dates and dates from texts, in the user's locale and the default time zone as they are when the formatter
+/// is made.
 class NSDateFormatter {
 public:
     enum class Style { None, Short, Medium, Long };
@@ -15,7 +15,8 @@ public:
     /// The number by which programs know the behaviour of this class.
     static constexpr int kBehavior10_4 = 1040;
 
-    /// Class-wide, and kept for formatters yet to be made; 0 until set. There is one behaviour here, whatever the number.
+    /// Class-wide, and kept for formatters yet to be made; 0 until set. There is one behaviour here, whatever the
+    /// number.
     static void setDefaultFormatterBehavior(int behavior);
     static int defaultFormatterBehavior();
 

@@ -7,11 +7,11 @@
 #include <memory_resource>
 #include <vector>
 
-/// Bytes that grow at their end. They may be secrets: whatever is given up, when the data is cut, grows out of its storage
-/// or ends, is wiped first.
+/// Bytes that grow at their end. They may be secrets: whatever is given up, when the data is cut, grows out of its
+/// storage or ends, is wiped first.
 ///
-/// Storage comes from the default memory resource of the time when the data was made. Data that several hold is shared by
-/// pointer; it isn't copied by accident.
+/// Storage comes from the default memory resource of the time when the data was made. Data that several hold is shared
+/// by pointer; it isn't copied by accident.
 class NSMutableData {
 public:
     /// No bytes.

@@ -37,8 +37,8 @@ int systemOffset(std::time_t now)
     return ::localtime_r(&now, &local) != nullptr ? static_cast<int>(local.tm_gmtoff) : 0;
 }
 
-/// What the system's settings say, by its name. Settings may spell out a rule that has no name, which only the C library
-/// reads: then it is the offset in force now.
+/// What the system's settings say, by its name. Settings may spell out a rule that has no name, which only the C
+/// library reads: then it is the offset in force now.
 NSTimeZone systemTimeZone()
 {
     const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());

@@ -13,13 +13,13 @@
 #include <optional>
 #include <string>
 
-/// A read cursor and an append-only sink over mutable data: the platform's twin of VLR_MemoryStream, with platform types
-/// at its edges. What one of the two writes, the other reads.
+/// A read cursor and an append-only sink over mutable data: the platform's twin of VLR_MemoryStream, with platform
+/// types at its edges. What one of the two writes, the other reads.
 ///
-/// Multi-byte integers are big-endian on the wire. Writing appends to the end of the data and never looks at the cursor,
-/// so a stream may be read and written at once. The data is shared with whoever else holds it. A failed read leaves the
-/// cursor where it was unless an operation says otherwise. Failures are inconsistency exceptions; the texts below are
-/// their messages.
+/// Multi-byte integers are big-endian on the wire. Writing appends to the end of the data and never looks at the
+/// cursor, so a stream may be read and written at once. The data is shared with whoever else holds it. A failed read
+/// leaves the cursor where it was unless an operation says otherwise. Failures are inconsistency exceptions; the texts
+/// below are their messages.
 class DataStream {
 public:
     /// Takes a share in the data, which is there, with the cursor at its start.
@@ -69,8 +69,8 @@ public:
     /// A data chunk of classic text; there is no terminator on the wire.
     std::string readCString();
 
-    /// A data chunk of UTF-8 text up to its first zero byte, in precomposed form (NFC). So a text may come back different
-    /// from how it was written. A sequence that is not valid UTF-8 becomes U+FFFD.
+    /// A data chunk of UTF-8 text up to its first zero byte, in precomposed form (NFC). So a text may come back
+    /// different from how it was written. A sequence that is not valid UTF-8 becomes U+FFFD.
     std::string readNSString();
 
     /// Top, left, bottom and right; y is not flipped. Both are one operation.

@@ -10,9 +10,9 @@
 
 /// Operations on a date: the first argument is the receiver.
 ///
-/// The two conversions named GMT take classic seconds as local clock time: their count carries the offset that the default
-/// time zone has at the present moment. A date from the other side of a daylight saving change so comes out an hour off,
-/// which callers accept. The two named 1 count in universal time.
+/// The two conversions named GMT take classic seconds as local clock time: their count carries the offset that the
+/// default time zone has at the present moment. A date from the other side of a daylight saving change so comes out an
+/// hour off, which callers accept. The two named 1 count in universal time.
 namespace ExtraDateUtilities {
 
 /// Whole seconds from 1904 to the date, cut toward zero, plus the offset; the low 32 bits.
