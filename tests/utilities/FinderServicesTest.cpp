@@ -186,6 +186,23 @@ TEST(LinuxFinderServices, AsksTheFileManagerToShowAFile)
         "revealInFinder, file: ExtraContainerUtilities, line: 1337");
 }
 
+TEST(LinuxFinderServices, AFileManagerThatCanBeStartedIsThere)
+{
+    const ScratchFolder data;
+    fs::create_directories(data.path("dbus-1/services"));
+    const std::string started = data.path("started");
+    data.write("dbus-1/services/files.service",
+        std::string("[D-BUS Service]\nName=") + kFileManager + "\nExec=/bin/mkdir " + started + " " + started + "\n");
+    ::setenv("XDG_DATA_HOME", data.path("").c_str(), 1);
+    const PrivateBus bus;
+    ::unsetenv("XDG_DATA_HOME");
+    LinuxFinderServices finder({ kWait, kWait });
+    EXPECT_TRUE(finder.isRunning());
+    EXPECT_FALSE(fs::exists(started)); // asking starts nothing
+    EXPECT_EQ(finder.reveal("/"), errAEEventNotHandled); // this one ends at once, as it can't make a folder twice
+    EXPECT_TRUE(fs::exists(started));
+}
+
 TEST(LinuxFinderServices, WithoutABusNobodyShowsFiles)
 {
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);

@@ -36,7 +36,7 @@ std::string ExtraStringUtilities::pathWithFSRef(const FSRef& ref)
     const std::optional<NSURL> url = CFURLCreateFromFSRef(ref);
     if (!url)
         raiseInconsistency(kNoURL, kPathWithFSRef, kNoURLLine);
-    const std::string text = url->urlString();
+    std::string text = url->urlString();
     if (text.empty())
         raiseInconsistency(kNoURLText, kPathWithFSRef, kNoURLTextLine);
     return text;
