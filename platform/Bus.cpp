@@ -125,9 +125,9 @@ BusAnswer Bus::ask(const char* method, const std::string& argument)
     return answer;
 }
 
-std::vector<std::string> Bus::names()
+std::vector<std::string> Bus::askForNames(const char* method)
 {
-    const BusAnswer answer = ask("ListNames", {});
+    const BusAnswer answer = ask(method, {});
     std::vector<std::string> names;
     if (!answer.reply || sd_bus_message_enter_container(answer.reply.get(), 'a', "s") <= 0)
         return names;
@@ -135,6 +135,16 @@ std::vector<std::string> Bus::names()
     while (sd_bus_message_read_basic(answer.reply.get(), 's', &name) > 0)
         names.emplace_back(name);
     return names;
+}
+
+std::vector<std::string> Bus::names()
+{
+    return askForNames("ListNames");
+}
+
+std::vector<std::string> Bus::activatableNames()
+{
+    return askForNames("ListActivatableNames");
 }
 
 std::optional<std::string> Bus::ownerOf(const std::string& name)

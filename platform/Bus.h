@@ -33,7 +33,7 @@ public:
 
     bool isUsable() const { return bus_ != nullptr; }
 
-    /// Null if the bus is not usable. The call starts no program.
+    /// Null if the bus is not usable. The call starts no program, unless its maker changes that.
     BusMessage newCall(const std::string& destination, const char* object, const char* interface, const char* method);
 
     /// Sends a call and waits for its answer. Throws Interrupted.
@@ -42,6 +42,7 @@ public:
     // Questions to the bus itself; absent or empty where it has no answer.
 
     std::vector<std::string> names();
+    std::vector<std::string> activatableNames(); // of programs that the bus starts when they are called
     std::optional<std::string> ownerOf(const std::string& name);
     std::optional<uint32_t> processOf(const std::string& name);
 
@@ -62,6 +63,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     BusAnswer ask(const char* method, const std::string& argument);
+    std::vector<std::string> askForNames(const char* method);
     int processOnce();
     void waitForTraffic(Clock::time_point deadline);
     void disconnect();

@@ -1,7 +1,10 @@
 #include "FSRef.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <memory>
 
 #include <sys/stat.h>
 
@@ -11,9 +14,36 @@ constexpr int16_t kFileNotFound = -43; // fnfErr
 constexpr int16_t kInputOutputError = -36; // ioErr
 constexpr int16_t kRefsDiffer = -1420; // errFSRefsDifferent
 
-} // namespace
+constexpr std::size_t kMostRemembered = 256;
 
-int16_t FSPathMakeRef(const std::string& path, FSRef& ref)
+/// A path by which an object was referred to. The system has no way of its own from the number to the path.
+struct KnownPath {
+    FSRef ref;
+    std::string path;
+};
+
+std::deque<KnownPath>& knownPaths()
+{
+    static std::deque<KnownPath> paths; // the newest first
+    return paths;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
+    return real ? real.get() : NSURL::fileURLWithPath(path).path();
+}
+
+void remember(const FSRef& ref, const std::string& path)
+{
+    std::deque<KnownPath>& paths = knownPaths();
+    std::erase_if(paths, [&](const KnownPath& known) { return FSCompareFSRefs(known.ref, ref) == 0; });
+    paths.push_front({ ref, absolutePath(path) });
+    if (paths.size() > kMostRemembered)
+        paths.pop_back();
+}
+
+int16_t makeRef(const std::string& path, FSRef& ref)
 {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0)
@@ -24,7 +54,35 @@ int16_t FSPathMakeRef(const std::string& path, FSRef& ref)
     return 0;
 }
 
+} // namespace
+
+int16_t FSPathMakeRef(const std::string& path, FSRef& ref)
+{
+    const int16_t error = makeRef(path, ref);
+    if (error == 0)
+        remember(ref, path);
+    return error;
+}
+
 int16_t FSCompareFSRefs(const FSRef& a, const FSRef& b)
 {
     return a.hidden == b.hidden ? 0 : kRefsDiffer;
+}
+
+int16_t FSResolveAliasFile(FSRef& ref)
+{
+    return CFURLCreateFromFSRef(ref) ? 0 : kFileNotFound;
+}
+
+std::optional<NSURL> CFURLCreateFromFSRef(const FSRef& ref)
+{
+    for (const KnownPath& known : knownPaths()) {
+        FSRef present;
+        if (FSCompareFSRefs(known.ref, ref) != 0)
+            continue;
+        if (makeRef(known.path, present) != 0 || FSCompareFSRefs(present, ref) != 0)
+            return std::nullopt;
+        return NSURL::fileURLWithPath(known.path);
+    }
+    return std::nullopt;
 }

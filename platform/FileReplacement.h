@@ -1,17 +1,10 @@
 #pragma once
 
-#include "FileSystemCalls.h"
+#include "FileSteps.h"
 #include "NSData.h"
 
-#include <functional>
 #include <optional>
 #include <string>
-
-/// A system call that failed, as a failure of the replacement it belonged to.
-struct FileSystemFailure {
-    std::string reason;
-    bool isReplaced = false; // it came after the new file had taken the old one's place
-};
 
 /// One replacement of one file, step by step. Ending it before `commit` leaves the old file and nothing else.
 class FileReplacement {
@@ -46,18 +39,15 @@ private:
     explicit FileReplacement(FileSystemCalls& calls) : calls_(calls) { }
 
     void resolveLinks(const std::string& path);
-    void openFolder();
     void makeNewFile();
-    void writeAll(const NSData& data);
     void takeOverMetadata();
 
     FileSystemCalls& calls_;
     std::string folderPath_;
     std::string name_;
     std::string newName_; // empty while there is no new file
-    int folder_ = -1;
+    OpenFolder folder_;
     int descriptor_ = -1;
-    bool folderCanSync_ = true;
     bool committed_ = false;
     std::optional<struct stat> oldFile_;
     struct stat newFile_ {};

@@ -3,6 +3,8 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -84,4 +86,25 @@ int FileSystemCalls::setAttribute(int descriptor, const char* name, const void* 
 int FileSystemCalls::removeAttribute(int descriptor, const char* name)
 {
     return ::fremovexattr(descriptor, name);
+}
+
+int FileSystemCalls::clone(int from, int to)
+{
+    return ::ioctl(to, FICLONE, from);
+}
+
+int FileSystemCalls::setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified)
+{
+    const struct timespec times[] = { accessed, modified };
+    return ::futimens(descriptor, times);
+}
+
+int FileSystemCalls::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
+{
+    return ::renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE);
+}
+
+int FileSystemCalls::linkAt(int folder, const std::string& from, const std::string& to)
+{
+    return ::linkat(folder, from.c_str(), folder, to.c_str(), 0);
 }

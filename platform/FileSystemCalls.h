@@ -29,4 +29,14 @@ public:
     virtual ssize_t getAttribute(int descriptor, const char* name, void* value, std::size_t size);
     virtual int setAttribute(int descriptor, const char* name, const void* value, std::size_t size);
     virtual int removeAttribute(int descriptor, const char* name);
+
+    // What copying needs beyond that
+
+    /// Makes the whole of one file share the content of another; an error where the file system has no such thing.
+    virtual int clone(int from, int to);
+    virtual int setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified);
+
+    /// Fails with EEXIST where the new name is taken.
+    virtual int renameToFreeNameAt(int folder, const std::string& from, const std::string& to);
+    virtual int linkAt(int folder, const std::string& from, const std::string& to);
 };

@@ -52,8 +52,11 @@ int FinderInfo::set(const std::string& path, const FileInfo& info)
     const int error = readAttribute(path, bytes); // the last 16 bytes stay
     if (error != 0)
         return error;
+    const AttributeBytes before = bytes;
     putCode(bytes.data(), info.type);
     putCode(bytes.data() + 4, info.creator);
     std::copy_n(info.rest, std::size(info.rest), bytes.data() + 8);
+    if (bytes == before) // so that a copy isn't touched once it is complete
+        return 0;
     return ::setxattr(path.c_str(), kAttribute, bytes.data(), bytes.size(), 0) == 0 ? 0 : errno;
 }

@@ -1,6 +1,7 @@
 #include "AppleEventSystem.h"
 
 #include "Bus.h"
+#include "BusErrors.h"
 #include "EventWire.h"
 
 #include <algorithm>
@@ -13,31 +14,6 @@ namespace {
 constexpr char kNotHandled[] = "org.freedesktop.DBus.Error.UnknownMethod";
 constexpr char kBadArguments[] = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr char kHandlerFailed[] = "org.freedesktop.DBus.Error.Failed";
-
-struct ErrorMapping {
-    const char* busError;
-    AEError error;
-};
-
-constexpr ErrorMapping kErrors[] = {
-    { Bus::kTimedOut, errAETimeout },
-    { "org.freedesktop.DBus.Error.TimedOut", errAETimeout },
-    { "org.freedesktop.DBus.Error.NoReply", procNotFound }, // our own time-out is told apart: the program has ended
-    { Bus::kDisconnected, procNotFound },
-    { "org.freedesktop.DBus.Error.ServiceUnknown", procNotFound },
-    { "org.freedesktop.DBus.Error.NameHasNoOwner", procNotFound },
-    { "org.freedesktop.DBus.Error.NoServer", procNotFound },
-};
-
-/// Whatever else the other side says, it did not handle the event.
-int16_t errorNumber(const std::string& busError)
-{
-    for (const ErrorMapping& mapping : kErrors) {
-        if (busError == mapping.busError)
-            return mapping.error;
-    }
-    return errAEEventNotHandled;
-}
 
 int replyWithResult(sd_bus_message* message, const AppleEvent& reply)
 {
@@ -134,7 +110,7 @@ int16_t LinuxAppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply
         return procNotFound;
     const BusAnswer answer = bus->call(message.get(), state_->timeOuts.reply);
     if (!answer.reply)
-        return errorNumber(answer.error);
+        return errorNumberOfBusError(answer.error);
     AppleEvent received;
     if (EventWire::readParameters(answer.reply.get(), received) >= 0)
         reply = std::move(received); // what can't be read is a reply without parameters

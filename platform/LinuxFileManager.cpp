@@ -1,7 +1,7 @@
 #include "NSFileManager.h"
 
 #include "FileReplacement.h"
-#include "FileSystemCalls.h"
+#include "FileSteps.h"
 #include "LargePages.h"
 
 #include <algorithm>
@@ -17,21 +17,6 @@ constexpr std::size_t kLargestFile = 0xFFFFFFF2; // a memory block of one byte m
 constexpr std::size_t kGrowthLookahead = 4096; // a file that grows while it is read is read on in such steps
 
 FileSystemCalls gCalls;
-
-class StDescriptor {
-public:
-    StDescriptor(FileSystemCalls& calls, int descriptor) : calls(calls), value(descriptor) { }
-    ~StDescriptor()
-    {
-        if (value >= 0)
-            calls.close(value);
-    }
-    StDescriptor(const StDescriptor&) = delete;
-    StDescriptor& operator=(const StDescriptor&) = delete;
-
-    FileSystemCalls& calls;
-    const int value;
-};
 
 std::shared_ptr<uint8_t[]> obtainBuffer(std::size_t size)
 {

@@ -1,0 +1,134 @@
+#include "FileCopy.h"
+
+#include "FileMetadataCopy.h"
+#include "Interruption.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <vector>
+
+#include <fcntl.h>
+
+namespace {
+
+constexpr std::size_t kCopyChunk = 1 << 16;
+
+/// One copy, step by step. Ending it before `finish` has succeeded leaves nothing.
+class FileCopy {
+public:
+    FileCopy(FileSystemCalls& calls, const std::string& to);
+    ~FileCopy();
+    FileCopy(const FileCopy&) = delete;
+    FileCopy& operator=(const FileCopy&) = delete;
+
+    void takeContent(int source);
+    void takeMetadata(const struct stat& status, int source);
+
+    /// Makes it complete on disk, under its name.
+    void finish();
+
+private:
+    void takeName();
+
+    FileSystemCalls& calls;
+    const std::string name;
+    const OpenFolder folder;
+    std::string presentName; // empty while there is nothing to remove
+    int descriptor = -1;
+};
+
+FileCopy::FileCopy(FileSystemCalls& calls, const std::string& to)
+    : calls(calls)
+    , name(nameOf(to))
+    , folder(openFolder(calls, folderOf(to)))
+{
+    try {
+        const std::string temporary = temporaryName(name);
+        descriptor = makeTemporaryFile(calls, folder.descriptor, temporary);
+        presentName = temporary;
+    } catch (...) {
+        calls.close(folder.descriptor);
+        throw;
+    }
+}
+
+FileCopy::~FileCopy()
+{
+    calls.close(descriptor);
+    if (!presentName.empty())
+        calls.unlinkAt(folder.descriptor, presentName);
+    calls.close(folder.descriptor);
+}
+
+void FileCopy::takeContent(int source)
+{
+    if (calls.clone(source, descriptor) == 0)
+        return;
+    std::vector<uint8_t> chunk(kCopyChunk);
+    for (;;) {
+        const ssize_t got = calls.read(source, chunk.data(), chunk.size());
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            failStep("read");
+        if (got == 0)
+            return;
+        writeAll(calls, descriptor, chunk.data(), static_cast<std::size_t>(got));
+    }
+}
+
+void FileCopy::takeMetadata(const struct stat& status, int source)
+{
+    copyFileMetadata(calls, status, source, descriptor);
+    calls.setTimes(descriptor, status.st_atim, status.st_mtim); // if not, it has those of its making
+}
+
+void FileCopy::finish()
+{
+    if (!syncToItsEnd(calls, descriptor))
+        failStep("sync");
+    throwIfInterrupted();
+    takeName();
+    if (!syncFolder(calls, folder))
+        failStep("folder sync");
+    presentName.clear();
+}
+
+void FileCopy::takeName()
+{
+    if (calls.renameToFreeNameAt(folder.descriptor, presentName, name) != 0) {
+        // A file system may not know this kind of renaming; a further name never takes another's place either.
+        if (errno != EINVAL || calls.linkAt(folder.descriptor, presentName, name) != 0)
+            failStep("name");
+        calls.unlinkAt(folder.descriptor, presentName);
+    }
+    presentName = name;
+}
+
+/// In-place changes that come while it is read.
+bool isUnchanged(FileSystemCalls& calls, int source, const struct stat& before)
+{
+    struct stat now {};
+    return calls.statOf(source, now) == 0 && now.st_size == before.st_size
+        && now.st_mtim.tv_sec == before.st_mtim.tv_sec && now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+}
+
+} // namespace
+
+void copyFile(FileSystemCalls& calls, const std::string& from, const std::string& to)
+{
+    // Without O_NONBLOCK the mere opening of a pipe could wait for ever.
+    const StDescriptor source(calls, calls.openAt(AT_FDCWD, from, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
+    struct stat status {};
+    if (source.value < 0 || calls.statOf(source.value, status) != 0)
+        failStep("source");
+    if (!S_ISREG(status.st_mode))
+        throw FileSystemFailure { "not a regular file", /*isReplaced=*/false };
+
+    FileCopy copy(calls, to);
+    copy.takeContent(source.value);
+    copy.takeMetadata(status, source.value);
+    if (!isUnchanged(calls, source.value, status))
+        throw FileSystemFailure { "the file has changed while it was copied", /*isReplaced=*/false };
+    copy.finish();
+}

@@ -1,0 +1,111 @@
+#include "FileSteps.h"
+
+#include "Interruption.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/random.h>
+
+namespace {
+
+constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kLongestNamePart = 120; // a temporary name has 138 bytes then; enciphered names end at 143
+
+/// As many bytes of a name as go into a temporary one. Not cut inside a UTF-8 character: a file system may refuse that.
+std::size_t lengthOfNamePart(const std::string& name)
+{
+    std::size_t length = std::min(name.size(), kLongestNamePart);
+    while (length > 0 && length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
+        --length;
+    return length;
+}
+
+} // namespace
+
+void failStep(const char* step)
+{
+    throw FileSystemFailure { std::string(step) + ": " + std::strerror(errno), /*isReplaced=*/false };
+}
+
+std::string folderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::string temporaryName(const std::string& name)
+{
+    unsigned char random[8];
+    if (::getrandom(random, sizeof random, 0) != sizeof random)
+        failStep("random number");
+    std::string result(1, '.');
+    result.append(name, 0, lengthOfNamePart(name));
+    result += '.';
+    for (const unsigned char byte : random) {
+        static constexpr char kDigits[] = "0123456789abcdef";
+        result += { kDigits[byte >> 4], kDigits[byte & 15] };
+    }
+    return result;
+}
+
+int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& name)
+{
+    const int descriptor = calls.openAt(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        failStep("new file");
+    return descriptor;
+}
+
+void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::size_t count)
+{
+    const auto* next = static_cast<const uint8_t*>(bytes);
+    std::size_t left = count;
+    while (left > 0) {
+        throwIfInterrupted();
+        const ssize_t written = calls.write(descriptor, next, std::min(left, kChunk));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written == 0)
+            errno = EIO; // a file that takes nothing would be written for ever
+        if (written <= 0)
+            failStep("write");
+        next += written;
+        left -= static_cast<std::size_t>(written);
+    }
+}
+
+bool syncToItsEnd(FileSystemCalls& calls, int descriptor)
+{
+    int result = -1;
+    do {
+        result = calls.sync(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+OpenFolder openFolder(FileSystemCalls& calls, const std::string& path)
+{
+    OpenFolder folder { calls.openAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0), /*canSync=*/true };
+    if (folder.descriptor < 0 && errno == EACCES)
+        folder = { calls.openAt(AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC, 0), /*canSync=*/false };
+    if (folder.descriptor < 0)
+        failStep("folder");
+    return folder;
+}
+
+bool syncFolder(FileSystemCalls& calls, const OpenFolder& folder)
+{
+    // A file system that can't sync a folder says so with EINVAL; it has its own ways.
+    return !folder.canSync || syncToItsEnd(calls, folder.descriptor) || errno == EINVAL;
+}
