@@ -12,6 +12,11 @@ std::size_t sizeOf(const NSAppleEventDescriptor& descriptor)
 
 } // namespace
 
+int16_t AppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions&)
+{
+    return AESend(event, reply);
+}
+
 std::optional<NSAppleEventDescriptor> AppleEventSystem::listDescriptor()
 {
     return NSAppleEventDescriptor::listDescriptor();
