@@ -35,8 +35,8 @@ protected:
 /// A clipboard: several forms of one thing, by type.
 ///
 /// A program declares the types, in the order of its preference, and sets the data of each at once, later, or through
-/// an owner when it is asked for. Toolkits offer all types of a content together: an implementation over one hands over an
-/// object that answers desktopTypes for the declared ones, and fetches data with dataForType when it is asked.
+/// an owner when it is asked for. Toolkits offer all types of a content together: an implementation over one hands over
+/// an object that answers desktopTypes for the declared ones, and fetches data with dataForType when it is asked.
 ///
 /// The desktop is told of a password in its own way, through a further type that clipboard managers know. That type
 /// never appears in `types`, in either direction: what programs see are the declared ones.

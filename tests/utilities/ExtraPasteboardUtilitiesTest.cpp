@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include <malloc.h>
 #include <unistd.h>
@@ -18,11 +19,16 @@ constexpr std::string_view kWatched = "correct horse battery staple";
 bool gWatching = false;
 int gGivenBackWithContent = 0;
 
-} // namespace
+void* obtain(std::size_t size)
+{
+    void* const memory = std::malloc(std::max<std::size_t>(size, 1));
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
 
-// What goes back to the allocator is looked at before it does.
-
-void operator delete[](void* memory) noexcept
+/// Looks at what goes back to the allocator before it does.
+void giveBack(void* memory)
 {
     if (gWatching && memory != nullptr) {
         const std::string_view content(static_cast<const char*>(memory), ::malloc_usable_size(memory));
@@ -31,17 +37,36 @@ void operator delete[](void* memory) noexcept
     std::free(memory);
 }
 
-void operator delete[](void* memory, std::size_t) noexcept
+} // namespace
+
+void* operator new(std::size_t size)
 {
-    operator delete[](memory);
+    return obtain(size);
 }
 
 void* operator new[](std::size_t size)
 {
-    void* const memory = std::malloc(std::max<std::size_t>(size, 1));
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
+    return obtain(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    giveBack(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    giveBack(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    giveBack(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept
+{
+    giveBack(memory);
 }
 
 namespace {
@@ -120,14 +145,14 @@ TEST(CopyToClipboard, ReplacedBytesAreWiped)
     ExtraStringUtilities::copyToClipboard(secret);
     general.board.setStringForType("another", NSStringPboardType);
     ExtraStringUtilities::copyToClipboard(secret);
-    EXPECT_TRUE(contentOf(general.board.dataForType(NSStringPboardType)) == kWatched);
+    const bool isThere = general.board.dataForType(NSStringPboardType)
+        == NSData::dataWithBytesNoCopy(kWatched.data(), kWatched.size());
     general.board.declareTypes({}, nullptr);
     EXPECT_EQ(gGivenBackWithContent, 0);
-    char* const unwiped = new char[64] {};
-    kWatched.copy(unwiped, kWatched.size());
-    delete[] unwiped;
-    EXPECT_EQ(std::exchange(gGivenBackWithContent, 0), 1);
+    NSData::dataWithBytes(kWatched.data(), kWatched.size()); // which nobody wipes
     gWatching = false;
+    EXPECT_EQ(std::exchange(gGivenBackWithContent, 0), 1);
+    EXPECT_TRUE(isThere);
 }
 
 TEST(StringWithClipboard, IsEmptyWithoutText)
