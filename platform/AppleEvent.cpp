@@ -76,3 +76,17 @@ int16_t AEGetParamPtr(const AppleEvent& event, uint32_t keyword, bool& value)
     value = descriptor->data()[0] != '\0';
     return noErr;
 }
+
+int16_t AEGetParamPtr(const AppleEvent& event, uint32_t keyword, uint32_t& value)
+{
+    const NSAppleEventDescriptor* const descriptor = event.paramDescriptorForKeyword(keyword);
+    if (descriptor == nullptr)
+        return errAEDescNotFound;
+    if (descriptor->descriptorType() != typeMagnitude || descriptor->data().size() != 4)
+        return errAECoercionFail;
+    uint32_t number = 0;
+    for (const char byte : descriptor->data())
+        number = number << 8 | static_cast<unsigned char>(byte);
+    value = number;
+    return noErr;
+}

@@ -20,11 +20,14 @@ inline constexpr uint32_t typeBoolean = fourCharCode("bool");
 inline constexpr uint32_t typeFileURL = fourCharCode("furl");
 inline constexpr uint32_t typeUTF8Text = fourCharCode("utf8");
 inline constexpr uint32_t typeProcessSerialNumber = fourCharCode("psn ");
+inline constexpr uint32_t typeMagnitude = fourCharCode("magn"); // unsigned, 4 bytes, big-endian
 inline constexpr uint32_t keyDirectObject = fourCharCode("----");
+inline constexpr uint32_t kCoreEventClass = fourCharCode("aevt");
 
 /// The classic error numbers of the event system that this product meets.
 enum AEError : int16_t {
     noErr = 0,
+    paramErr = -50,
     procNotFound = -600,
     memFullErr = -108,
     errAECoercionFail = -1700,
@@ -89,3 +92,6 @@ int16_t AESizeOfParam(const AppleEvent& event, uint32_t keyword, std::size_t& si
 
 /// A parameter as a boolean: errAEDescNotFound without one, errAECoercionFail for what is no boolean of 1 byte.
 int16_t AEGetParamPtr(const AppleEvent& event, uint32_t keyword, bool& value);
+
+/// A parameter as an unsigned number: errAECoercionFail for what is no typeMagnitude of 4 bytes.
+int16_t AEGetParamPtr(const AppleEvent& event, uint32_t keyword, uint32_t& value);

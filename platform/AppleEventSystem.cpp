@@ -37,6 +37,11 @@ std::optional<ProcessSerialNumber> AppleEventSystem::findProcess(const std::stri
     return std::nullopt;
 }
 
+int16_t AppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions&)
+{
+    return AESend(event, reply);
+}
+
 std::optional<NSAppleEventDescriptor> AppleEventSystem::listDescriptor()
 {
     return NSAppleEventDescriptor::listDescriptor();

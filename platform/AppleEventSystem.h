@@ -11,6 +11,28 @@
 #include <string>
 #include <vector>
 
+// Send modes. One of the first three, and flags.
+inline constexpr int32_t kAENoReply = 1;
+inline constexpr int32_t kAEQueueReply = 2;
+inline constexpr int32_t kAEWaitReply = 3;
+inline constexpr int32_t kAENeverInteract = 0x10;
+
+inline constexpr int16_t kAENormalPriority = 0;
+
+// Time-outs that are no number of ticks, of which a second has 60.
+inline constexpr int32_t kAEDefaultTimeout = -1;
+inline constexpr int32_t kNoTimeOut = -2;
+
+/// How an event is sent; as it stands, in the way of almost all events.
+struct AESendOptions {
+    int32_t sendMode = kAEWaitReply;
+    int16_t sendPriority = kAENormalPriority;
+    int32_t timeOutInTicks = kAEDefaultTimeout;
+
+    bool waitsForReply() const { return (sendMode & kAEWaitReply) != kAENoReply; }
+    bool operator==(const AESendOptions&) const = default;
+};
+
 /// Finds running programs, and sends them events.
 class AppleEventSystem {
 public:
@@ -29,6 +51,10 @@ public:
     /// Sends an event and waits for the reply, up to the default time-out of 60 seconds; 0 or an error. Throws
     /// Interrupted when a signal comes. The target is a process of which processID has told.
     virtual int16_t AESend(const AppleEvent& event, AppleEvent& reply) = 0;
+
+    /// The same with options. Without a reply asked for, `reply` stays as it is and 0 says only that the event is under
+    /// way. A system that knows of no options sends in its one way.
+    virtual int16_t AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions& options);
 
     // Making events. A message can't carry everything; what is too large for one is absent, or an error.
 
@@ -71,6 +97,10 @@ public:
     std::vector<std::string> runningBundleIdentifiers() override;
     std::optional<uint32_t> processID(const std::string& bundleIdentifier) override;
     int16_t AESend(const AppleEvent& event, AppleEvent& reply) override;
+
+    /// Nobody interacts and there is one priority: of the options, no-reply and time-out count.
+    int16_t AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions& options) override;
+
     void setEventHandler(AppleEventHandler handler, uint32_t eventClass, uint32_t eventID) override;
 
     /// Takes a bundle identifier on the bus, so that others find this program. False if the bus or the name can't be had.

@@ -90,6 +90,16 @@ BusAnswer Bus::call(sd_bus_message* message, Duration timeOut)
     return { std::move(reply), {} };
 }
 
+bool Bus::post(sd_bus_message* message)
+{
+    if (bus_ == nullptr || message == nullptr)
+        return false;
+    if (sd_bus_message_set_expect_reply(message, 0) >= 0 && sd_bus_send(bus_, message, nullptr) >= 0)
+        return true;
+    disconnect();
+    return false;
+}
+
 /// Above 0 if there was something to do, 0 if not, below 0 if the connection is gone.
 int Bus::processOnce()
 {

@@ -39,6 +39,9 @@ public:
     /// Sends a call and waits for its answer. Throws Interrupted.
     BusAnswer call(sd_bus_message* message, Duration timeOut);
 
+    /// Sends a call whose answer nobody wants. False once the bus is gone.
+    [[nodiscard]] bool post(sd_bus_message* message);
+
     // Questions to the bus itself; absent or empty where it has no answer.
 
     std::vector<std::string> names();

@@ -38,6 +38,11 @@ struct LinuxAppleEventSystem::State {
         return bus->isUsable() ? bus.get() : nullptr;
     }
 
+    /// Null where there is no usable bus, or the target is not a process that has been told of.
+    BusMessage messageFor(const AppleEvent& event);
+
+    std::chrono::milliseconds replyTimeOut(int32_t ticks) const;
+
     static int handleIncomingEvent(sd_bus_message* message, void* context, sd_bus_error*);
 
     TimeOuts timeOuts;
@@ -46,6 +51,28 @@ struct LinuxAppleEventSystem::State {
     std::map<std::pair<uint32_t, uint32_t>, AppleEventHandler> handlers; // by class and ID
     std::exception_ptr handlerFailure; // nothing may pass through the bus library
 };
+
+BusMessage LinuxAppleEventSystem::State::messageFor(const AppleEvent& event)
+{
+    Bus* const usable = usableBus();
+    const auto address = std::find_if(addresses.begin(), addresses.end(), [&](const auto& process) {
+        return ProcessSerialNumber { 0, process.first }.bytes() == event.targetDescriptor.data();
+    });
+    if (usable == nullptr || address == addresses.end())
+        return nullptr;
+    BusMessage message
+        = usable->newCall(address->second, EventWire::kObject, EventWire::kInterface, EventWire::kMethod);
+    if (!message || EventWire::appendEvent(message.get(), event) < 0)
+        return nullptr;
+    return message;
+}
+
+std::chrono::milliseconds LinuxAppleEventSystem::State::replyTimeOut(int32_t ticks) const
+{
+    if (ticks == kNoTimeOut)
+        return std::chrono::hours(24 * 365);
+    return ticks < 0 ? timeOuts.reply : std::chrono::milliseconds(int64_t { ticks } * 1000 / 60);
+}
 
 int LinuxAppleEventSystem::State::handleIncomingEvent(sd_bus_message* message, void* context, sd_bus_error*)
 {
@@ -98,17 +125,17 @@ std::optional<uint32_t> LinuxAppleEventSystem::processID(const std::string& bund
 
 int16_t LinuxAppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply)
 {
-    Bus* const bus = state_->usableBus();
-    const auto address = std::find_if(state_->addresses.begin(), state_->addresses.end(), [&](const auto& process) {
-        return ProcessSerialNumber { 0, process.first }.bytes() == event.targetDescriptor.data();
-    });
-    if (bus == nullptr || address == state_->addresses.end())
+    return AESend(event, reply, AESendOptions {});
+}
+
+int16_t LinuxAppleEventSystem::AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions& options)
+{
+    const BusMessage message = state_->messageFor(event);
+    if (!message)
         return procNotFound;
-    const BusMessage message
-        = bus->newCall(address->second, EventWire::kObject, EventWire::kInterface, EventWire::kMethod);
-    if (!message || EventWire::appendEvent(message.get(), event) < 0)
-        return procNotFound;
-    const BusAnswer answer = bus->call(message.get(), state_->timeOuts.reply);
+    if (!options.waitsForReply())
+        return state_->bus->post(message.get()) ? noErr : procNotFound;
+    const BusAnswer answer = state_->bus->call(message.get(), state_->replyTimeOut(options.timeOutInTicks));
     if (!answer.reply)
         return errorNumberOfBusError(answer.error);
     AppleEvent received;

@@ -12,6 +12,9 @@ public:
 
     static NSData dataWithBytes(const void* bytes, std::size_t length);
 
+    /// A copy that is wiped when the last value that shares it lets go.
+    static NSData dataWithSecretBytes(const void* bytes, std::size_t length);
+
     /// Borrows: the bytes must live and stay as they are as long as any copy of the value does.
     static NSData dataWithBytesNoCopy(const void* bytes, std::size_t length);
 
@@ -20,6 +23,9 @@ public:
 
     const uint8_t* bytes() const { return bytes_; }
     std::size_t length() const { return length_; }
+
+    /// Equal bytes, wherever they lie.
+    bool operator==(const NSData& other) const;
 
 private:
     std::shared_ptr<const uint8_t[]> owned_;

@@ -108,6 +108,27 @@ TEST(AppleEventSystem, FailuresHaveTheClassicNumbers)
     EXPECT_EQ(LinuxAppleEventSystem().processID("org.example.Nobody"), std::nullopt);
 }
 
+TEST(AppleEventSystem, OptionsSayHowLongToWait)
+{
+    const PrivateBus bus;
+    SecondProcess receiver(receive);
+    LinuxAppleEventSystem system;
+    const auto pid = system.processID(kName);
+    ASSERT_TRUE(pid);
+    const auto before = Clock::now();
+    AppleEvent reply;
+    reply.setDescriptor(NSAppleEventDescriptor::descriptorWithBoolean(true), keyDirectObject);
+    const AESendOptions noReply { kAENoReply, kAENormalPriority, kAEDefaultTimeout };
+    const AESendOptions sixTicks { kAEWaitReply | kAENeverInteract, kAENormalPriority, 6 };
+    EXPECT_EQ(system.AESend(eventFor(kEcho, 1), reply, noReply), procNotFound);
+    EXPECT_EQ(system.AESend(eventFor(kSleep, *pid), reply, noReply), noErr);
+    EXPECT_EQ(reply.parameters.size(), 1U); // stays as it is
+    EXPECT_EQ(system.AESend(eventFor(kEcho, *pid), reply, sixTicks), errAETimeout);
+    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(1500));
+    EXPECT_EQ(system.AESend(eventFor(kQuit, *pid), reply, noReply), noErr);
+    EXPECT_EQ(receiver.wait(), 0); // the events have got there
+}
+
 TEST(AppleEventSystem, AProgramThatEndsIsNotFound)
 {
     const PrivateBus bus;
