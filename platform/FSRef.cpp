@@ -1,12 +1,14 @@
 #include "FSRef.h"
 
+#include "FileSystemCalls.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <memory>
 
-#include <sys/stat.h>
+#include <fcntl.h>
 
 namespace {
 
@@ -46,7 +48,7 @@ void remember(const FSRef& ref, const std::string& path)
 int16_t makeRef(const std::string& path, FSRef& ref)
 {
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
+    if (fileSystemCalls().statAt(AT_FDCWD, path, status, 0) != 0)
         return errno == ENOENT || errno == ENOTDIR ? kFileNotFound : kInputOutputError;
     const uint64_t identity[] = { status.st_dev, status.st_ino };
     ref = {};

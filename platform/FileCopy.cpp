@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -43,9 +44,9 @@ FileCopy::FileCopy(FileSystemCalls& calls, const std::string& to)
     , folder(openFolder(calls, folderOf(to)))
 {
     try {
-        const std::string temporary = temporaryName(name);
+        std::string temporary = temporaryName(name);
         descriptor = makeTemporaryFile(calls, folder.descriptor, temporary);
-        presentName = temporary;
+        presentName = std::move(temporary);
     } catch (...) {
         calls.close(folder.descriptor);
         throw;

@@ -2,10 +2,12 @@
 
 #include "FileMetadataCopy.h"
 #include "Interruption.h"
+#include "Leftovers.h"
 
 #include <cerrno>
 #include <cstring>
 #include <limits.h>
+#include <utility>
 
 #include <fcntl.h>
 
@@ -76,9 +78,10 @@ void FileReplacement::write(const NSData& data)
 
 void FileReplacement::makeNewFile()
 {
-    const std::string name = temporaryName(name_);
+    removeLeftoverFiles(calls_, folder_.descriptor, name_);
+    std::string name = temporaryName(name_);
     descriptor_ = makeTemporaryFile(calls_, folder_.descriptor, name);
-    newName_ = name;
+    newName_ = std::move(name); // a copy could lack memory, and the file be left
 }
 
 void FileReplacement::takeOverMetadata()

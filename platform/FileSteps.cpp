@@ -13,6 +13,8 @@
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kRandomBytes = 8; // two digits each
+constexpr char kDigits[] = "0123456789abcdef";
 constexpr std::size_t kLongestNamePart = 120; // a temporary name has 138 bytes then; enciphered names end at 143
 
 /// As many bytes of a name as go into a temporary one. Not cut inside a UTF-8 character: a file system may refuse that.
@@ -22,6 +24,11 @@ std::size_t lengthOfNamePart(const std::string& name)
     while (length > 0 && length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
         --length;
     return length;
+}
+
+std::string beginOfTemporaryName(const std::string& name)
+{
+    return "." + name.substr(0, lengthOfNamePart(name)) + ".";
 }
 
 } // namespace
@@ -46,17 +53,20 @@ std::string nameOf(const std::string& path)
 
 std::string temporaryName(const std::string& name)
 {
-    unsigned char random[8];
+    unsigned char random[kRandomBytes];
     if (::getrandom(random, sizeof random, 0) != sizeof random)
         failStep("random number");
-    std::string result(1, '.');
-    result.append(name, 0, lengthOfNamePart(name));
-    result += '.';
-    for (const unsigned char byte : random) {
-        static constexpr char kDigits[] = "0123456789abcdef";
+    std::string result = beginOfTemporaryName(name);
+    for (const unsigned char byte : random)
         result += { kDigits[byte >> 4], kDigits[byte & 15] };
-    }
     return result;
+}
+
+bool isTemporaryName(const std::string& candidate, const std::string& name)
+{
+    const std::string begin = beginOfTemporaryName(name);
+    return candidate.size() == begin.size() + 2 * kRandomBytes && candidate.compare(0, begin.size(), begin) == 0
+        && candidate.find_first_not_of(kDigits, begin.size()) == std::string::npos;
 }
 
 int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& name)
@@ -64,6 +74,7 @@ int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& nam
     const int descriptor = calls.openAt(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0)
         failStep("new file");
+    calls.markInUse(descriptor); // where that isn't known, nothing counts as left over
     return descriptor;
 }
 

@@ -40,7 +40,10 @@ std::string nameOf(const std::string& path);
 /// first. Raises: FileSystemFailure without a random number.
 std::string temporaryName(const std::string& name);
 
-/// Makes a file that its owner alone can read, for writing. Raises: FileSystemFailure.
+/// True if `candidate` is such a name for `name`, by its form.
+bool isTemporaryName(const std::string& candidate, const std::string& name);
+
+/// Makes a file that its owner alone can read, for writing, and marks it as in use. Raises: FileSystemFailure.
 int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& name);
 
 /// Raises: FileSystemFailure. Throws Interrupted.

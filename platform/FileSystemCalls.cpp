@@ -1,12 +1,40 @@
 #include "FileSystemCalls.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <memory>
+#include <string_view>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+
+namespace {
+
+struct FolderClosing {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+FileSystemCalls gSystem;
+FileSystemCalls* gInUse = &gSystem;
+
+} // namespace
+
+FileSystemCalls& fileSystemCalls()
+{
+    return *gInUse;
+}
+
+FileSystemCalls& setFileSystemCalls(FileSystemCalls& calls)
+{
+    FileSystemCalls& before = *gInUse;
+    gInUse = &calls;
+    return before;
+}
 
 int FileSystemCalls::openAt(int folder, const std::string& name, int flags, mode_t mode)
 {
@@ -86,6 +114,50 @@ int FileSystemCalls::setAttribute(int descriptor, const char* name, const void* 
 int FileSystemCalls::removeAttribute(int descriptor, const char* name)
 {
     return ::fremovexattr(descriptor, name);
+}
+
+ssize_t FileSystemCalls::getPathAttribute(const std::string& path, const char* name, void* value, std::size_t size)
+{
+    return ::getxattr(path.c_str(), name, value, size);
+}
+
+int FileSystemCalls::setPathAttribute(const std::string& path, const char* name, const void* value, std::size_t size)
+{
+    return ::setxattr(path.c_str(), name, value, size, 0);
+}
+
+int FileSystemCalls::makeFolderAt(int folder, const std::string& name, mode_t mode)
+{
+    return ::mkdirat(folder, name.c_str(), mode);
+}
+
+int FileSystemCalls::removeFolderAt(int folder, const std::string& name)
+{
+    return ::unlinkat(folder, name.c_str(), AT_REMOVEDIR);
+}
+
+int FileSystemCalls::namesIn(int folder, std::vector<std::string>& names)
+{
+    const int own = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); // a reader closes what it reads
+    if (own < 0)
+        return -1;
+    const std::unique_ptr<DIR, FolderClosing> reader(::fdopendir(own));
+    if (!reader) {
+        ::close(own);
+        return -1;
+    }
+    errno = 0;
+    while (const dirent* const entry = ::readdir(reader.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            names.emplace_back(name);
+    }
+    return errno == 0 ? 0 : -1;
+}
+
+int FileSystemCalls::markInUse(int descriptor)
+{
+    return ::flock(descriptor, LOCK_EX | LOCK_NB);
 }
 
 int FileSystemCalls::clone(int from, int to)

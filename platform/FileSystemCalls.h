@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// The system calls that reading and replacing files is made of, each as the system defines it: -1 and errno on failure.
-/// A program that wants to see what a full disk does puts another implementation in place.
+/// The system calls that reading, replacing and locking files is made of, each as the system defines it: -1 and errno on
+/// failure. A program that wants to see what a full disk does puts another implementation in place.
 class FileSystemCalls {
 public:
     virtual ~FileSystemCalls() = default;
@@ -30,6 +30,19 @@ public:
     virtual int setAttribute(int descriptor, const char* name, const void* value, std::size_t size);
     virtual int removeAttribute(int descriptor, const char* name);
 
+    // By path, with links followed
+    virtual ssize_t getPathAttribute(const std::string& path, const char* name, void* value, std::size_t size);
+    virtual int setPathAttribute(const std::string& path, const char* name, const void* value, std::size_t size);
+
+    // Folders
+    virtual int makeFolderAt(int folder, const std::string& name, mode_t mode);
+    virtual int removeFolderAt(int folder, const std::string& name);
+    virtual int namesIn(int folder, std::vector<std::string>& names); // without those of the folder and its parent
+
+    /// Marks a file or folder as in use for as long as the descriptor is open, or its process lives. Fails at once if
+    /// another descriptor has marked it.
+    virtual int markInUse(int descriptor);
+
     // What copying needs beyond that
 
     /// Makes the whole of one file share the content of another; an error where the file system has no such thing.
@@ -40,3 +53,10 @@ public:
     virtual int renameToFreeNameAt(int folder, const std::string& from, const std::string& to);
     virtual int linkAt(int folder, const std::string& from, const std::string& to);
 };
+
+/// The implementation of all services that are not given another one.
+FileSystemCalls& fileSystemCalls();
+
+/// Puts another implementation in place for services that are made from now on, and returns the one before. It must
+/// outlive them.
+FileSystemCalls& setFileSystemCalls(FileSystemCalls& calls);

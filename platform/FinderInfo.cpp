@@ -1,11 +1,11 @@
 #include "FinderInfo.h"
 
+#include "FileSystemCalls.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <iterator>
-
-#include <sys/xattr.h>
 
 namespace {
 
@@ -16,7 +16,7 @@ using AttributeBytes = std::array<uint8_t, 32>;
 int readAttribute(const std::string& path, AttributeBytes& bytes)
 {
     bytes.fill(0);
-    const ssize_t length = ::getxattr(path.c_str(), kAttribute, bytes.data(), bytes.size());
+    const ssize_t length = fileSystemCalls().getPathAttribute(path, kAttribute, bytes.data(), bytes.size());
     return length >= 0 || errno == ENODATA ? 0 : errno;
 }
 
@@ -58,5 +58,5 @@ int FinderInfo::set(const std::string& path, const FileInfo& info)
     std::copy_n(info.rest, std::size(info.rest), bytes.data() + 8);
     if (bytes == before) // so that a copy isn't touched once it is complete
         return 0;
-    return ::setxattr(path.c_str(), kAttribute, bytes.data(), bytes.size(), 0) == 0 ? 0 : errno;
+    return fileSystemCalls().setPathAttribute(path, kAttribute, bytes.data(), bytes.size()) == 0 ? 0 : errno;
 }

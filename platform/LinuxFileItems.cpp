@@ -6,14 +6,8 @@
 #include <fcntl.h>
 #include <sys/statvfs.h>
 
-namespace {
-
-FileSystemCalls gCalls;
-
-} // namespace
-
 LinuxFileItems::LinuxFileItems()
-    : calls_(gCalls)
+    : calls_(fileSystemCalls())
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include "FileReplacement.h"
 #include "FileSteps.h"
+#include "FileSystemCalls.h"
 #include "LargePages.h"
 
 #include <algorithm>
@@ -15,8 +16,6 @@ namespace {
 
 constexpr std::size_t kLargestFile = 0xFFFFFFF2; // a memory block of one byte more can't be had
 constexpr std::size_t kGrowthLookahead = 4096; // a file that grows while it is read is read on in such steps
-
-FileSystemCalls gCalls;
 
 std::shared_ptr<uint8_t[]> obtainBuffer(std::size_t size)
 {
@@ -77,7 +76,7 @@ LinuxFileManager::Stamp::Stamp(const struct stat& status)
 }
 
 LinuxFileManager::LinuxFileManager()
-    : calls_(gCalls)
+    : calls_(fileSystemCalls())
 {
 }
 

@@ -1,3 +1,4 @@
+#include "FileSystemCalls.h"
 #include "NSDistributedLock.h"
 #include "ScratchFolder.h"
 
@@ -6,7 +7,6 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,25 +19,29 @@ namespace {
 
 std::function<void()> gRightAfterMkdir; // called once
 
-} // namespace
-
-/// The system's mkdir, with a place for what other programs do just then.
-extern "C" int mkdir(const char* path, mode_t mode) noexcept
-{
-    const long result = ::syscall(SYS_mkdirat, AT_FDCWD, path, mode);
-    if (result == 0 && gRightAfterMkdir)
-        std::exchange(gRightAfterMkdir, nullptr)();
-    return static_cast<int>(result);
-}
-
-namespace {
+/// The system's calls, with a place for what other programs do just then.
+class CallsWithOthers final : public FileSystemCalls {
+public:
+    int makeFolderAt(int folder, const std::string& name, mode_t mode) override
+    {
+        const int result = FileSystemCalls::makeFolderAt(folder, name, mode);
+        if (result == 0 && gRightAfterMkdir)
+            std::exchange(gRightAfterMkdir, nullptr)();
+        return result;
+    }
+};
 
 class LinuxLock : public ::testing::Test {
 protected:
+    LinuxLock() : before(setFileSystemCalls(calls)) { }
+    ~LinuxLock() override { setFileSystemCalls(before); }
+
     std::unique_ptr<NSDistributedLock> lock() { return system.lockWithPath(folder.path(".a")); }
 
     ScratchFolder folder;
     LinuxLockSystem system;
+    CallsWithOthers calls;
+    FileSystemCalls& before;
 };
 
 TEST_F(LinuxLock, ExcludesAnyOtherAndComesFreeAgain)

@@ -1,15 +1,14 @@
 #include "ScratchFolder.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
 
 #include <stdlib.h>
 
-ScratchFolder::ScratchFolder()
+ScratchFolder::ScratchFolder(const std::filesystem::path& parent)
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vellorin-test.XXXXXX").string();
+    std::string pattern = (parent / "vellorin-test.XXXXXX").string();
     folder_ = ::mkdtemp(pattern.data());
 }
 
@@ -40,4 +39,10 @@ std::string ScratchFolder::listing() const
     for (const std::string& name : names)
         joined += (joined.empty() ? "" : " ") + name;
     return joined;
+}
+
+std::filesystem::path folderInMemory()
+{
+    const std::filesystem::path shared = "/dev/shm";
+    return std::filesystem::is_directory(shared) ? shared : std::filesystem::temp_directory_path();
 }

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 /// A folder that goes with its scope, and the files in it.
 class ScratchFolder {
 public:
-    ScratchFolder();
+    explicit ScratchFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path());
     ~ScratchFolder();
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -20,3 +21,6 @@ public:
 private:
     std::string folder_;
 };
+
+/// A parent for folders in which much is written and nothing needs a disk.
+std::filesystem::path folderInMemory();
