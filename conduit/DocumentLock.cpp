@@ -52,9 +52,11 @@ bool DocumentLock::grabWriteLockForFile(const Path& path, bool rememberIfFailed)
         return true;
     if (holds(failedWriteLocks_, *lockPathOfFile))
         return false;
-    std::unique_ptr<NSDistributedLock> lock = system_.lockWithPath(*lockPathOfFile);
-    if (lock->tryLock()) {
-        fileWriteLocks_.push_back({ *lockPathOfFile, std::move(lock) });
+    // All memory is had before the lock is: one that is taken and not noted would never be given back.
+    Entry entry { *lockPathOfFile, system_.lockWithPath(*lockPathOfFile) };
+    fileWriteLocks_.reserve(fileWriteLocks_.size() + 1);
+    if (entry.lock->tryLock()) {
+        fileWriteLocks_.push_back(std::move(entry));
         return true;
     }
     if (findWriteLockForDocument(path) != nullptr)
