@@ -5,8 +5,12 @@
 
 bool ScarceMemory::grant()
 {
-    if (left == 0)
+    if (left == 0) {
+        ++shortages;
+        if (failsOnce)
+            left = SIZE_MAX;
         return false;
+    }
     --left;
     return true;
 }

@@ -1,0 +1,265 @@
+#include "FaultyCalls.h"
+#include "FileSystemInMemory.h"
+#include "ScratchFolder.h"
+#include "Synchronisation.h"
+#include "VaultHistory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// Each system call of a synchronisation fails in turn, in each way, and the process ends before each of them. Every
+// sweep runs over its own pairs of vaults.
+
+namespace {
+
+using Kind = FaultyCalls::Kind;
+using Fault = FaultyCalls::Fault;
+
+constexpr char kFirst[] = "/vaults/a.vlr";
+constexpr char kSecond[] = "/vaults/b.vlr";
+constexpr char kFirstLock[] = "/vaults/.a.vlr/";
+constexpr char kSecondLock[] = "/vaults/.b.vlr/";
+
+constexpr std::array<int, 5> kErrors { ENOSPC, EIO, EINTR, EDQUOT, EACCES };
+
+/// The vaults of a run and what an undisturbed one makes of them.
+struct Expected {
+    explicit Expected(const VaultPair& vaults)
+        : before { stateOf(vaults.first), stateOf(vaults.second) }
+        , after(afterMerge(vaults))
+    {
+    }
+
+    static std::array<VaultState, 2> afterMerge(const VaultPair& vaults)
+    {
+        const VaultPair result = merged(vaults);
+        return { stateOf(result.first), stateOf(result.second) };
+    }
+
+    std::array<VaultState, 2> before;
+    std::array<VaultState, 2> after;
+};
+
+class FailingCalls : public ::testing::Test {
+protected:
+    /// One run in memory with a fault in it, then one without.
+    void meet(const VaultPair& vaults, const Expected& expected, const Fault& fault)
+    {
+        FileSystemInMemory files({ { kFirst, vaults.first }, { kSecond, vaults.second } });
+        FaultyCalls calls(files);
+        const StFileSystemCalls inPlace(calls);
+        calls.set(fault);
+        Synchronisation synchronisation(clock);
+        const std::string result = synchronisation.run(kFirst, kSecond);
+        calls.set({});
+        EXPECT_EQ(files.openDescriptors(), 0u);
+        expectOldOrNew(files.tree(), expected, result, synchronisation.notReplaced);
+        if (fault.fromThenOn) // then a lock may stay, as it can't be removed
+            breakLocks();
+        EXPECT_EQ(files.tree().count(kFirstLock) + files.tree().count(kSecondLock), 0u) << "a lock stays";
+
+        EXPECT_EQ(synchronisation.run(kFirst, kSecond), SynchronizeFiles::kSuccess);
+        EXPECT_TRUE(synchronisation.notReplaced.empty());
+        expectMerged(files.tree(), expected);
+    }
+
+    /// Each file is its old or its new self, and none is old without word of it.
+    void expectOldOrNew(const FileSystemInMemory::Tree& tree, const Expected& expected, const std::string& result,
+        const std::set<std::string>& notReplaced)
+    {
+        const char* const paths[] = { kFirst, kSecond };
+        for (std::size_t i = 0; i < 2; ++i) {
+            ASSERT_EQ(tree.count(paths[i]), 1u) << paths[i];
+            const VaultState state = stateOf(tree.at(paths[i]));
+            const bool isNew = state == expected.after[i];
+            EXPECT_TRUE(isNew || state == expected.before[i]) << paths[i];
+            EXPECT_TRUE(isNew || result != SynchronizeFiles::kSuccess || notReplaced.count(paths[i]) > 0)
+                << paths[i] << " is old and nobody says so";
+        }
+    }
+
+    static void expectMerged(const FileSystemInMemory::Tree& tree, const Expected& expected)
+    {
+        std::string names;
+        for (const auto& [path, bytes] : tree)
+            names += path + " ";
+        EXPECT_EQ(names, std::string("/vaults/ ") + kFirst + " " + kSecond + " ");
+        EXPECT_TRUE(stateOf(tree.at(kFirst)) == expected.after[0]);
+        EXPECT_TRUE(stateOf(tree.at(kSecond)) == expected.after[1]);
+    }
+
+    /// What docs/hand-off.md tells people to do about a lock that stays.
+    static void breakLocks()
+    {
+        for (const std::string lock : { "/vaults/.a.vlr", "/vaults/.b.vlr" })
+            LinuxLockSystem().lockWithPath(lock)->breakLock();
+    }
+
+    std::size_t callsOf(const VaultPair& vaults)
+    {
+        FileSystemInMemory files({ { kFirst, vaults.first }, { kSecond, vaults.second } });
+        FaultyCalls calls(files);
+        const StFileSystemCalls inPlace(calls);
+        EXPECT_EQ(Synchronisation(clock).run(kFirst, kSecond), SynchronizeFiles::kSuccess);
+        return calls.count();
+    }
+
+    /// Every call of a run on one pair, with each fault of `faults`; `at` is filled in here.
+    void sweep(uint64_t seed, const std::vector<Fault>& faults)
+    {
+        const VaultPair vaults = VaultHistory(seed).pair();
+        const Expected expected(vaults);
+        const std::size_t calls = callsOf(vaults);
+        ASSERT_GT(calls, 50u);
+        std::size_t runs = 0;
+        for (Fault fault : faults) {
+            for (fault.at = 0; fault.at < calls; ++fault.at, ++runs) {
+                SCOPED_TRACE("call " + std::to_string(fault.at) + (fault.fromThenOn ? " and all behind it" : "")
+                    + ", error " + std::to_string(fault.error) + ", seed " + std::to_string(seed));
+                meet(vaults, expected, fault);
+                if (HasFailure())
+                    return;
+            }
+        }
+        RecordProperty("runs", static_cast<int>(runs));
+    }
+
+    StNoLog log;
+    ClockStandIn clock;
+
+    FailingCalls() { clock.step = 1; } // the wait for a lock is over in 15 looks
+};
+
+TEST_F(FailingCalls, EachOnceWithEachError)
+{
+    std::vector<Fault> faults;
+    for (const int error : kErrors)
+        faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/false, error });
+    sweep(/*seed=*/1, faults);
+    sweep(/*seed=*/2, faults);
+}
+
+TEST_F(FailingCalls, AllFromOneOnWithEachError)
+{
+    std::vector<Fault> faults;
+    for (const int error : kErrors)
+        faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/true, error });
+    sweep(/*seed=*/3, faults);
+}
+
+TEST_F(FailingCalls, ShortReadsAndWritesLoseNothing)
+{
+    sweep(/*seed=*/4, { { Kind::Short, 0, /*fromThenOn=*/false, 0 }, { Kind::Short, 0, /*fromThenOn=*/true, 0 } });
+}
+
+/// Files on the disk, and a child process for each run that is killed.
+class KilledRuns : public ::testing::Test {
+protected:
+    /// True if the run got through before its end came.
+    bool runInChild(std::size_t killedAt)
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            calls.set({ Kind::Kills, killedAt, /*fromThenOn=*/true, 0 });
+            const bool succeeded = Synchronisation(clock).run(first, second) == SynchronizeFiles::kSuccess;
+            ::_exit(succeeded ? 0 : 1);
+        }
+        int status = 0;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status));
+        EXPECT_TRUE(WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == FaultyCalls::kKilled) << WEXITSTATUS(status);
+        return WEXITSTATUS(status) == 0;
+    }
+
+    void breakLocks()
+    {
+        for (const std::string name : { ".a.vlr", ".b.vlr" })
+            LinuxLockSystem().lockWithPath(folder.path(name))->breakLock();
+    }
+
+    void expectOldOrNew(const char* name, const VaultState& before, const VaultState& after)
+    {
+        const VaultState state = stateOf(folder.read(name));
+        EXPECT_TRUE(state == before || state == after) << name;
+    }
+
+    StNoLog log;
+    ClockStandIn clock;
+    ScratchFolder folder;
+    UnsyncedCalls unsynced;
+    FaultyCalls calls { unsynced };
+    const StFileSystemCalls inPlace { calls };
+    const std::string first = folder.path("a.vlr");
+    const std::string second = folder.path("b.vlr");
+};
+
+TEST_F(KilledRuns, LeaveWholeFilesAndNothingThatTheNextRunDoesNotRemove)
+{
+    clock.step = 1;
+    const VaultPair vaults = VaultHistory(/*seed=*/5).pair();
+    const Expected expected(vaults);
+    bool gotThrough = false;
+    std::size_t left = 0;
+    for (std::size_t killedAt = 0; !gotThrough && !HasFailure(); ++killedAt) {
+        SCOPED_TRACE("killed before call " + std::to_string(killedAt));
+        folder.write("a.vlr", vaults.first);
+        folder.write("b.vlr", vaults.second);
+        gotThrough = runInChild(killedAt);
+        expectOldOrNew("a.vlr", expected.before[0], expected.after[0]);
+        expectOldOrNew("b.vlr", expected.before[1], expected.after[1]);
+        breakLocks();
+        left += folder.listing() != "a.vlr b.vlr";
+        calls.set({});
+        EXPECT_EQ(Synchronisation(clock).run(first, second), SynchronizeFiles::kSuccess);
+        EXPECT_TRUE(stateOf(folder.read("a.vlr")) == expected.after[0]);
+        EXPECT_TRUE(stateOf(folder.read("b.vlr")) == expected.after[1]);
+        EXPECT_EQ(folder.listing(), "a.vlr b.vlr");
+    }
+    EXPECT_GT(left, 10u); // there was something to remove
+}
+
+/// The two file systems of these tests behave alike where a synchronisation looks.
+TEST_F(KilledRuns, TheFileSystemInMemorySeesTheSameCalls)
+{
+    const VaultPair vaults = VaultHistory(/*seed=*/6).pair();
+    folder.write("a.vlr", vaults.first);
+    folder.write("b.vlr", vaults.second);
+    EXPECT_EQ(Synchronisation(clock).run(first, second), SynchronizeFiles::kSuccess);
+    FileSystemInMemory files({ { kFirst, vaults.first }, { kSecond, vaults.second } });
+    FaultyCalls inMemory(files);
+    const StFileSystemCalls inMemoryInPlace(inMemory);
+    EXPECT_EQ(Synchronisation(clock).run(kFirst, kSecond), SynchronizeFiles::kSuccess);
+    EXPECT_EQ(inMemory.count(), calls.count());
+    EXPECT_TRUE(stateOf(files.tree().at(kFirst)) == stateOf(folder.read("a.vlr")));
+}
+
+/// What has the form of a left-over but is none stays: another vault's, a folder, a link, and the file of a living run.
+TEST_F(KilledRuns, OnlyWhatIsOursAndDeadIsRemoved)
+{
+    const VaultPair vaults = VaultHistory(/*seed=*/7).pair();
+    folder.write("a.vlr", vaults.first);
+    folder.write("b.vlr", vaults.second);
+    folder.write(".a.vlr.0123456789abcdef", "dead");
+    folder.write(".b.vlr.0123456789abcdef", "alive");
+    folder.write(".c.vlr.0123456789abcdef", "another vault's");
+    folder.write(".a.vlr.0123456789ABCDEF", "another form");
+    ASSERT_EQ(::symlink("a.vlr", folder.path(".a.vlr.00000000000000aa").c_str()), 0);
+    ASSERT_EQ(unsynced.makeFolderAt(AT_FDCWD, folder.path(".a.vlr.00000000000000bb"), 0755), 0);
+    ASSERT_EQ(unsynced.makeFolderAt(AT_FDCWD, folder.path(".a.vlr.0123456789ab"), 0755), 0);
+    const int alive = unsynced.openAt(AT_FDCWD, folder.path(".b.vlr.0123456789abcdef"), O_RDONLY, 0);
+    ASSERT_EQ(unsynced.markInUse(alive), 0);
+    EXPECT_EQ(Synchronisation(clock).run(first, second), SynchronizeFiles::kSuccess);
+    EXPECT_EQ(folder.listing(),
+        ".a.vlr.00000000000000aa .a.vlr.00000000000000bb .a.vlr.0123456789ABCDEF .b.vlr.0123456789abcdef "
+        ".c.vlr.0123456789abcdef a.vlr b.vlr");
+    ::close(alive);
+}
+
+} // namespace
