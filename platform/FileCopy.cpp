@@ -2,6 +2,7 @@
 
 #include "FileMetadataCopy.h"
 #include "Interruption.h"
+#include "Leftovers.h"
 
 #include <cerrno>
 #include <cstdint>
@@ -44,6 +45,7 @@ FileCopy::FileCopy(FileSystemCalls& calls, const std::string& to)
     , folder(openFolder(calls, folderOf(to)))
 {
     try {
+        removeLeftoverFiles(calls, folder.descriptor, name);
         std::string temporary = temporaryName(name);
         descriptor = makeTemporaryFile(calls, folder.descriptor, temporary);
         presentName = std::move(temporary);

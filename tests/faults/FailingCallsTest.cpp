@@ -118,9 +118,8 @@ protected:
         const Expected expected(vaults);
         const std::size_t calls = callsOf(vaults);
         ASSERT_GT(calls, 50u);
-        std::size_t runs = 0;
         for (Fault fault : faults) {
-            for (fault.at = 0; fault.at < calls; ++fault.at, ++runs) {
+            for (fault.at = 0; fault.at < calls; ++fault.at) {
                 SCOPED_TRACE("call " + std::to_string(fault.at) + (fault.fromThenOn ? " and all behind it" : "")
                     + ", error " + std::to_string(fault.error) + ", seed " + std::to_string(seed));
                 meet(vaults, expected, fault);
@@ -128,7 +127,6 @@ protected:
                     return;
             }
         }
-        RecordProperty("runs", static_cast<int>(runs));
     }
 
     StNoLog log;
@@ -142,8 +140,8 @@ TEST_F(FailingCalls, EachOnceWithEachError)
     std::vector<Fault> faults;
     for (const int error : kErrors)
         faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/false, error });
-    sweep(/*seed=*/1, faults);
-    sweep(/*seed=*/2, faults);
+    for (uint64_t seed = 100; seed < 110 && !HasFailure(); ++seed)
+        sweep(seed, faults);
 }
 
 TEST_F(FailingCalls, AllFromOneOnWithEachError)
@@ -151,7 +149,8 @@ TEST_F(FailingCalls, AllFromOneOnWithEachError)
     std::vector<Fault> faults;
     for (const int error : kErrors)
         faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/true, error });
-    sweep(/*seed=*/3, faults);
+    for (uint64_t seed = 200; seed < 210 && !HasFailure(); ++seed)
+        sweep(seed, faults);
 }
 
 TEST_F(FailingCalls, ShortReadsAndWritesLoseNothing)
