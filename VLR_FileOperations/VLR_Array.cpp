@@ -210,10 +210,11 @@ void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
 
 void VLR_ObjectArray::Reorder(const std::vector<uint32_t>& order)
 {
-    const std::vector<VLR_Object*> former(Base(), Base() + count);
-    VLR_Object** const elements = Elements();
-    for (uint32_t i = 0; i < count; ++i)
-        elements[i] = former.at(order.at(i));
+    if (order.size() != count)
+        VLR_RAISE(kOutOfRange);
+    std::vector<VLR_Object*> reordered(count);
+    std::transform(order.begin(), order.end(), reordered.begin(), [this](uint32_t i) { return ObjectAtIndex(i); });
+    std::copy(reordered.begin(), reordered.end(), Elements());
 }
 
 VLR_Object** VLR_ObjectArray::Elements()

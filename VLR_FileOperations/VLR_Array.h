@@ -57,7 +57,7 @@ public:
     /// The elements' AsString, joined. An element type that does not override AsString adds the empty string.
     VLR_String ComponentsJoinedByString(VLR_String separator) const;
 
-    /// Puts the element that stands at `order[i]` at i. `order` must hold each index once.
+    /// Puts the element that stands at `order[i]` at i. `order` must hold each index once. Raises: kOutOfRange.
     void Reorder(const std::vector<uint32_t>& order);
 
     /// A number that differs after each change of the list, for indexes of it.

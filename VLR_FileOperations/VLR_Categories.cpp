@@ -3,6 +3,7 @@
 #include "VLR_Comparator.h"
 #include "VLR_Document.h"
 #include "VLR_TextIndex.h"
+#include "VLR_TextRepresentations.h"
 
 #include <memory>
 
@@ -19,6 +20,9 @@ void VLR_Categories::Harvest()
         VLR_String* const listed = name.release(); // the list's now
         known.Add(*listed, listed);
     }
+    StVLR_TextRepresentations whileSorting;
+    for (uint32_t i = 0; i < names.Count(); ++i)
+        whileSorting.Keep(*names.ObjectAtIndex(i));
     names.Sort(VLR_StringComparatorCaseInsensitive());
 }
 
