@@ -112,3 +112,8 @@ ExtraStringUtilities::BackupReport ExtraStringUtilities::makeBackupCopy(const st
     copyCodesIfPossible(path, *target);
     return report(kMade, kMadeFormat, lastPathComponent(*target));
 }
+
+bool ExtraStringUtilities::isBackupMade(const BackupReport& report)
+{
+    return report.at(kBackupHeadline) == NSBundle::mainBundle().localizedStringForKey(kMade);
+}
