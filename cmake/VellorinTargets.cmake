@@ -39,6 +39,11 @@ if(VELLORIN_SANITIZE)
     target_link_options(vellorin_settings INTERFACE -fsanitize=address,undefined)
 endif()
 
+if(VELLORIN_COVERAGE)
+    target_compile_options(vellorin_settings INTERFACE --coverage -fprofile-abs-path)
+    target_link_options(vellorin_settings INTERFACE --coverage)
+endif()
+
 # One folder of the product: a static library whose headers are included by their bare names.
 function(vellorin_library name)
     add_library(${name} STATIC ${ARGN})
