@@ -29,7 +29,7 @@ void VLR_Categories::Harvest()
 void VLR_Categories::RenameCategory(const VLR_String& from, const VLR_String& to)
 {
     const VLR_String oldName(from); // both may be the category of a record that changes
-    const VLR_String newName(to);
+    const VLR_String newName(to); // NOLINT(performance-unnecessary-copy-initialization)
     for (uint32_t i = 0; i < document->recordList.Count(); ++i) {
         VLR_PasswordData& record = *document->recordList.ObjectAtIndex(i);
         if (record.Category().Compare(&oldName) == 0)

@@ -39,8 +39,7 @@ std::optional<Identity> identityOf(int descriptor)
     return Identity { status.st_dev, status.st_ino };
 }
 
-/// When this process started, in seconds since 1970; 0 if the system doesn't tell.
-std::time_t processStart()
+std::time_t askForProcessStart()
 {
     std::ifstream statusFile("/proc/self/stat");
     std::string status;
@@ -58,6 +57,13 @@ std::time_t processStart()
         std::getline(systemFile, key);
     }
     return 0;
+}
+
+/// When this process started, in seconds since 1970; 0 if the system doesn't tell. Asked for once.
+std::time_t processStart()
+{
+    static const std::time_t start = askForProcessStart();
+    return start;
 }
 
 std::string holderNote()
@@ -180,6 +186,11 @@ private:
 };
 
 } // namespace
+
+LinuxLockSystem::LinuxLockSystem()
+{
+    static_cast<void>(processStart());
+}
 
 std::unique_ptr<NSDistributedLock> LinuxLockSystem::lockWithPath(const std::string& path)
 {

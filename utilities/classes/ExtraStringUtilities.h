@@ -86,6 +86,9 @@ inline constexpr char kBackupText[] = "informativeTextWithFormat"; // to be show
 /// Never raises: every failure is a report. Throws Interrupted when a signal comes, with nothing left over.
 BackupReport makeBackupCopy(const std::string& path, NSFileItems& files);
 
+/// True if the report says that the copy is there.
+bool isBackupMade(const BackupReport& report);
+
 // The desktop
 
 /// Moves a file or folder to the trash; of a link, the link. True also where nothing is to be seen: a link that leads nowhere, a
