@@ -14,7 +14,6 @@
 #include "VLR_Utility.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace {
 
@@ -176,7 +175,7 @@ AMErrorDictionary SynchronizeFiles::errorDictionaryForString(const std::string& 
 AMErrorDictionary SynchronizeFiles::errorDictionaryForException(const NSException& exception)
 {
     // The sentence for people is looked up and dropped: hosts match on the place and code of the failure instead.
-    if (std::atoi(exception.name().c_str()) == VLR_ExceptionMastersIncompatible)
+    if (exception.name() == std::to_string(VLR_ExceptionMastersIncompatible))
         static_cast<void>(NSBundle::mainBundle().localizedStringForKey(kMastersDiffer));
     return errorDictionaryForString(exception.reason());
 }

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr uint32_t kPointerSize = sizeof(VLR_Object*);
+constexpr uint32_t kPointerSize = sizeof(void*);
 constexpr uint32_t kMaxCount = std::numeric_limits<uint32_t>::max() / kPointerSize;
 
 /// A count too large for any block becomes a length that no allocation can grant.
@@ -190,7 +190,7 @@ VLR_ObjectArray VLR_ObjectArray::Find(const VLR_Object& object, const VLR_Compar
     return found;
 }
 
-VLR_String VLR_ObjectArray::ComponentsJoinedByString(VLR_String separator) const
+VLR_String VLR_ObjectArray::ComponentsJoinedByString(const VLR_String& separator) const
 {
     VLR_MemoryBlock joined;
     for (uint32_t i = 0; i < count; ++i) {
@@ -210,10 +210,11 @@ void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
 
 void VLR_ObjectArray::Reorder(const std::vector<uint32_t>& order)
 {
-    const std::vector<VLR_Object*> former(Base(), Base() + count);
-    VLR_Object** const elements = Elements();
-    for (uint32_t i = 0; i < count; ++i)
-        elements[i] = former.at(order.at(i));
+    if (order.size() != count)
+        VLR_RAISE(kOutOfRange);
+    std::vector<VLR_Object*> reordered(count);
+    std::transform(order.begin(), order.end(), reordered.begin(), [this](uint32_t i) { return ObjectAtIndex(i); });
+    std::copy(reordered.begin(), reordered.end(), Elements());
 }
 
 VLR_Object** VLR_ObjectArray::Elements()

@@ -55,9 +55,9 @@ public:
     VLR_ObjectArray Find(const VLR_Object& object, const VLR_Comparator& comparator, bool firstOnly) const;
 
     /// The elements' AsString, joined. An element type that does not override AsString adds the empty string.
-    VLR_String ComponentsJoinedByString(VLR_String separator) const;
+    VLR_String ComponentsJoinedByString(const VLR_String& separator) const;
 
-    /// Puts the element that stands at `order[i]` at i. `order` must hold each index once.
+    /// Puts the element that stands at `order[i]` at i. `order` must hold each index once. Raises: kOutOfRange.
     void Reorder(const std::vector<uint32_t>& order);
 
     /// A number that differs after each change of the list, for indexes of it.

@@ -139,6 +139,7 @@ void VLR_BlowFish::MixKeyIntoP()
     for (uint32_t& subkey : P) {
         uint32_t word = 0;
         for (uint32_t k = 0; k < 4; ++k)
+            // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): an empty key is refused before
             word = word << 8 | keyBytes.Bytes()[(j + k) % keyLength];
         subkey ^= word;
         j = (j + 4) % keyLength;

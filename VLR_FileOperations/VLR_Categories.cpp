@@ -3,6 +3,7 @@
 #include "VLR_Comparator.h"
 #include "VLR_Document.h"
 #include "VLR_TextIndex.h"
+#include "VLR_TextRepresentations.h"
 
 #include <memory>
 
@@ -19,13 +20,16 @@ void VLR_Categories::Harvest()
         VLR_String* const listed = name.release(); // the list's now
         known.Add(*listed, listed);
     }
+    StVLR_TextRepresentations whileSorting;
+    for (uint32_t i = 0; i < names.Count(); ++i)
+        whileSorting.Keep(*names.ObjectAtIndex(i));
     names.Sort(VLR_StringComparatorCaseInsensitive());
 }
 
 void VLR_Categories::RenameCategory(const VLR_String& from, const VLR_String& to)
 {
     const VLR_String oldName(from); // both may be the category of a record that changes
-    const VLR_String newName(to);
+    const VLR_String newName(to); // NOLINT(performance-unnecessary-copy-initialization)
     for (uint32_t i = 0; i < document->recordList.Count(); ++i) {
         VLR_PasswordData& record = *document->recordList.ObjectAtIndex(i);
         if (record.Category().Compare(&oldName) == 0)

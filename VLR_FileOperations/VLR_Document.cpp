@@ -38,7 +38,7 @@ public:
 
 VLR_Document::VLR_Document(VLR_DocumentReadStyle style)
     : openDate(VLR_System::SecondsSince2001())
-    , documentFlagOverridable(VLR_System::GetPreference(VLRPref_DocumentFlagOverride, 0) != kOverrideOff)
+    , documentFlagOverridable(VLR_System::GetPreference(VLRPref_DocumentFlagOverride, 0) != kOverrideOff ? 1 : 0)
     , keepEncrypted(style == VLR_DocumentReadKeepEncrypted)
 {
 }

@@ -143,7 +143,8 @@ public:
     /// Adds a record with the same texts and dates; colour, flags and opaque fields stay behind.
     void DuplicatePasswordData(VLR_PasswordData* record);
 
-    /// Latches the records that equal another in all nine texts, all but the first of each such run; answers their number.
+    /// Sorts the records and latches those that equal the one before them in all nine texts; answers their number. Between
+    /// two equal records there may come one whose texts differ in case alone: then neither is latched.
     /// Leaves every record viewable, nothing selected, both lists sorted, and the sort order by title. With `verbose` it
     /// logs as VLR_PasswordData::IsDuplicate does. Only for deciphered records: those kept encrypted have no texts.
     /// Cost: some sorts of the records.

@@ -40,7 +40,7 @@ private:
 class StVLR_Retained {
 public:
     explicit StVLR_Retained(VLR_Object& object) : object(object) { object.Retain(); }
-    ~StVLR_Retained() { object.Release(); }
+    ~StVLR_Retained() { object.Release(); } // NOLINT(bugprone-exception-escape): never at count 0, since it holds one
     StVLR_Retained(const StVLR_Retained&) = delete;
     StVLR_Retained& operator=(const StVLR_Retained&) = delete;
 

@@ -151,17 +151,21 @@ public:
 
     /// The user name, or the password, with all references replaced. The field itself stays. A reference to no record stays
     /// in the text, and so does everything behind it.
-    /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle, and
-    /// for a text that doubles itself beyond 16 MiB; VLR_String::kTagsOutOfOrder for ":]" before "[:".
+    /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle, for
+    /// a result beyond 16 MiB, and for more than 512 MiB of texts on the way; VLR_String::kTagsOutOfOrder for ":]" before
+    /// "[:"; code VLR_ExceptionInternal for marks that overlap, as in "[:]".
     /// Cost: references of any depth are resolved without deep calls; a look-up costs as VLR_TitleIndex says.
     VLR_String ResolvedField(bool username);
 
-    /// The same behind the records in `visited`, to which those taken are added and stay.
+    /// The same behind the records in `visited`, to which those taken are added and stay. Somebody must hold this record:
+    /// the list would else be its last holder.
     VLR_String ResolveField(bool username, VLR_Array<VLR_PasswordData>& visited);
 
     /// Rewrites the references to this record's title, in all records of the document, to a title that it is about to get,
     /// and with `applyTitle` sets it. A rewritten record is an edited one. Titles match caseless here. Where the new title
-    /// holds the old one, each field is rewritten once.
+    /// holds the old one, each field is rewritten once. One in which rewriting makes the old reference anew is rewritten
+    /// until it is gone, or 1,000 times without becoming shorter, or has grown beyond 16 MiB.
+    /// Raises: what the setters raise, with the records before it rewritten.
     void UpdateReverseReferencesToNewTitle(const VLR_String& newTitle, bool applyTitle);
 
     VLR_String Description() const;

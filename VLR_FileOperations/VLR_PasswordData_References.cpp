@@ -12,9 +12,12 @@ namespace {
 constexpr char kReferenceFormat[] = "[:%@:]";
 constexpr char kTitlePlace[] = "%@";
 
-// No text that people write comes near either; they end what would go on for ever.
-constexpr uint32_t kLongestResolvedField = 1u << 24; // bytes
-constexpr uint32_t kMostRewrites = 1000; // of one field in one renaming
+// No text that people write comes near these; they end what would take for ever or fill the memory.
+constexpr uint64_t kLongestField = 1u << 24; // bytes of one text
+constexpr uint64_t kMostWork = 1u << 29; // bytes looked at in one resolution
+constexpr uint32_t kMostRewrites = 1000; // of one field in one renaming that do not make it shorter
+
+constexpr uint32_t kShortestReference = 5; // "[:", a letter, ":]"
 
 VLR_String Text(const char* utf8)
 {
@@ -37,16 +40,18 @@ VLR_String FormattedReferenceTo(const VLR_String& title)
     return reference;
 }
 
-/// Raises: code VLR_ExceptionCancelled for a text that doubles itself from record to record.
-void ReplaceReference(VLR_String& text, const VLR_String& reference, const VLR_String& value)
+/// An upper limit of the text's length once each match of `reference` has given way to `value`.
+uint64_t LengthAfterReplacing(VLR_String& text, const VLR_String& reference, const VLR_String& value)
 {
-    const uint64_t mostMatches = text.Length() / reference.Length() + 1;
-    if (text.Length() + mostMatches * value.Length() > kLongestResolvedField) {
-        VLR_PodBlock<VLR_Range> ranges;
-        if (text.Length() + uint64_t { text.FindAllRanges(reference, ranges) } * value.Length() > kLongestResolvedField)
-            VLR_RAISE_CODE(VLR_ExceptionCancelled);
-    }
-    text.ReplaceAll(reference, value);
+    const uint64_t withMostMatches = text.Length() + uint64_t { text.Length() } / kShortestReference * value.Length();
+    if (withMostMatches <= kLongestField)
+        return withMostMatches;
+    VLR_PodBlock<VLR_Range> matches;
+    uint64_t length = text.Length();
+    const uint32_t count = text.FindAllRanges(reference, matches);
+    for (uint32_t i = 0; i < count; ++i)
+        length += value.Length() - uint64_t { matches.Values()[i].length }; // a unit has a byte at least
+    return length;
 }
 
 /// One record whose field is being resolved, and the reference in it that waits for its value.
@@ -84,11 +89,12 @@ public:
                 Enter(*target);
                 continue;
             }
-            const VLR_String value = current.result;
+            VLR_String value;
+            value.Exchange(current.result);
             open.pop_back();
             if (open.empty())
                 return value;
-            ReplaceReference(open.back().result, open.back().pending, value);
+            TakeValue(open.back(), value);
         }
     }
 
@@ -103,11 +109,62 @@ private:
         open.push_back({ &record, username ? record.Username() : record.Password(), VLR_String() });
     }
 
+    /// Raises: code VLR_ExceptionCancelled for texts that double themselves from record to record, and for more of them
+    /// than could be looked at.
+    void TakeValue(Resolution& resolution, VLR_String& value)
+    {
+        work += uint64_t { resolution.result.Length() } + value.Length();
+        if (work > kMostWork || LengthAfterReplacing(resolution.result, resolution.pending, value) > kLongestField)
+            VLR_RAISE_CODE(VLR_ExceptionCancelled);
+        if (resolution.result.VLR_MemoryBlock::Compare(&resolution.pending) == 0)
+            resolution.result.Exchange(value); // nothing but the reference
+        else
+            resolution.result.ReplaceAll(resolution.pending, value);
+    }
+
     const bool username;
+    uint64_t work = 0;
     VLR_Array<VLR_PasswordData>& visited;
     VLR_TextIndex visitedTitles;
     std::deque<Resolution> open; // innermost last
 };
+
+namespace {
+
+/// Puts a new reference in the place of an old one.
+class ReferenceRewriter {
+public:
+    ReferenceRewriter(const VLR_String& oldReference, const VLR_String& newReference)
+        : oldReference(oldReference)
+        , newReference(newReference)
+        , onceIsEnough(newReference.Contains(oldReference)) // in whatever case: it would be found for ever
+        , whileSearching(oldReference)
+    {
+    }
+
+    void Rewrite(VLR_PasswordData& record, const VLR_String& field, void (VLR_PasswordData::*set)(const VLR_String&)) const
+    {
+        VLR_String text(field);
+        uint32_t roundsThatDidNotShorten = 0;
+        while (text.Contains(oldReference)) {
+            const uint32_t lengthBefore = text.Length();
+            text.ReplaceAll(oldReference, newReference);
+            (record.*set)(text);
+            record.SetChangedSinceSync(1);
+            const bool isShorter = text.Length() < lengthBefore;
+            if (onceIsEnough || (!isShorter && (++roundsThatDidNotShorten == kMostRewrites || text.Length() > kLongestField)))
+                return;
+        }
+    }
+
+private:
+    const VLR_String& oldReference;
+    const VLR_String& newReference;
+    const bool onceIsEnough;
+    const StVLR_AutoSystemRepresentation whileSearching;
+};
+
+} // namespace
 
 VLR_String VLR_PasswordData::ResolvedField(bool username)
 {
@@ -128,22 +185,12 @@ void VLR_PasswordData::UpdateReverseReferencesToNewTitle(const VLR_String& newTi
     const VLR_String title(newTitle); // it may be a field that changes on the way
     const VLR_String oldReference = FormattedReferenceTo(Title());
     const VLR_String newReference = FormattedReferenceTo(title);
-    // Where the new reference holds the old one, in whatever case, one rewriting leaves nothing else to do.
-    const uint32_t mostRewrites = newReference.Contains(oldReference) ? 1 : kMostRewrites;
-    const StVLR_AutoSystemRepresentation whileSearching(oldReference);
-    const auto rewrite = [&](VLR_PasswordData& record, const VLR_String& field, auto set) {
-        VLR_String copy(field);
-        for (uint32_t i = 0; i < mostRewrites && copy.Contains(oldReference); ++i) {
-            ReplaceReference(copy, oldReference, newReference);
-            (record.*set)(copy);
-            record.SetChangedSinceSync(1);
-        }
-    };
+    const ReferenceRewriter rewriter(oldReference, newReference);
     const VLR_Array<VLR_PasswordData>& records = document_->recordList;
     for (uint32_t i = 0; i < records.Count(); ++i) {
         VLR_PasswordData& record = *records.ObjectAtIndex(i);
-        rewrite(record, record.Username(), &VLR_PasswordData::SetUsername);
-        rewrite(record, record.Password(), &VLR_PasswordData::SetPassword);
+        rewriter.Rewrite(record, record.Username(), &VLR_PasswordData::SetUsername);
+        rewriter.Rewrite(record, record.Password(), &VLR_PasswordData::SetPassword);
     }
     if (applyTitle)
         SetTitle(title);

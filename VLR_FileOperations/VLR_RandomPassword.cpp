@@ -68,7 +68,7 @@ struct RepeatFields {
 };
 
 /// From the opening brace. Moves the cursor to the closing one, or to `end` if there is none.
-RepeatFields SplitRepeat(unsigned char** cursor, unsigned char* end)
+RepeatFields SplitRepeat(unsigned char** cursor, const unsigned char* end)
 {
     RepeatFields fields;
     unsigned char* fieldBegin = *cursor + 1;

@@ -211,7 +211,7 @@ std::string VLR_PhoneticPassword::RandomFirst() const
     return std::next(phonemes.begin(), DrawBelow(static_cast<uint32_t>(phonemes.size())))->first;
 }
 
-std::string VLR_PhoneticPassword::RandomSecond(std::string pair) const
+std::string VLR_PhoneticPassword::RandomSecond(const std::string& pair) const
 {
     const auto found = phonemes.find(pair);
     if (found == phonemes.end())

@@ -54,7 +54,7 @@ public:
     std::string RandomFirst() const;
 
     /// A follower of the pair; a first pair for one that the table does not know.
-    std::string RandomSecond(std::string pair) const;
+    std::string RandomSecond(const std::string& pair) const;
 
     /// True for everything but a, e, i, o, u of either case: for "y", digits and punctuation too.
     bool IsConsonant(char c) const;

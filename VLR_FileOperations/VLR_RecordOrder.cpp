@@ -40,8 +40,12 @@ public:
     {
         const uint32_t start = bytes.Length();
         VLR_System::AppendComparisonKey(text, VLR_StringComparisonCaseless, bytes);
-        const Entry entry { PrefixOf(bytes.Bytes() + start, bytes.Length() - start), start, bytes.Length() - start };
-        entries.Append(&entry, sizeof entry);
+        entries.Resize(entries.Length() + static_cast<uint32_t>(sizeof(Entry)));
+        Entry& entry = entries.Values()[entries.Count() - 1]; // filled where it stands, which is wiped
+        entry.start = start;
+        entry.length = bytes.Length() - start;
+        for (uint32_t i = 0; i < sizeof entry.prefix; ++i)
+            entry.prefix = entry.prefix << 8 | (i < entry.length ? bytes.Bytes()[start + i] : 0);
     }
 
     bool IsLess(uint32_t a, uint32_t b) const
@@ -62,14 +66,6 @@ private:
         uint32_t length;
     };
 
-    static uint64_t PrefixOf(const unsigned char* key, uint32_t length)
-    {
-        uint64_t prefix = 0;
-        for (uint32_t i = 0; i < sizeof prefix; ++i)
-            prefix = prefix << 8 | (i < length ? key[i] : 0);
-        return prefix;
-    }
-
     VLR_MemoryBlock bytes;
     VLR_PodBlock<Entry> entries;
 };
@@ -79,12 +75,15 @@ bool AreSame(const Records& a, const Records& b)
     return a.Count() == b.Count() && std::equal(a.Base(), a.Base() + a.Count(), b.Base());
 }
 
+/// Records of several documents compare by several fields.
 void SortByComparisons(Records& records)
 {
     StVLR_TextRepresentations whileSorting;
     for (uint32_t i = 0; i < records.Count(); ++i) {
-        whileSorting.Keep(records.ObjectAtIndex(i)->UUID());
-        whileSorting.Keep(records.ObjectAtIndex(i)->Category());
+        const VLR_PasswordData& record = *records.ObjectAtIndex(i);
+        for (const VLR_String* const text : { &record.UUID(), &record.Title(), &record.URL(), &record.Username(),
+                 &record.Category(), &record.Password() })
+            whileSorting.Keep(*text);
     }
     records.Sort(VLR_PasswordDataComparator());
 }

@@ -58,7 +58,7 @@ public:
 
     /// Selects the first title at or behind the characters typed without a pause, else the last. It need not begin with
     /// them. Always true.
-    /// Cost: a binary search, or a walk if titles have changed since the index was made.
+    /// Cost: a binary search, or a walk if any record has been edited since the index was made.
     bool ProcessUniCharPrivate(VLR_KeyEvent& event);
 
     /// Makes this record alone the selection, and the anchor of ranges; one that is not viewable leaves no anchor.

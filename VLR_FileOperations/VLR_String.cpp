@@ -70,6 +70,7 @@ VLR_String::VLR_String(const VLR_MemoryBlock& block, VLR_CharacterSetType set)
     VLR_System::ConvertString(block, set, *this, VLR_CharacterSetUTF8);
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): as with blocks, a text assigned to itself ends up empty
 VLR_String& VLR_String::operator=(const VLR_String& other)
 {
     CopyFrom(other);

@@ -59,7 +59,7 @@ public:
     uint32_t ReplaceAll(const VLR_String& search, const VLR_String& replacement);
 
     /// The text between the first `startTag` and the first `endTag`, found caseless; empty if either is missing.
-    /// Raises: kTagsOutOfOrder; code VLR_ExceptionInternal for equal tags, which are both found at one place.
+    /// Raises: kTagsOutOfOrder; code VLR_ExceptionInternal for tags that overlap, as equal ones always do.
     VLR_String ExtractBetween(const VLR_String& startTag, const VLR_String& endTag) const;
 
     /// Replaces the same stretch with its tags, which ExtractBetween leaves out. Nothing changes if either is missing.

@@ -9,10 +9,39 @@ if(VELLORIN_WERROR)
     target_compile_options(vellorin_settings INTERFACE -Werror)
 endif()
 
+# What makes a fault in the code harder to use, in every preset. tests/programs/check_hardening.py looks for each of them
+# in the finished programs.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
+    set(VELLORIN_CONTROL_FLOW -fcf-protection=full) # calls and jumps by address meet a landing place, or end the program
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    set(VELLORIN_CONTROL_FLOW -mbranch-protection=standard)
+endif()
+target_compile_options(vellorin_settings INTERFACE
+    -fPIE # with -pie: programs lie at addresses of chance
+    -fstack-protector-strong # a return address that was written over ends the program
+    -fstack-clash-protection # a frame can't leap over the page that guards the stack
+    ${VELLORIN_CONTROL_FLOW})
+target_compile_definitions(vellorin_settings INTERFACE _GLIBCXX_ASSERTIONS) # an index out of range ends the program
+target_link_options(vellorin_settings INTERFACE
+    -pie
+    LINKER:-z,relro,-z,now # the tables of addresses are read-only before main
+    LINKER:-z,noexecstack)
+if(NOT VELLORIN_SANITIZE)
+    # Lengths that the compiler knows are compared at run time. That needs optimisation; and the sanitizers, which look
+    # at the same calls more closely, know the plain ones alone.
+    target_compile_options(vellorin_settings INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
+endif()
+
 if(VELLORIN_SANITIZE)
     target_compile_options(vellorin_settings INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vellorin_settings INTERFACE -fsanitize=address,undefined)
+endif()
+
+if(VELLORIN_COVERAGE)
+    target_compile_options(vellorin_settings INTERFACE --coverage -fprofile-abs-path)
+    target_link_options(vellorin_settings INTERFACE --coverage)
 endif()
 
 # One folder of the product: a static library whose headers are included by their bare names.

@@ -23,7 +23,9 @@ public:
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
 
-    void takeContent(int source);
+    /// At most `length` bytes, and one more to tell a longer source: one that grows as fast as it is read must not fill
+    /// the disk.
+    void takeContent(int source, uint64_t length);
     void takeMetadata(const struct stat& status, int source);
 
     /// Makes it complete on disk, under its name.
@@ -31,6 +33,7 @@ public:
 
 private:
     void takeName();
+    bool isOwn(const std::string& present) const;
 
     FileSystemCalls& calls;
     const std::string name;
@@ -57,18 +60,27 @@ FileCopy::FileCopy(FileSystemCalls& calls, const std::string& to)
 
 FileCopy::~FileCopy()
 {
-    calls.close(descriptor);
-    if (!presentName.empty())
+    if (!presentName.empty() && isOwn(presentName))
         calls.unlinkAt(folder.descriptor, presentName);
+    calls.close(descriptor);
     calls.close(folder.descriptor);
 }
 
-void FileCopy::takeContent(int source)
+/// Whether the copy itself stands under the name, and not what somebody has put there since.
+bool FileCopy::isOwn(const std::string& present) const
+{
+    struct stat own {};
+    struct stat there {};
+    return calls.statOf(descriptor, own) == 0 && calls.statAt(folder.descriptor, present, there, AT_SYMLINK_NOFOLLOW) == 0
+        && own.st_dev == there.st_dev && own.st_ino == there.st_ino;
+}
+
+void FileCopy::takeContent(int source, uint64_t length)
 {
     if (calls.clone(source, descriptor) == 0)
         return;
     std::vector<uint8_t> chunk(kCopyChunk);
-    for (;;) {
+    for (uint64_t copied = 0; copied <= length;) {
         const ssize_t got = calls.read(source, chunk.data(), chunk.size());
         if (got < 0 && errno == EINTR)
             continue;
@@ -77,6 +89,7 @@ void FileCopy::takeContent(int source)
         if (got == 0)
             return;
         writeAll(calls, descriptor, chunk.data(), static_cast<std::size_t>(got));
+        copied += static_cast<uint64_t>(got);
     }
 }
 
@@ -101,11 +114,17 @@ void FileCopy::takeName()
 {
     if (calls.renameToFreeNameAt(folder.descriptor, presentName, name) != 0) {
         // A file system may not know this kind of renaming; a further name never takes another's place either.
-        if (errno != EINVAL || calls.linkAt(folder.descriptor, presentName, name) != 0)
+        const bool isUnknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+        if (!isUnknown || calls.linkAt(folder.descriptor, presentName, name) != 0)
             failStep("name");
         calls.unlinkAt(folder.descriptor, presentName);
     }
     presentName = name;
+}
+
+bool isSameTime(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
 /// In-place changes that come while it is read.
@@ -113,7 +132,7 @@ bool isUnchanged(FileSystemCalls& calls, int source, const struct stat& before)
 {
     struct stat now {};
     return calls.statOf(source, now) == 0 && now.st_size == before.st_size
-        && now.st_mtim.tv_sec == before.st_mtim.tv_sec && now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+        && isSameTime(now.st_mtim, before.st_mtim) && isSameTime(now.st_ctim, before.st_ctim);
 }
 
 } // namespace
@@ -129,7 +148,7 @@ void copyFile(FileSystemCalls& calls, const std::string& from, const std::string
         throw FileSystemFailure { "not a regular file", /*isReplaced=*/false };
 
     FileCopy copy(calls, to);
-    copy.takeContent(source.value);
+    copy.takeContent(source.value, static_cast<uint64_t>(status.st_size));
     copy.takeMetadata(status, source.value);
     if (!isUnchanged(calls, source.value, status))
         throw FileSystemFailure { "the file has changed while it was copied", /*isReplaced=*/false };

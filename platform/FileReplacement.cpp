@@ -49,7 +49,7 @@ void FileReplacement::resolveLinks(const std::string& path)
             return;
         }
         const std::string next(target, static_cast<std::size_t>(length));
-        resolved = next.rfind('/', 0) == 0 ? next : folderOf(resolved) + "/" + next;
+        resolved = next.rfind('/', 0) == 0 ? next : folderOf(resolved).append("/").append(next);
     }
     errno = ELOOP;
     failStep("symbolic link");

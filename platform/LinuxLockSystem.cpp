@@ -24,8 +24,7 @@ struct Identity {
     bool operator==(const Identity&) const = default;
 };
 
-/// When this process started, in seconds since 1970; 0 if the system doesn't tell.
-std::time_t processStart()
+std::time_t askForProcessStart()
 {
     std::ifstream statusFile("/proc/self/stat");
     std::string status;
@@ -43,6 +42,13 @@ std::time_t processStart()
         std::getline(systemFile, key);
     }
     return 0;
+}
+
+/// When this process started, in seconds since 1970; 0 if the system doesn't tell. Asked for once.
+std::time_t processStart()
+{
+    static const std::time_t start = askForProcessStart();
+    return start;
 }
 
 std::string holderNote()
@@ -206,6 +212,11 @@ private:
 };
 
 } // namespace
+
+LinuxLockSystem::LinuxLockSystem()
+{
+    static_cast<void>(processStart());
+}
 
 std::unique_ptr<NSDistributedLock> LinuxLockSystem::lockWithPath(const std::string& path)
 {

@@ -40,6 +40,9 @@ public:
 /// and that was broken and made again by another at that very moment.
 class LinuxLockSystem final : public LockSystem {
 public:
+    /// Asks the system when this process started, which a process that has been restricted to some folders can't.
+    LinuxLockSystem();
+
     std::unique_ptr<NSDistributedLock> lockWithPath(const std::string& path) override;
     uint32_t systemVersion() const override { return 0x100608; }
 };

@@ -56,6 +56,8 @@ std::string stringByDeletingLastPathComponent(const std::string& path)
 
 std::string stringByAppendingPathComponent(const std::string& path, const std::string& component)
 {
+    if (component == "/" && path.ends_with('/'))
+        return path;
     const bool needsSlash = !path.empty() && path.back() != '/';
     return path + (needsSlash ? "/" : "") + component;
 }

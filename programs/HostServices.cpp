@@ -1,5 +1,7 @@
 #include "HostServices.h"
 
+#include "CarriedWhole.h"
+#include "ExtraStringUtilities.h"
 #include "Interruption.h"
 #include "NSLog.h"
 
@@ -13,6 +15,15 @@ void pauseBetweenLockAttempts()
     sleepUnlessInterrupted(std::chrono::milliseconds(5));
 }
 
+constexpr char kNotAllCarried[] = "not all of it can be carried over. ";
+
+/// The report's text, which goes on with advice in further paragraphs.
+std::string firstParagraph(const ExtraStringUtilities::BackupReport& report)
+{
+    const std::string& text = report.at(ExtraStringUtilities::kBackupText);
+    return text.substr(0, text.rfind("\n\n"));
+}
+
 } // namespace
 
 SynchronizeFilesHost HostServices::forAction()
@@ -23,13 +34,34 @@ SynchronizeFilesHost HostServices::forAction()
 std::optional<NSData> HostServices::NotingFileManager::dataWithContentsOfFile(const std::string& path)
 {
     throwIfInterrupted();
-    return files.dataWithContentsOfFile(path);
+    std::optional<NSData> data = files.dataWithContentsOfFile(path);
+    if (data && !isCarriedWhole(*data))
+        losingPaths.insert(path);
+    else
+        losingPaths.erase(path);
+    return data;
+}
+
+/// False with the reason if the file would lose bytes and no copy of them could be made.
+bool HostServices::NotingFileManager::keepOldBytes(const std::string& path, std::string& reason)
+{
+    if (!losingPaths.contains(path))
+        return true;
+    const ExtraStringUtilities::BackupReport report = ExtraStringUtilities::makeBackupCopy(path, items);
+    const std::string text = kNotAllCarried + firstParagraph(report);
+    if (!ExtraStringUtilities::isBackupMade(report)) {
+        reason = "not replaced: " + text;
+        return false;
+    }
+    backedUp.push_back({ path, text });
+    losingPaths.erase(path);
+    return true;
 }
 
 bool HostServices::NotingFileManager::writeToFile(const NSData& data, const std::string& path, std::string* reason)
 {
     std::string ownReason;
-    const bool written = files.writeToFile(data, path, &ownReason);
+    const bool written = keepOldBytes(path, ownReason) && files.writeToFile(data, path, &ownReason);
     if (!written)
         notReplaced.push_back({ path, ownReason });
     if (reason != nullptr)

@@ -5,6 +5,8 @@
 #include "NSAutoreleasePool.h"
 #include "NSException.h"
 #include "NSLog.h"
+#include "NSURL.h"
+#include "Sandbox.h"
 #include "SynchronizeFiles.h"
 #include "VLR_PooledMemory.h"
 
@@ -116,10 +118,27 @@ private:
     const Handler sizeBefore;
 };
 
+/// At its end it names the files that were backed up, which an interrupted run has done too.
+class StTellOfBackups {
+public:
+    explicit StTellOfBackups(const HostServices& services) : services(services) { }
+    ~StTellOfBackups()
+    {
+        for (const HostServices::BackedUp& file : services.backedUp())
+            complain(file.path + ": " + file.report);
+    }
+    StTellOfBackups(const StTellOfBackups&) = delete;
+    StTellOfBackups& operator=(const StTellOfBackups&) = delete;
+
+private:
+    const HostServices& services;
+};
+
 /// One run of the action and the end of its senders; the result text.
 std::string runAction(HostServices& services, const std::vector<std::string>& paths)
 {
     const StSurviveFailedWrites duringTheRun;
+    const StTellOfBackups howeverItEnds(services);
     SynchronizeFiles action(services.forAction());
     NSAutoreleasePool senders;
     try {
@@ -133,9 +152,24 @@ std::string runAction(HostServices& services, const std::vector<std::string>& pa
     }
 }
 
+/// From here on the process reaches the folders of these files and nothing else, should a vault take hold of it. Without
+/// a kernel that can do so it goes on as it is.
+void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
+{
+#ifdef VELLORIN_CONFINED
+    std::vector<std::string> folders;
+    for (const std::string& path : paths) {
+        const std::vector<std::string> ofFile = Sandbox::foldersOfFile(NSURL::fileURLWithPath(path).path());
+        folders.insert(folders.end(), ofFile.begin(), ofFile.end());
+    }
+    static_cast<void>(Sandbox::restrictToFolders(folders));
+#endif
+}
+
 int synchronize(const std::vector<std::string>& paths)
 {
     HostServices services;
+    confineToFoldersOf(paths); // the services have asked the system what they need to know
     const std::string result = runAction(services, paths);
     for (const HostServices::NotReplaced& file : services.notReplaced())
         complain(file.path + ": " + file.reason);

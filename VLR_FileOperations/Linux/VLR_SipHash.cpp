@@ -1,5 +1,7 @@
 #include "VLR_SipHash.h"
 
+#include "VLR_System.h"
+
 #include <bit>
 
 namespace {
@@ -35,6 +37,11 @@ VLR_SipHash::VLR_SipHash(uint64_t key0, uint64_t key1)
     , v2(key0 ^ 0x6C7967656E657261)
     , v3(key1 ^ 0x7465646279746573)
 {
+}
+
+VLR_SipHash::~VLR_SipHash()
+{
+    VLR_System::MemWipe(&pending, sizeof pending); // the last bytes of a text
 }
 
 void VLR_SipHash::Add(const unsigned char* bytes, uint32_t n)

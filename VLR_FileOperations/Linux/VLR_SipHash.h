@@ -6,6 +6,9 @@
 class VLR_SipHash {
 public:
     VLR_SipHash(uint64_t key0, uint64_t key1);
+    ~VLR_SipHash();
+    VLR_SipHash(const VLR_SipHash&) = delete;
+    VLR_SipHash& operator=(const VLR_SipHash&) = delete;
 
     void Add(const unsigned char* bytes, uint32_t n);
     void Add(unsigned char byte) { Add(&byte, 1); }

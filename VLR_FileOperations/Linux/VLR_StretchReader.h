@@ -12,6 +12,8 @@ struct VLR_StretchBuffers {
         , maker(type, key)
     {
     }
+    VLR_StretchBuffers(const VLR_StretchBuffers&) = delete;
+    VLR_StretchBuffers& operator=(const VLR_StretchBuffers&) = delete;
 
     const bool caseless;
     VLR_UTF16 units;

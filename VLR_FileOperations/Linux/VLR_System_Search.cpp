@@ -133,6 +133,8 @@ VLR_Range VLR_System::FindRangeOfString(
         return RangeOf(*pattern.ascii, text, text.Bytes(), text.Bytes() + text.Length());
     if (textIsASCII && !pattern.keyIsASCII)
         return kVLR_RangeNotFound;
+    if (textIsASCII && VLR_Unicode::IsASCII(search)) // and long
+        return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
     if (!pattern.borders.empty())
         return FindInStretches(text, pattern);
     const VLR_SystemRepresentation where(text);

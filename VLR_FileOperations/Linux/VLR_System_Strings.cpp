@@ -40,7 +40,7 @@ VLR_String TextOf(VLR_UTF16 units)
 
 int32_t SignOf(std::strong_ordering order)
 {
-    return order < 0 ? -1 : order > 0 ? 1 : 0;
+    return std::is_lt(order) ? -1 : std::is_gt(order) ? 1 : 0;
 }
 
 /// Hands out the key of the end of a text, one code point after the other. Takes a cached representation's key if there

@@ -15,9 +15,14 @@ bool ScarceMemory::grant()
     return true;
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return ScarceMemory::grant() ? std::malloc(size > 0 ? size : 1) : nullptr;
+}
+
 void* operator new(std::size_t size)
 {
-    void* const memory = ScarceMemory::grant() ? std::malloc(size > 0 ? size : 1) : nullptr;
+    void* const memory = operator new(size, std::nothrow);
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;

@@ -141,6 +141,22 @@ TEST_F(References, FollowANewTitle)
     EXPECT_EQ(str(at(0).Title()) + str(at(1).Password()), "new title[:new title:]");
 }
 
+std::string times(int count, const std::string& text)
+{
+    std::string result;
+    for (int i = 0; i < count; ++i)
+        result += text;
+    return result;
+}
+
+TEST_F(References, ARewritingThatEndsByItselfIsNotCutShort)
+{
+    const std::string nested = times(1200, "[:x") + "[:y:]" + times(1200, ":]"); // shorter with each rewriting
+    fill({ { "x[:y:]", nested.c_str(), "" } });
+    at(0).UpdateReverseReferencesToNewTitle(S("y"), /*applyTitle=*/false);
+    EXPECT_EQ(str(at(0).Username()), "[:y:]");
+}
+
 TEST_F(References, ARenamingAlwaysEnds)
 {
     std::mt19937 random(3);

@@ -3,6 +3,7 @@
 behind, interrupted, on a full disk. Usage: run_real_life.py BIN; ends with "N passed, N failed"."""
 
 import contextlib
+import ctypes
 import os
 import pathlib
 import resource
@@ -68,10 +69,10 @@ class Scene:
     def records(self):
         return [set(content.split(b"Pdat")[1:]) for content in self.contents()]
 
-    def check_merged(self):
+    def check_merged(self, *expected):
         first, second = self.records()
         assert first == second and len(first) == 11, (len(first), len(second))
-        self.check_tidy()
+        self.check_tidy(*expected)
 
     def check_unchanged(self):
         assert self.contents() == self.before
@@ -236,7 +237,75 @@ def a_log_that_nobody_reads(scene):
     run.stderr.close()
     assert run.stdout.read() == "<Success>\n"
     assert run.wait(timeout=60) == 0
+    scene.check_merged("laptop backup 1.vlr")
+
+
+def a_vault_that_would_lose_bytes_is_backed_up(scene):
+    scene.first.chmod(0o640)
+    scene.first.write_bytes(scene.before[0] + b"garbage")
+    done = scene.sync("--quiet")
+    assert (done.returncode, done.stdout) == (0, "<Success>\n"), done
+    told = [line for line in done.stderr.splitlines() if line]
+    assert told == [f"vellorin-sync: {scene.first}: not all of it can be carried over. Your data file was backed up with "
+                    "the name 'laptop backup 1.vlr' in the same folder as the original."], done.stderr
+    backup = scene.vaults / "laptop backup 1.vlr"
+    assert backup.read_bytes() == scene.before[0] + b"garbage"
+    assert backup.stat().st_mode & 0o777 == 0o640
+    done = scene.sync()
+    assert (done.returncode, done.stderr) == (0, ""), done  # all of it is readable now
+    scene.check_merged("laptop backup 1.vlr")
+
+
+def a_backup_of_a_link_stands_beside_the_link(scene):
+    link = scene.folder / "link.vlr"
+    link.symlink_to(scene.first)
+    scene.first.write_bytes(scene.before[0] + b"garbage")
+    done = scene.run("vellorin-sync", link, scene.second)
+    assert done.returncode == 0 and "'link backup 1.vlr'" in done.stderr, done
+    assert (scene.folder / "link backup 1.vlr").read_bytes() == scene.before[0] + b"garbage"
     scene.check_merged()
+
+
+def without_its_backup_a_vault_is_not_replaced(scene):
+    damaged = scene.before[1] + b"garbage"
+    scene.second.write_bytes(damaged)
+    taken = [f"stick backup {number}.vlr" for number in range(1, 101)]
+    for name in taken:
+        (scene.vaults / name).write_bytes(b"")
+    done = scene.sync()
+    assert (done.returncode, done.stdout) == (3, "<Success>\n"), done
+    assert f"{scene.second}: not replaced: not all of it can be carried over. Couldn't create backup" in done.stderr
+    assert scene.second.read_bytes() == damaged
+    assert scene.first.read_bytes() != scene.before[0]  # this one loses nothing
+    assert all((scene.vaults / name).read_bytes() == b"" for name in taken)
+    scene.check_tidy(*taken)
+
+
+def other_folders_are_out_of_reach(scene):
+    """A file that has become a link into another folder since the program began is not followed there."""
+    if landlock_version() <= 0:
+        print("skip other_folders_are_out_of_reach: this kernel can't restrict a process to folders")
+        return
+    elsewhere = scene.folder / "elsewhere"
+    elsewhere.mkdir()
+    lock = scene.vaults / ".stick.vlr"
+    lock.mkdir()
+    run = scene.start_sync()
+    while not (scene.vaults / ".laptop.vlr" / "holder").exists():
+        time.sleep(0.01)
+    scene.first.rename(elsewhere / "laptop.vlr")
+    scene.first.symlink_to(elsewhere / "laptop.vlr")
+    lock.rmdir()
+    result, log = run.communicate(timeout=60)
+    assert (run.returncode, result) == (1, "<(null) is not kind of NSData (SysToVLR)>\n"), (run.returncode, result, log)
+    scene.check_unchanged()
+    done = scene.sync()  # a link that is there from the beginning is followed
+    assert (done.returncode, done.stdout) == (0, "<Success>\n"), done
+    scene.check_merged()
+
+
+def landlock_version():
+    return ctypes.CDLL(None).syscall(444, None, 0, 1)  # landlock_create_ruleset, asked for its version
 
 
 def output_into_a_pipe_that_closes(scene):
@@ -252,13 +321,15 @@ SCENES = [application_says_yes, application_says_no, application_says_nothing_or
           busctl_is_a_foreign_sender, interrupted_while_the_application_is_silent, interrupted_in_the_wait_for_a_lock,
           ignored_signals_stay_ignored, a_lock_left_behind_ends_the_wait, two_runs_at_once_lose_nothing,
           two_runs_through_a_link, no_room_for_the_new_file, no_memory, a_log_that_nobody_reads,
-          output_into_a_pipe_that_closes]
+          a_vault_that_would_lose_bytes_is_backed_up, a_backup_of_a_link_stands_beside_the_link,
+          without_its_backup_a_vault_is_not_replaced, other_folders_are_out_of_reach, output_into_a_pipe_that_closes]
 
 
 def main():
     failed = 0
     sanitized = "--sanitized" in sys.argv
-    scenes = [s for s in SCENES if not (sanitized and s is no_memory)]  # the sanitizers reserve more than there is
+    # The sanitizers reserve more memory than there is, and a program that is built with them is not confined.
+    scenes = [s for s in SCENES if not (sanitized and s in (no_memory, other_folders_are_out_of_reach))]
     for play in scenes:
         scene = Scene()
         try:

@@ -127,6 +127,14 @@ TEST(BackupNumbers, FirstNameTried)
     }
 }
 
+TEST(BackupNumbers, AReportIsAskedWhetherTheCopyIsThere)
+{
+    FilesStandIn files;
+    EXPECT_TRUE(ExtraStringUtilities::isBackupMade(makeBackupCopy("/v/a.dat", files)));
+    files.takeAll();
+    EXPECT_FALSE(ExtraStringUtilities::isBackupMade(makeBackupCopy("/v/a.dat", files)));
+}
+
 TEST(BackupNumbers, TheFirstFreeOneFromTheStartIsTaken)
 {
     FilesStandIn files;

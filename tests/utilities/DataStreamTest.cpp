@@ -18,6 +18,16 @@
 
 namespace {
 
+VLR_String text(const char* utf8)
+{
+    return VLR_String(utf8, VLR_CharacterSetUTF8);
+}
+
+std::string utf8(const VLR_String& text)
+{
+    return std::string(reinterpret_cast<const char*>(text.Bytes()), text.Length());
+}
+
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr char kGetBytesFailure[] = "NSInternalInconsistencyException: NSData getBytes out of range., "
                                     "method: getBytes:length:, file: DataStream, line: 62";
@@ -100,7 +110,7 @@ TEST(DataStream, WritesWhatTheCoreReadsAndTheOtherWayRound)
     stream.writeSInt32(-2);
     stream.writeCarbonRect({ 1, 2, 3, -4 });
     stream.writeNSColorAsCarbonColor(NSColor::colorWithDeviceRGB({ 0, 0.5, 1, 0.25 }));
-    stream.writeNSString("abc");
+    stream.writeNSString(text("abc"));
     stream.writeData(NSData());
     stream.writeStr255(reinterpret_cast<const unsigned char*>("\3abc"));
 
@@ -133,9 +143,9 @@ TEST(DataStream, WritesWhatTheCoreReadsAndTheOtherWayRound)
     EXPECT_EQ(stream.readSInt32(), -2);
     EXPECT_EQ(stream.readNSRect(), (CGRect { 2, 1, -6, 2 }));
     EXPECT_EQ(stream.readCarbonColorAsNSColor().components(), (NSColor::RGB { 0, 32767 / 65535.0, 1, 1 }));
-    EXPECT_EQ(stream.readCString(), "abc");
-    EXPECT_EQ(stream.readNSString(), "");
-    EXPECT_EQ(stream.readStr255(), "abc");
+    EXPECT_EQ(utf8(stream.readCString()), "abc");
+    EXPECT_EQ(utf8(stream.readNSString()), "");
+    EXPECT_EQ(utf8(stream.readStr255()), "abc");
     EXPECT_TRUE(stream.atEnd());
 }
 
@@ -239,20 +249,20 @@ TEST(DataStream, ReadsText)
     };
     for (const auto& c : kCases) {
         DataStream stream = streamOver(c.wire);
-        EXPECT_EQ(stream.readNSString(), c.text) << c.name;
+        EXPECT_EQ(utf8(stream.readNSString()), c.text) << c.name;
         EXPECT_TRUE(stream.atEnd()) << c.name;
     }
     DataStream stream = DataStream::dataStreamWithEmptyData();
-    stream.writeNSString("e\u0301");
+    stream.writeNSString(text("e\u0301"));
     EXPECT_EQ(hex(stream), "00000003" "65cc81") << "written as it is";
 }
 
 TEST(DataStream, ReadsClassicText)
 {
     DataStream stream = streamOver("03 61008E 00000002 A5DB 00 03 6162");
-    EXPECT_EQ(stream.readStr255(), std::string("a\0\u00E9", 4));
-    EXPECT_EQ(stream.readCString(), "\u2022\u20AC");
-    EXPECT_EQ(stream.readStr255(), "");
+    EXPECT_EQ(utf8(stream.readStr255()), std::string("a\0\u00E9", 4));
+    EXPECT_EQ(utf8(stream.readCString()), "\u2022\u20AC");
+    EXPECT_EQ(utf8(stream.readStr255()), "");
     EXPECT_EQ(failure([&] { stream.readStr255(); }), kGetBytesFailure);
     EXPECT_EQ(bytesLeft(stream), 2u) << "the count stays consumed";
     EXPECT_EQ(DataStream::encodingForClassicStrings(), NSStringEncoding::MacOSRoman);
@@ -265,7 +275,7 @@ TEST(StreamText, TakesShiftJISWhereProgramsAreJapanese)
     EXPECT_EQ(static_cast<uint32_t>(StreamText::classicEncoding(2)), 30u);
     const auto japanese = [](const std::string& bytes) {
         const auto* const start = reinterpret_cast<const uint8_t*>(bytes.data());
-        return StreamText::fromClassic(start, bytes.size(), NSStringEncoding::ShiftJIS);
+        return utf8(StreamText::fromClassic(start, bytes.size(), NSStringEncoding::ShiftJIS));
     };
     EXPECT_EQ(japanese(unhex("61 93FA967B B1")), "a\u65E5\u672C\uFF71");
     std::string ascii;

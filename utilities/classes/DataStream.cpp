@@ -16,6 +16,8 @@ constexpr char kSourceName[] = "DataStream";
 constexpr int kGetBytesLine = 62; // reports are compared by these lines: don't follow the source
 constexpr int kReadDataLine = 125;
 constexpr uint32_t kEmptyChunkCount = 0xFFFFFFFF;
+constexpr std::size_t kRectLength = 8;
+constexpr std::size_t kColorLength = 6;
 constexpr double kFullIntensity = 65535.0;
 
 uint8_t swapped(uint8_t value) { return value; }
@@ -56,10 +58,15 @@ bool DataStream::enoughDataFor(std::size_t byteCount) const
     return byteCount <= length && offset_ <= length - byteCount;
 }
 
-void DataStream::getBytes(void* destination, std::size_t length)
+void DataStream::requireBytes(std::size_t length) const
 {
     if (!enoughDataFor(length))
         raiseInconsistency(kGetBytesOutOfRange, "getBytes:length:", kSourceName, kGetBytesLine);
+}
+
+void DataStream::getBytes(void* destination, std::size_t length)
+{
+    requireBytes(length);
     data_->getBytes(destination, { offset_, length });
     offset_ += length;
 }
@@ -125,7 +132,7 @@ NSMutableData DataStream::readData()
     return chunk;
 }
 
-std::string DataStream::readStr255()
+VLR_String DataStream::readStr255()
 {
     const uint8_t count = readUInt8();
     NSMutableData text;
@@ -134,13 +141,13 @@ std::string DataStream::readStr255()
     return StreamText::fromClassic(text.bytes(), count, encodingForClassicStrings());
 }
 
-std::string DataStream::readCString()
+VLR_String DataStream::readCString()
 {
     const NSMutableData chunk = readData();
     return StreamText::fromClassic(chunk.bytes(), chunk.length(), encodingForClassicStrings());
 }
 
-std::string DataStream::readNSString()
+VLR_String DataStream::readNSString()
 {
     const NSMutableData chunk = readData();
     const uint8_t* const end = std::find(chunk.bytes(), chunk.bytes() + chunk.length(), uint8_t { 0 });
@@ -154,6 +161,7 @@ CGRect DataStream::readNSRect()
 
 CGRect DataStream::readCarbonRectAsNSRect()
 {
+    requireBytes(kRectLength);
     const double top = readSInt16();
     const double left = readSInt16();
     const double bottom = readSInt16();
@@ -163,6 +171,7 @@ CGRect DataStream::readCarbonRectAsNSRect()
 
 NSColor DataStream::readCarbonColorAsNSColor()
 {
+    requireBytes(kColorLength);
     const double red = readUInt16() / kFullIntensity;
     const double green = readUInt16() / kFullIntensity;
     const double blue = readUInt16() / kFullIntensity;
@@ -191,10 +200,7 @@ void DataStream::writeData(const std::optional<NSData>& data)
 
 void DataStream::writeData(const NSMutableData& data)
 {
-    if (&data != data_.get())
-        return writeChunk(data.bytes(), data.length());
-    const NSMutableData copy(data.bytes(), data.length()); // the count in front moves the store
-    writeChunk(copy.bytes(), copy.length());
+    writeChunk(data.bytes(), data.length());
 }
 
 void DataStream::writeStr255(const unsigned char* pascalString)
@@ -202,17 +208,21 @@ void DataStream::writeStr255(const unsigned char* pascalString)
     putBytes(pascalString, std::size_t { 1 } + pascalString[0]);
 }
 
-void DataStream::writeNSString(const std::string& text)
+void DataStream::writeNSString(const VLR_String& text)
 {
-    writeChunk(text.data(), text.size());
+    writeChunk(text.Bytes(), text.Length());
 }
 
 void DataStream::writeChunk(const void* bytes, std::size_t length)
 {
     if (length >= kEmptyChunkCount)
         raiseInconsistency(kReadDataOutOfRange, "writeData:", kSourceName, kReadDataLine);
-    writeUInt32(static_cast<uint32_t>(length));
-    putBytes(bytes, length);
+    // In one piece, as the bytes may be the stream's own, which each growth moves.
+    NSMutableData chunk;
+    const uint32_t count = fromWire(static_cast<uint32_t>(length));
+    chunk.appendBytes(&count, sizeof count);
+    chunk.appendBytes(bytes, length);
+    putBytes(chunk.bytes(), chunk.length());
 }
 
 void DataStream::writeNSRect(const CGRect& rect)

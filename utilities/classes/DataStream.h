@@ -6,12 +6,12 @@
 #include "NSMutableData.h"
 #include "NSStringEncoding.h"
 #include "Rect.h"
+#include "VLR_String.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 
 /// A read cursor and an append-only sink over mutable data: the platform's twin of VLR_MemoryStream, with platform
 /// types at its edges. What one of the two writes, the other reads.
@@ -64,14 +64,14 @@ public:
     NSMutableData readData();
 
     /// One count byte and as many bytes of classic text. If they are cut short the count stays consumed.
-    std::string readStr255();
+    VLR_String readStr255();
 
     /// A data chunk of classic text; there is no terminator on the wire.
-    std::string readCString();
+    VLR_String readCString();
 
     /// A data chunk of UTF-8 text up to its first zero byte, in precomposed form (NFC). So a text may come back
     /// different from how it was written. A sequence that is not valid UTF-8 becomes U+FFFD.
-    std::string readNSString();
+    VLR_String readNSString();
 
     /// Top, left, bottom and right; y is not flipped. Both are one operation.
     CGRect readNSRect();
@@ -99,7 +99,7 @@ public:
     void writeStr255(const unsigned char* pascalString);
 
     /// The UTF-8 bytes as a data chunk, without any normalising. Raises: as writeData.
-    void writeNSString(const std::string& text);
+    void writeNSString(const VLR_String& text);
 
     /// Origin and size, each cut toward zero to a 16-bit integer, of which the low 16 bits count: far edges are the cut
     /// origin plus the size.
@@ -113,6 +113,7 @@ public:
     static constexpr char kReadDataOutOfRange[] = "NSData readData out of range.";
 
 private:
+    void requireBytes(std::size_t length) const;
     template <class Unsigned>
     Unsigned fromWire(Unsigned wire) const;
     template <class Unsigned>

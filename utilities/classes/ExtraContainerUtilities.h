@@ -200,7 +200,7 @@ bool contains(const T& receiver, const VLR_String& text)
         raiseNoRangeOfString(typeid(receiver));
 }
 
-/// The opposite of the receiver's isEqual, or of its ==; the core's texts compare exactly.
+/// The opposite of the receiver's isEqual, or of its ==; the core's texts compare exactly (canonically equivalent ones are equal).
 /// Raises: NSException "... does not respond to isEqual: ..." for a receiver without any.
 template <class T, class Other>
 bool isNotEqual(const T& receiver, const Other& other)

@@ -23,7 +23,9 @@ std::string ExtraStringUtilities::stringByExpandingTildeInPath(const std::string
         return path;
     const std::size_t slash = std::min(path.find('/'), path.size());
     const std::string user = path.substr(1, slash - 1);
-    const char* const home = user.empty() ? std::getenv("HOME") : nullptr;
+    const char* home = user.empty() ? std::getenv("HOME") : nullptr;
+    if (home != nullptr && *home == '\0')
+        home = nullptr;
     const passwd* const entry = user.empty() ? ::getpwuid(::getuid()) : ::getpwnam(user.c_str());
     if (home == nullptr && entry == nullptr)
         return path;

@@ -38,7 +38,7 @@ BackupNames backupNames(const std::string& path)
 {
     BackupNames names { stringByDeletingPathExtension(path), pathExtension(path) };
     if (!names.extension.empty())
-        names.extension.insert(0, ".");
+        names.extension.insert(names.extension.begin(), '.');
     for (int number = 1; number <= kHighestNumber; ++number) {
         if (!names.base.ends_with(suffix(number)))
             continue;
@@ -111,4 +111,9 @@ ExtraStringUtilities::BackupReport ExtraStringUtilities::makeBackupCopy(const st
         return report(kNotMade, kNotMadeFormat, path);
     copyCodesIfPossible(path, *target);
     return report(kMade, kMadeFormat, lastPathComponent(*target));
+}
+
+bool ExtraStringUtilities::isBackupMade(const BackupReport& report)
+{
+    return report.at(kBackupHeadline) == NSBundle::mainBundle().localizedStringForKey(kMade);
 }

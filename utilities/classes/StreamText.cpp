@@ -1,42 +1,47 @@
 #include "StreamText.h"
 
-#include "VLR_MacRoman.h"
+#include "VLR_Exception.h"
+#include "VLR_System.h"
+#include "VLR_Unicode.h"
 
-#include <unicode/normalizer2.h>
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
-#include <unicode/unistr.h>
+#include <unicode/unorm2.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
 
 #include <limits>
-#include <new>
+#include <memory>
 
 namespace {
 
-constexpr uint8_t kFirstBeyondASCII = 0x80;
+struct ConverterCloser {
+    void operator()(UConverter* converter) const { ucnv_close(converter); }
+};
 
 int32_t converterLength(std::size_t length)
 {
     if (length > static_cast<std::size_t>(std::numeric_limits<int32_t>::max()))
-        throw std::bad_alloc();
+        VLR_RAISE(VLR_System::kCantAllocate);
     return static_cast<int32_t>(length);
 }
 
-std::string utf8Of(const icu::UnicodeString& text)
+void requireSuccess(UErrorCode status)
 {
-    if (text.isBogus())
-        throw std::bad_alloc();
-    std::string result;
-    return text.toUTF8String(result);
+    if (U_FAILURE(status))
+        VLR_RAISE(VLR_System::kCantAllocate); // there is no other reason
 }
 
-std::string fromMacRoman(const uint8_t* bytes, std::size_t length)
+VLR_String textOf(const VLR_UTF16& units)
 {
-    icu::UnicodeString text(converterLength(length), UChar32 { 0 }, 0); // room for as many units
-    for (std::size_t i = 0; i < length; ++i) {
-        const uint8_t byte = bytes[i];
-        text.append(byte < kFirstBeyondASCII ? char16_t { byte } : kMacRomanUpperHalf[byte - kFirstBeyondASCII]);
-    }
-    return utf8Of(text);
+    VLR_String text;
+    VLR_Unicode::StoreUTF8(units, text);
+    return text;
+}
+
+VLR_String fromMacRoman(const uint8_t* bytes, std::size_t length)
+{
+    return VLR_String(VLR_MemoryBlock(bytes, static_cast<uint32_t>(converterLength(length))), VLR_CharacterSetMacRoman);
 }
 
 /// Writes U+FFFD for what is not valid, of whatever length. (The converter's own choice for single bytes is a control
@@ -62,18 +67,47 @@ char16_t unrotated(char16_t unit)
     }
 }
 
-std::string fromShiftJIS(const uint8_t* bytes, std::size_t length)
+VLR_String fromShiftJIS(const uint8_t* bytes, std::size_t length)
 {
     UErrorCode status = U_ZERO_ERROR;
-    const icu::LocalUConverterPointer converter(ucnv_open("Shift_JIS", &status));
-    ucnv_setToUCallBack(converter.getAlias(), substitute, nullptr, nullptr, nullptr, &status);
-    icu::UnicodeString text(
-        reinterpret_cast<const char*>(bytes), converterLength(length), converter.getAlias(), status);
-    if (U_FAILURE(status))
-        throw std::bad_alloc();
-    for (int32_t i = 0; i < text.length(); ++i)
-        text.setCharAt(i, unrotated(text.charAt(i)));
-    return utf8Of(text);
+    const std::unique_ptr<UConverter, ConverterCloser> converter(ucnv_open("Shift_JIS", &status));
+    requireSuccess(status);
+    ucnv_setToUCallBack(converter.get(), substitute, nullptr, nullptr, nullptr, &status);
+    VLR_UTF16 units(length + 1); // no character takes more units than bytes
+    const int32_t count = ucnv_toUChars(converter.get(), units.data(), converterLength(units.size()),
+        reinterpret_cast<const char*>(bytes), converterLength(length), &status);
+    requireSuccess(status);
+    units.resize(static_cast<std::size_t>(count));
+    for (char16_t& unit : units)
+        unit = unrotated(unit);
+    return textOf(units);
+}
+
+VLR_UTF16 decoded(const uint8_t* bytes, std::size_t length)
+{
+    VLR_UTF16 units(length); // never more units than bytes
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < length;) {
+        UChar32 codePoint = 0;
+        U8_NEXT_OR_FFFD(bytes, i, length, codePoint);
+        U16_APPEND_UNSAFE(units.data(), count, codePoint);
+    }
+    units.resize(count);
+    return units;
+}
+
+VLR_UTF16 composed(const VLR_UTF16& units)
+{
+    constexpr std::size_t kMostUnitsForOne = 3; // the longest that composing makes of one unit
+    UErrorCode status = U_ZERO_ERROR;
+    const UNormalizer2* const composer = unorm2_getNFCInstance(&status);
+    requireSuccess(status);
+    VLR_UTF16 result(kMostUnitsForOne * units.size() + 1);
+    const int32_t count = unorm2_normalize(composer, units.data(), converterLength(units.size()), result.data(),
+        converterLength(result.size()), &status);
+    requireSuccess(status);
+    result.resize(static_cast<std::size_t>(count));
+    return result;
 }
 
 } // namespace
@@ -83,23 +117,14 @@ NSStringEncoding StreamText::classicEncoding(TextEncoding application)
     return application == kTextEncodingMacJapanese ? NSStringEncoding::ShiftJIS : NSStringEncoding::MacOSRoman;
 }
 
-std::string StreamText::fromClassic(const uint8_t* bytes, std::size_t length, NSStringEncoding encoding)
+VLR_String StreamText::fromClassic(const uint8_t* bytes, std::size_t length, NSStringEncoding encoding)
 {
     if (length == 0)
-        return "";
+        return VLR_String();
     return encoding == NSStringEncoding::ShiftJIS ? fromShiftJIS(bytes, length) : fromMacRoman(bytes, length);
 }
 
-std::string StreamText::precomposed(const uint8_t* bytes, std::size_t length)
+VLR_String StreamText::precomposed(const uint8_t* bytes, std::size_t length)
 {
-    const icu::StringPiece piece(reinterpret_cast<const char*>(bytes), converterLength(length));
-    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(piece);
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::Normalizer2* const composer = icu::Normalizer2::getNFCInstance(status);
-    if (U_FAILURE(status) || text.isBogus())
-        throw std::bad_alloc();
-    const icu::UnicodeString result = composer->normalize(text, status);
-    if (U_FAILURE(status))
-        throw std::bad_alloc();
-    return utf8Of(result);
+    return textOf(composed(decoded(bytes, length)));
 }
