@@ -29,8 +29,9 @@ public:
 /// Only regular files are read, so that no pipe or device can hang the program or fill its memory, and none that is
 /// larger than a memory block can be. A replacement is written beside the file, as nobody else can read it, synced, given
 /// the old file's mode, owner, access list and attributes as far as permitted (less access, never more), and renamed over
-/// it; the folder is synced. A symbolic link stays and its target is replaced. Nothing is left over on a failure. A file
-/// that another program has changed since it was read here is not replaced.
+/// it; the folder is synced. A symbolic link stays and its target is replaced. Nothing is left over on a failure, and what
+/// a killed program has left of an earlier replacement of the same file is removed (Leftovers.h). A file that another
+/// program has changed since it was read here is not replaced.
 class LinuxFileManager final : public NSFileManager {
 public:
     LinuxFileManager();
