@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <random>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -27,6 +28,7 @@ constexpr char kSecond[] = "/vaults/b.vlr";
 constexpr char kFirstLock[] = "/vaults/.a.vlr/";
 constexpr char kSecondLock[] = "/vaults/.b.vlr/";
 
+constexpr int kPowerCuts = 16; // random ones, behind each run
 constexpr std::array<int, 5> kErrors { ENOSPC, EIO, EINTR, EDQUOT, EACCES };
 
 /// The vaults of a run and what an undisturbed one makes of them.
@@ -61,6 +63,8 @@ protected:
         calls.set({});
         EXPECT_EQ(files.openDescriptors(), 0u);
         expectOldOrNew(files.tree(), expected, result, synchronisation.notReplaced);
+        const bool succeeded = result == SynchronizeFiles::kSuccess && synchronisation.notReplaced.empty();
+        expectWholeAfterPowerCut(files, vaults, succeeded && fault.error != EACCES);
         if (fault.fromThenOn) // then a lock may stay, as it can't be removed
             breakLocks();
         EXPECT_EQ(files.tree().count(kFirstLock) + files.tree().count(kSecondLock), 0u) << "a lock stays";
@@ -82,6 +86,23 @@ protected:
             EXPECT_TRUE(isNew || state == expected.before[i]) << paths[i];
             EXPECT_TRUE(isNew || result != SynchronizeFiles::kSuccess || notReplaced.count(paths[i]) > 0)
                 << paths[i] << " is old and nobody says so";
+        }
+    }
+
+    /// A sync that fails is no sync: what the run says of it must hold in what a power cut right behind the run leaves. Only
+    /// of a folder that may not be read a success says nothing, as it can't be synced.
+    void expectWholeAfterPowerCut(const FileSystemInMemory& files, const VaultPair& vaults, bool mustBeNew)
+    {
+        const FileSystemInMemory::Tree present = files.tree();
+        for (int state = 0; state < kPowerCuts; ++state) {
+            const FileSystemInMemory::Tree left
+                = files.afterPowerCut([&](std::size_t bound) { return random() % bound; });
+            for (const auto& [path, old] : { std::pair(kFirst, vaults.first), std::pair(kSecond, vaults.second) }) {
+                ASSERT_EQ(left.count(path), 1u) << path;
+                const bool isOld = left.at(path) == old;
+                EXPECT_TRUE(left.at(path) == present.at(path) || (isOld && !mustBeNew))
+                    << path << (isOld ? " is old again" : " is damaged") << " after a power cut";
+            }
         }
     }
 
@@ -131,6 +152,7 @@ protected:
 
     StNoLog log;
     ClockStandIn clock;
+    std::mt19937_64 random { 4712 };
 
     FailingCalls() { clock.step = 1; } // the wait for a lock is over in 15 looks
 };
