@@ -1,7 +1,7 @@
 // Runs a program and tells what it cost. Usage: measured REPORT PROGRAM ARGUMENTS...
 //
-// REPORT receives one line: wall seconds, processor seconds, peak memory in bytes, bytes written, wait status. The
-// program that starts another counts in the peak of the started one until it runs; so this one is small.
+// REPORT receives one line: wall seconds, processor seconds, those of them in the kernel, peak memory in bytes,
+// bytes written, wait status. Whoever starts a program counts in its peak; so this one is small.
 
 #include <chrono>
 #include <cstdio>
@@ -61,7 +61,7 @@ int main(int argc, char** argv)
         std::perror(argv[1]);
         return 1;
     }
-    std::fprintf(report, "%.6f %.6f %ld %lld %d\n", wall.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime),
-        usage.ru_maxrss * 1024L, written, status);
+    std::fprintf(report, "%.6f %.6f %.6f %ld %lld %d\n", wall.count(),
+        seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_stime), usage.ru_maxrss * 1024L, written, status);
     return std::fclose(report) == 0 ? 0 : 1;
 }

@@ -11,6 +11,7 @@ import sys
 import tempfile
 from collections.abc import Iterator
 from dataclasses import dataclass
+from typing import NoReturn
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "benchmark"
@@ -35,17 +36,22 @@ def environment(scratch: pathlib.Path) -> dict[str, str]:
 
 
 def run_quietly(arguments: list[str | pathlib.Path], scratch: pathlib.Path, entered: str = "") -> str:
-    """Standard output of a program that isn't measured; ends the script if it fails."""
+    """What a program that isn't measured says on standard output; ends the script if it fails."""
     done = subprocess.run(arguments, env=environment(scratch), input=entered, capture_output=True, text=True)
     if done.returncode != 0:
-        sys.exit(f"{pathlib.Path(arguments[0]).name} failed with {done.returncode}:\n{done.stdout}{done.stderr}")
+        fail(arguments[0], done)
     return done.stdout
+
+
+def fail(program: str | pathlib.Path, done: subprocess.CompletedProcess[str]) -> NoReturn:
+    sys.exit(f"{pathlib.Path(program).name} failed:\n{done.stdout}{done.stderr}")
 
 
 @dataclass(frozen=True)
 class Cost:
     wall: float  # seconds
     processor: float  # seconds
+    kernel: float  # seconds of the processor time that were spent in the kernel
     memory: int  # bytes, at the peak
     written: int  # bytes given to write calls
 
@@ -53,11 +59,12 @@ class Cost:
 def measured(arguments: list[str | pathlib.Path], scratch: pathlib.Path, entered: str = "") -> Cost:
     """Ends the script if the program fails: half a run is no measurement."""
     report = scratch / "report"
-    output = run_quietly([BIN / "measured", report, *arguments], scratch, entered)
-    wall, processor, memory, written, status = report.read_text().split()
-    if status != "0":
-        sys.exit(f"{pathlib.Path(arguments[0]).name} ended with wait status {status}:\n{output}")
-    return Cost(float(wall), float(processor), int(memory), int(written))
+    done = subprocess.run([BIN / "measured", report, *arguments], env=environment(scratch), input=entered,
+                          capture_output=True, text=True)
+    wall, processor, kernel, memory, written, status = report.read_text().split()
+    if done.returncode != 0 or status != "0":
+        fail(arguments[0], done)
+    return Cost(float(wall), float(processor), float(kernel), int(memory), int(written))
 
 
 def table(rows: list[list[str]], left: int = 1) -> str:
