@@ -1,5 +1,5 @@
-// The cipher beside that of other libraries, in one run: bytes per second on two sizes of buffer, in both directions, and
-// key set-ups per second. Each is compared with the fastest of the others.
+// The cipher beside that of other libraries, in one run: bytes per second on two sizes of buffer, in both directions,
+// and key set-ups per second. Each is compared with the fastest of the others.
 
 #include "Measure.h"
 #include "OtherCiphers.h"
@@ -52,7 +52,8 @@ void report(const char* what, const std::vector<std::function<void()>>& works, d
     std::putchar('\n');
 }
 
-void reportBuffers(const char* what, std::size_t size, bool deciphering, VLR_BlowFish& ours, const std::vector<OtherCipher>& others)
+void reportBuffers(const char* what, std::size_t size, bool deciphering, VLR_BlowFish& ours,
+    const std::vector<OtherCipher>& others)
 {
     const std::vector<unsigned char> in = sampleBytes(size);
     std::vector<unsigned char> out(size);

@@ -24,9 +24,10 @@ using Records = SampleRecords;
 
 const auto text = SampleRecords::text;
 
-constexpr const VLR_String& (VLR_PasswordData::*kTexts[])() const = { &VLR_PasswordData::Title, &VLR_PasswordData::Category,
-    &VLR_PasswordData::Browser, &VLR_PasswordData::URL, &VLR_PasswordData::Username, &VLR_PasswordData::UsernameLabel,
-    &VLR_PasswordData::Password, &VLR_PasswordData::PasswordLabel, &VLR_PasswordData::Notes };
+constexpr const VLR_String& (VLR_PasswordData::*kTexts[])() const = { &VLR_PasswordData::Title,
+    &VLR_PasswordData::Category, &VLR_PasswordData::Browser, &VLR_PasswordData::URL, &VLR_PasswordData::Username,
+    &VLR_PasswordData::UsernameLabel, &VLR_PasswordData::Password, &VLR_PasswordData::PasswordLabel,
+    &VLR_PasswordData::Notes };
 
 unsigned char lower(unsigned char c)
 {
@@ -42,7 +43,7 @@ bool scan(const VLR_String& in, const std::string& wanted)
         != end;
 }
 
-/// The other plain way: each text folded by ICU as the search comes to it. The aim there is a multiple, not a ratio of cost.
+/// The other plain way: each text folded by ICU as the search comes to it.
 void reportAgainstFolding(const char* what, double ours, VLR_Document& document, const char* wanted)
 {
     constexpr double kTimesFaster = 6.0;
@@ -144,8 +145,8 @@ void benchKeys(Records& records)
     key.uniChar = 'z';
     key.timeStamp = 100;
     const auto nextKey = [&] { key.timeStamp += 100; };
-    report("type-ahead key", best(nextKey, [&] { document.select.ProcessKeyEvent(key); }), "one walk over the titles", walk,
-        Goal { 1.0 });
+    report("type-ahead key", best(nextKey, [&] { document.select.ProcessKeyEvent(key); }), "one walk over the titles",
+        walk, Goal { 1.0 });
     VLR_KeyEvent tab;
     tab.tabKey = true;
     report("Tab", best([] {}, [&] { document.select.ProcessKeyEvent(tab); }), "one walk over the titles", walk,

@@ -1,5 +1,6 @@
-// Makes the pair of vaults that the programs are compared with: see makeLargePair. Usage: make-pairs RECORDS ORDER FOLDER,
-// where ORDER is `same`, or `shuffled` for a second vault whose records stand in no order that the first one has.
+// Makes the pair of vaults that the programs are compared with: see makeLargePair.
+// Usage: make-pairs RECORDS ORDER FOLDER, where ORDER is `same`, or `shuffled` for a second vault whose records stand
+// in no order that the first one has.
 
 #include "SampleVaults.h"
 #include "VLR_SystemConversions.h"

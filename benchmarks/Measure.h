@@ -30,9 +30,10 @@ inline double best(const std::function<void()>& prepare, const std::function<voi
     return fastest;
 }
 
-/// Calls per second of each work, the best of some rounds. The works take turns, so that what disturbs hits all of them.
-inline std::vector<double> rates(const std::vector<std::function<void()>>& works, int rounds = 9, double roundSeconds = 0.05)
+/// Calls per second of each work, the best of some rounds. The works take turns, so that what disturbs hits all.
+inline std::vector<double> rates(const std::vector<std::function<void()>>& works, int rounds = 9)
 {
+    constexpr double kRoundSeconds = 0.05;
     std::vector<double> result(works.size());
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i < works.size(); ++i) {
@@ -43,7 +44,7 @@ inline std::vector<double> rates(const std::vector<std::function<void()>>& works
                 works[i]();
                 ++calls;
                 spent = Clock::now() - begin;
-            } while (spent.count() < roundSeconds);
+            } while (spent.count() < kRoundSeconds);
             result[i] = std::max(result[i], static_cast<double>(calls) / spent.count());
         }
     }
@@ -67,7 +68,8 @@ inline const char* verdict(double value, const Goal& goal)
 inline void report(const char* what, double ours, const char* besides, double theirs, const Goal& goal)
 {
     const double ratio = ours / theirs;
-    std::printf("%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  %.1f", what, ours * 1e3, besides, theirs * 1e3, ratio, goal.most);
+    std::printf("%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  %.1f", what, ours * 1e3, besides, theirs * 1e3, ratio,
+        goal.most);
     if (goal.worst > 0)
         std::printf(" [%.1f]", goal.worst);
     std::printf("  %s\n", verdict(ratio, goal));

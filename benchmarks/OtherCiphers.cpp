@@ -30,7 +30,7 @@ constexpr char kNotBuiltIn[] = "not found when this was built";
     return reinterpret_cast<const unsigned char*>(key.data());
 }
 
-void require(bool done, const char* what)
+[[maybe_unused]] void require(bool done, const char* what)
 {
     if (!done)
         throw std::runtime_error(std::string(what) + " refuses the key or the cipher");

@@ -2,7 +2,7 @@
 //
 // Replaces each of two files by a copy of itself, with the steps that no safe replacement can leave out: read, write,
 // sync, rename, sync of the folder. With --join it also puts each record's identity into one hash table between reading
-// and writing, which is the least that a merge has to do. With --pieces it copies a piece at a time through a small buffer.
+// and writing, which is the least that a merge has to do. With --pieces it copies through a small buffer.
 
 #include "VaultBytes.h"
 #include "WholeFile.h"

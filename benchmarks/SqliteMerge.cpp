@@ -1,7 +1,8 @@
 // The same merge in a database of records by identity. Usage:
 //   sqlite-merge make VAULT DATABASE        the vault's records and deletions as a database
 //   sqlite-merge merge FIRST SECOND         merges two databases into both, durably, one transaction each
-//   sqlite-merge merge-by-keys FIRST SECOND the same, but it compares identities in the indexes and reads only what is new
+//   sqlite-merge merge-by-keys FIRST SECOND
+//                                           the same, but by identities in the indexes: reads only what is new
 //   sqlite-merge verify DATABASE VAULT      whether both hold the same records, byte by byte
 
 #include "VaultBytes.h"
@@ -133,24 +134,42 @@ void make(const std::string& vaultPath, const std::string& databasePath)
     database.execute("COMMIT");
 }
 
-/// Brings what `from` has into `to`, both names of attached databases. A record that is listed as deleted goes where the
-/// other has none of it.
+/// The statements with HERE and OTHER before a dot replaced by the names of attached databases.
+std::string named(std::string statements, const std::string& to, const std::string& from)
+{
+    const auto replace = [&](const std::string& what, const std::string& by) {
+        for (std::size_t at = 0; (at = statements.find(what, at)) != std::string::npos; at += by.size())
+            statements.replace(at, what.size(), by);
+    };
+    replace("HERE.", to + ".");
+    replace("OTHER.", from + ".");
+    return statements;
+}
+
+/// Brings what `from` has into `to`, both names of attached databases. A record that is listed as deleted goes where
+/// the other has none of it.
 void mergeInto(Database& database, const std::string& to, const std::string& from, bool byKeys)
 {
-    const std::string listed = " IN (SELECT uuid FROM " + to + ".deletion)";
-    const std::string wanted = byKeys
-        ? "rowid IN (SELECT rowid FROM " + from + ".record AS r WHERE NOT EXISTS (SELECT 1 FROM " + to
-            + ".record AS t WHERE t.uuid = r.uuid) AND uuid NOT" + listed + ")"
-        : "uuid NOT IN (SELECT uuid FROM gone)";
-    database.execute("BEGIN IMMEDIATE;"
-                     "INSERT OR IGNORE INTO " + to + ".deletion SELECT uuid FROM " + from + ".deletion;"
-                     "DELETE FROM temp.gone;"
-                     "INSERT INTO temp.gone SELECT uuid FROM " + to + ".deletion AS d WHERE EXISTS (SELECT 1 FROM " + from
-        + ".record AS r WHERE r.uuid = d.uuid) AND NOT EXISTS (SELECT 1 FROM " + to + ".record AS r WHERE r.uuid = d.uuid);"
-          "DELETE FROM " + to + ".record WHERE uuid" + listed + " AND NOT EXISTS (SELECT 1 FROM " + from
-        + ".record AS r WHERE r.uuid = " + to + ".record.uuid);"
-          "INSERT OR IGNORE INTO " + to + ".record SELECT uuid, block FROM " + from + ".record WHERE " + wanted + ";"
-          "COMMIT");
+    constexpr std::string_view kBegin = R"(
+        BEGIN IMMEDIATE;
+        INSERT OR IGNORE INTO HERE.deletion SELECT uuid FROM OTHER.deletion;
+        DELETE FROM HERE.record WHERE uuid IN (SELECT uuid FROM HERE.deletion)
+            AND NOT EXISTS (SELECT 1 FROM OTHER.record AS r WHERE r.uuid = HERE.record.uuid);)";
+    constexpr std::string_view kInsert = R"(
+        DELETE FROM temp.gone;
+        INSERT INTO temp.gone SELECT uuid FROM HERE.deletion AS d
+            WHERE EXISTS (SELECT 1 FROM OTHER.record AS r WHERE r.uuid = d.uuid)
+            AND NOT EXISTS (SELECT 1 FROM HERE.record AS r WHERE r.uuid = d.uuid);
+        INSERT OR IGNORE INTO HERE.record SELECT uuid, block FROM OTHER.record
+            WHERE uuid NOT IN (SELECT uuid FROM temp.gone);
+        COMMIT)";
+    constexpr std::string_view kInsertByKeys = R"(
+        INSERT INTO HERE.record SELECT uuid, block FROM OTHER.record WHERE rowid IN
+            (SELECT rowid FROM OTHER.record AS r
+            WHERE NOT EXISTS (SELECT 1 FROM HERE.record AS h WHERE h.uuid = r.uuid)
+            AND uuid NOT IN (SELECT uuid FROM HERE.deletion));
+        COMMIT)";
+    database.execute(named(std::string(kBegin).append(byKeys ? kInsertByKeys : kInsert), to, from));
 }
 
 void merge(const std::string& firstPath, const std::string& secondPath, bool byKeys)

@@ -30,7 +30,7 @@ def parse_arguments() -> argparse.Namespace:
                         help="the largest size for keepassxc-cli, which takes minutes at 100000 (10000)")
     parser.add_argument("--rounds", type=int, default=5, help="of the side by side comparison (5)")
     parser.add_argument("--records", type=int, default=100_000, help="in the other benchmarks (100000)")
-    parser.add_argument("--only", default="sync,cipher,password,document", help="a part of these, all of them otherwise")
+    parser.add_argument("--only", default="sync,cipher,password,document", help="some of these parts")
     parser.add_argument("--write", action="store_true", help="also put the tables into docs/performance.md")
     parser.add_argument("--note", default="", help="what a reader of these figures should know, as: shared machine")
     return parser.parse_args()
