@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr uint32_t kEmptyChunkCount = 0xFFFFFFFF;
 constexpr uint32_t kRecordFormatVersion = 4;
 
 /// Steps over bytes without copying any. Each step is false, and takes nothing back, where the bytes don't fit it.
@@ -40,7 +39,7 @@ public:
     {
         if (left < 4)
             return false;
-        const uint32_t count = number() != kEmptyChunkCount ? number() : 0;
+        const uint32_t count = number();
         skip(4);
         content = Walk(next, count);
         return skip(count);

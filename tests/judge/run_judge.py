@@ -27,9 +27,10 @@ from pathlib import Path
 import merge
 from cases import FISH, GROUPS, REFERENCE, Case, all_texts, large_pair
 from histories import History, spoiled
-from vault import EPOCH_2001, Document, Failure, rewritten
+from vault import EPOCH_2001, Document, Failure, carried_whole, rewritten
 
 NAMES = ("first vault.vlr", "second vault.vlr")
+BACKUPS = ("first vault backup 1.vlr", "second vault backup 1.vlr")
 NEW_IDENTITY = re.compile(rb"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")
 FINDER_INFO = "user.com.apple.FinderInfo"
 CLOCK_GRAIN = 0.02  # seconds by which the clock that programs read may lag behind the exact one
@@ -48,6 +49,7 @@ class Result:
     files: list[bytes]
     attributes: list[bytes | None]
     left_over: list[str]
+    backups: list[bytes | None]
     started: float
     ended: float
 
@@ -70,10 +72,11 @@ def run_program(program: str, first: bytes, second: bytes) -> Result:
         )
         ended = time.time()
         left_over = sorted(entry.name for entry in [*files.iterdir(), *home.iterdir()] if entry not in paths)
+        backups = [path.read_bytes() if path.exists() else None for path in (files / name for name in BACKUPS)]
         return Result(
             done.stdout.decode("utf-8", "backslashreplace"), done.stderr.decode("utf-8", "backslashreplace"),
             done.returncode, [path.read_bytes() for path in paths], [type_and_creator(path) for path in paths], left_over,
-            started, ended,
+            backups, started, ended,
         )
 
 
@@ -130,12 +133,11 @@ class Judge:
         expected = merge.run(*before, dates, identities, lists)
         found = [
             *compare_report(result, expected),
-            *compare_log(result, expected, nothing_else=self.attributes_work),
+            *compare_log(result, expected, backups_of(expected, before), nothing_else=self.attributes_work),
             *compare_files(result, expected, before),
             *compare_free_parts(result, expected, dates, identities),
         ]
-        if result.left_over:
-            found.append(f"left over: {result.left_over}")
+        found += compare_backups(result, backups_of(expected, before), before)
         if self.attributes_work:
             for number, attribute in enumerate(result.attributes):
                 wanted = b"Vlr4sh11" + bytes(24) if expected.files[number] is not None else None
@@ -160,7 +162,19 @@ def compare_report(result: Result, expected: merge.Outcome) -> list[str]:
     return found
 
 
-def compare_log(result: Result, expected: merge.Outcome, nothing_else: bool) -> list[str]:
+def backups_of(expected: merge.Outcome, before: tuple[bytes, bytes]) -> list[int]:
+    """The files of which a run keeps the old bytes: those that it replaces and of which it can't carry over all."""
+    return [n for n in range(2) if expected.files[n] is not None and not carried_whole(before[n], FISH)]
+
+
+def compare_backups(result: Result, backups: list[int], before: tuple[bytes, bytes]) -> list[str]:
+    names = [BACKUPS[number] for number in backups]
+    if result.left_over != names:
+        return [f"left over: {result.left_over}, expected {names}"]
+    return [f"{BACKUPS[n]} does not hold the old bytes" for n in backups if result.backups[n] != before[n]]
+
+
+def compare_log(result: Result, expected: merge.Outcome, backups: list[int], nothing_else: bool) -> list[str]:
     """Each text as often as it belongs into the log. A line may hold a time ahead of its text and a place behind it."""
     lines = result.log.splitlines()
     found = []
@@ -168,7 +182,11 @@ def compare_log(result: Result, expected: merge.Outcome, nothing_else: bool) -> 
         told = sum(text in line for line in lines)
         if told != wanted:
             found.append(f"log: {text!r} {told} times, expected {wanted}")
-    others = [line for line in lines if not any(text.strip() in line for text in expected.log)]
+    told_of = [n for n in range(2) if any("carried over" in line and f"'{BACKUPS[n]}'" in line for line in lines)]
+    if told_of != backups:
+        found.append(f"log: backups of files {told_of}, expected of {backups}")
+    known = [*(text.strip() for text in expected.log), "not all of it can be carried over. Your data file was backed up"]
+    others = [line for line in lines if not any(text in line for text in known)]
     if nothing_else and others:
         found.append(f"log: {others[:3]}")
     return found

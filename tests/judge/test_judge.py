@@ -161,13 +161,20 @@ class RunnerTest(unittest.TestCase):
     PROGRAM = """#!{python}
 import os, sys, time, uuid
 sys.path.insert(0, {folder!r})
-import merge
+import cases, merge, vault
 fault, paths, now = {fault!r}, sys.argv[1:], int(time.time()) - 978307200
 before = [open(path, "rb").read() for path in paths]
 names = tuple(str(uuid.uuid4()).upper().encode() for _ in paths)
 date = now - (3600 if fault == "date" else 0)
 outcome = merge.run(*before, (date, date), merge.FRESH if fault == "identities" else names)
-for path, data in zip(paths, outcome.files):
+for path, old, data in zip(paths, before, outcome.files):
+    loses = data is not None and not vault.carried_whole(old, cases.FISH)
+    if data is not None and (loses or fault == "backup of all") and fault != "no backup":
+        backup = path.replace(".vlr", " backup 1.vlr")
+        open(backup, "wb").write(data if fault == "backup too late" else old)
+        if fault != "backup untold":
+            print("not all of it can be carried over. Your data file was backed up with the name",
+                  repr(os.path.basename(backup)), file=sys.stderr)
     if data is not None and fault != "not written":
         open(path, "wb").write(data)
         if fault != "attributes":
@@ -202,6 +209,7 @@ sys.exit(1)
         self.assertEqual([], self.differences("", self.GOOD) + self.differences("", self.BAD))
         faults = [("date", self.GOOD), ("identities", self.GOOD), ("not written", self.GOOD), ("status", self.GOOD)]
         faults += [("left over", self.GOOD), ("log", self.GOOD), ("touched", self.BAD), ("place", self.BAD)]
+        faults += [(fault, self.GOOD) for fault in ("backup of all", "no backup", "backup too late", "backup untold")]
         if run_judge.attributes_work(tempfile.gettempdir()):
             faults.append(("attributes", self.GOOD))
         for fault, case in faults:

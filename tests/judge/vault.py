@@ -375,6 +375,7 @@ class Failure(Exception):
 class Stream:
     def __init__(self, data: bytes):
         self.data, self.offset = data, 0
+        self.counts_of_all_ones = 0
 
     def at_end(self) -> bool:
         return self.offset >= len(self.data)
@@ -410,6 +411,7 @@ class Stream:
     def chunk(self) -> bytes:
         count = self.u32()
         if count == NO_CHUNK:
+            self.counts_of_all_ones += 1
             count = 0
         if self.offset + count > len(self.data):
             raise Failure("ReadData out of range.", "ReadData")
@@ -546,6 +548,8 @@ class Document:
         self.log: list[str] = []
         stream = Stream(data)
         self._read_header(stream, fresh)
+        self.records_begin = stream.offset
+        self.plain_counts = stream.counts_of_all_ones == 0
         self._read_records(stream, fish, now)
 
     def _expect(self, stream: Stream, tag: bytes, text: str):
@@ -624,3 +628,13 @@ def rewritten(document: Document, fish: Blowfish) -> Vault:
         values = {name: value for name, value in vars(read).items() if name not in ("checksum", "version", "body", "growth")}
         vault.parts.append(Record(**values, growth=read.growth[1 if read.browser else 0 :], body=read.body or None))
     return vault
+
+
+def carried_whole(data: bytes, fish: Blowfish) -> bool:
+    """Whether a sound writer that lacks the key writes everything behind the header again, to the byte, and the header
+    with the counts that it has."""
+    document = Document(data)
+    vault = rewritten(document, fish)
+    for record, read in zip(vault.parts, document.records):
+        record.body = read.body  # an empty one too
+    return document.plain_counts and document.errors == 0 and data[document.records_begin :] == vault.encode()[vault.header_length() :]
