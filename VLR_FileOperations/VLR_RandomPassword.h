@@ -34,7 +34,7 @@ public:
     static constexpr uint32_t kMostOutput = 1u << 20; // bytes that one generator adds
     static constexpr uint32_t kMostLevels = 1000; // of sets and repeats inside each other
     static constexpr uint64_t kMostSteps = 1u << 24; // pattern bytes looked at: repeats of nothing must end too
-    static constexpr uint64_t kStepsOfWord = 256; // a word costs a read
+    static constexpr uint64_t kStepsOfWord = 4096; // a word costs the opening of a file
 
 private:
     void Expand(unsigned char* begin, unsigned char* end);

@@ -61,11 +61,12 @@ std::vector<uint32_t> boundariesOf(const std::u16string& text)
 
 std::u16string TextModel::unitsOf(std::string_view utf8)
 {
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(utf8.data());
     std::u16string units;
     for (std::size_t i = 0; i < utf8.size();) {
         const std::size_t start = i;
         UChar32 c = 0;
-        U8_NEXT(utf8, i, utf8.size(), c);
+        U8_NEXT(bytes, i, utf8.size(), c);
         if (c >= 0 && U_IS_BMP(c)) {
             units += static_cast<char16_t>(c);
         } else if (c >= 0) {
