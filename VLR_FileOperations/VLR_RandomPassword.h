@@ -38,8 +38,10 @@ public:
 
 private:
     void Expand(unsigned char* begin, unsigned char* end);
-    void ExpandLetter(unsigned char byte, VLR_String& piece);
-    void AppendPiece(const VLR_String& piece);
+    void ExpandLetter(unsigned char byte);
+    void ExpandPiece(unsigned char byte);
+    void AppendByte(unsigned char byte);
+    void AppendBytes(const unsigned char* bytes, uint32_t n);
     bool TakeSteps(uint64_t n);
 
     VLR_String& output;

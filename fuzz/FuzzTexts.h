@@ -10,8 +10,7 @@
 
 inline VLR_MemoryBlock blockOf(std::string_view bytes)
 {
-    return VLR_MemoryBlock(
-        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+    return VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
 }
 
 /// The bytes as they are, valid UTF-8 or not.

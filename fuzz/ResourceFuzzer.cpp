@@ -122,8 +122,7 @@ void readList(const std::string& text)
         content += text.empty() ? " " : text.substr(0, kListLength - content.size());
     folder().putList(content);
     VLR_String drawn;
-    const bool isDrawn
-        = succeeds([&] { VLR_RandomWord::RandomWordFromDictionary(drawn, /*shortList=*/false); });
+    const bool isDrawn = succeeds([&] { VLR_RandomWord::RandomWordFromDictionary(drawn, /*shortList=*/false); });
     const std::string word = secondWord(content);
     expect(isDrawn == !word.empty(), "a word is drawn if there is one");
     expect(bytesOf(drawn) == word, "the word is the second one of the stretch");

@@ -25,7 +25,7 @@ std::u16string decomposed(const std::u16string& units)
     std::u16string result(18 * units.size() + 1, u'\0'); // no code unit becomes more
     UErrorCode error = U_ZERO_ERROR;
     const int32_t length = unorm2_normalize(normalizer(unorm2_getNFDInstance), units.data(), lengthOf(units),
-        result.data(), lengthOf(result), &error);
+                                            result.data(), lengthOf(result), &error);
     expect(U_SUCCESS(error), "the library decomposes");
     result.resize(static_cast<std::size_t>(length));
     return result;
@@ -35,8 +35,8 @@ std::u16string folded(const std::u16string& units)
 {
     std::u16string result(3 * units.size() + 1, u'\0');
     UErrorCode error = U_ZERO_ERROR;
-    const int32_t length = u_strFoldCase(
-        result.data(), lengthOf(result), units.data(), lengthOf(units), U_FOLD_CASE_DEFAULT, &error);
+    const int32_t length =
+        u_strFoldCase(result.data(), lengthOf(result), units.data(), lengthOf(units), U_FOLD_CASE_DEFAULT, &error);
     expect(U_SUCCESS(error), "the library folds");
     result.resize(static_cast<std::size_t>(length));
     return result;
@@ -111,13 +111,13 @@ int32_t TextModel::compare(std::string_view a, std::string_view b, VLR_StringCom
 {
     const std::u16string left = keyOf(unitsOf(a), type);
     const std::u16string right = keyOf(unitsOf(b), type);
-    const int32_t order
-        = u_strCompare(left.data(), lengthOf(left), right.data(), lengthOf(right), /*codePointOrder=*/true);
+    const int32_t order =
+        u_strCompare(left.data(), lengthOf(left), right.data(), lengthOf(right), /*codePointOrder=*/true);
     return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
 VLR_Range TextModel::find(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
-    VLR_StringComparisonType type)
+                          VLR_StringComparisonType type)
 {
     if (search.empty())
         return kVLR_RangeNotFound;
@@ -129,7 +129,7 @@ VLR_Range TextModel::find(const std::u16string& text, const std::u16string& sear
         for (std::size_t j = i + 1; j < places.size() && places[j] <= within.location + within.length; ++j) {
             const std::u16string found = keyOf(text.substr(places[i], places[j] - places[i]), type);
             if (found == key)
-                return { places[i], places[j] - places[i] };
+                return {places[i], places[j] - places[i]};
             if (found.size() > key.size())
                 break;
         }
@@ -141,8 +141,7 @@ std::u16string TextModel::lowered(const std::u16string& units)
 {
     std::u16string result(3 * units.size() + 1, u'\0');
     UErrorCode error = U_ZERO_ERROR;
-    const int32_t length
-        = u_strToLower(result.data(), lengthOf(result), units.data(), lengthOf(units), "", &error);
+    const int32_t length = u_strToLower(result.data(), lengthOf(result), units.data(), lengthOf(units), "", &error);
     expect(U_SUCCESS(error), "the library lowers");
     result.resize(static_cast<std::size_t>(length));
     return result;

@@ -26,7 +26,7 @@ int32_t compare(std::string_view a, std::string_view b, VLR_StringComparisonType
 
 /// By trial of all stretches between boundaries.
 VLR_Range find(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
-    VLR_StringComparisonType type);
+               VLR_StringComparisonType type);
 
 std::u16string lowered(const std::u16string& units);
 

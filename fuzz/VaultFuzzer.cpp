@@ -8,7 +8,7 @@
 namespace {
 
 struct Reading {
-    explicit Reading(VLR_DocumentReadStyle style) : document(style) { }
+    explicit Reading(VLR_DocumentReadStyle style) : document(style) {}
 
     void read(const std::string& file)
     {
@@ -23,7 +23,8 @@ struct Reading {
         const StVLR_DocumentStream whileReading(document, &stream);
         document.SetHalfReadFlag(VLR_HalfReadOn);
         isDone = succeeds([&] {
-            expect(document.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword) == 0, "half a read finds none");
+            expect(document.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword) == 0,
+                   "half a read finds none");
             errors = document.ReadToCompletion();
         });
     }
@@ -41,6 +42,14 @@ void expectSameClearParts(const Reading& a, const Reading& b)
         expectSameClearPart(*a.document.recordList.ObjectAtIndex(i), *b.document.recordList.ObjectAtIndex(i));
 }
 
+/// A key schedule for each try takes most of the time, so not every input is tried.
+void readWithoutPassword(const std::string& file, bool isKept)
+{
+    Reading closed(VLR_DocumentReadDecrypted);
+    closed.read(file);
+    expect(isKept || !closed.isDone, "what can't be carried can't be opened without password");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
@@ -56,10 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     opened.document.ChangePassword(textOf(kFuzzPassword));
     opened.read(file);
     expect(kept.isDone || !opened.isDone, "what can't be carried can't be opened");
-    Reading closed(VLR_DocumentReadDecrypted);
-    closed.read(file);
-    expect(kept.isDone || !closed.isDone, "what can't be carried can't be opened without password");
-
+    if (size % 8 == 0)
+        readWithoutPassword(file, kept.isDone);
     if (!kept.isDone)
         return 0;
     expectSameClearParts(kept, halves);
