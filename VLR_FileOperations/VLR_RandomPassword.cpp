@@ -145,55 +145,70 @@ void VLR_RandomPassword::Expand(unsigned char* begin, unsigned char* end)
     if (level > kMostLevels + 1)
         ended = true;
     for (unsigned char* cursor = begin; cursor != end && TakeSteps(StepsFor(*cursor)); ++cursor) {
-        VLR_String piece;
         if (*cursor == '[')
             GenBracket(&cursor, end);
         else if (*cursor == '{')
             GenBraces(&cursor, end);
         else
-            ExpandLetter(*cursor, piece);
+            ExpandLetter(*cursor);
         if (cursor == end)
             return;
-        if (IsCapital(*cursor))
-            FoldToCapitals(piece);
-        AppendPiece(piece);
     }
 }
 
-void VLR_RandomPassword::ExpandLetter(unsigned char byte, VLR_String& piece)
+void VLR_RandomPassword::ExpandLetter(unsigned char byte)
 {
-    bool added = true;
     switch (byte) {
-    case '#': piece.AppendByte(DrawFrom('0', kDigitCount)); break;
-    case 'x':
-    case 'X': piece.AppendByte(DrawFrom('a', kLetterCount)); break;
+    case '#': AppendByte(DrawFrom('0', kDigitCount)); break;
+    case 'x': AppendByte(DrawFrom('a', kLetterCount)); break;
+    case 'X': AppendByte(DrawFrom('A', kLetterCount)); break;
     case 'p':
     case 'P': {
         const char drawn = kPunctuationCharacters[VLR_System::RandomUInt32(kPunctuationCount)];
-        piece.AppendByte(static_cast<unsigned char>(drawn));
+        AppendByte(static_cast<unsigned char>(drawn));
         break;
     }
     case 'a':
-    case 'A': added = VLR_RandomWord::RandomWordFromDictionary(piece, /*shortList=*/true); break;
+    case 'A':
     case 'w':
-    case 'W': added = VLR_RandomWord::RandomWordFromDictionary(piece, /*shortList=*/false); break;
+    case 'W':
     case 's':
-    case 'S': added = VLR_PhoneticPassword::RandomPhonemeExtension(output, piece); break;
-    default: piece.AppendByte(byte);
+    case 'S': ExpandPiece(byte); break;
+    default: AppendByte(byte);
     }
-    if (!added)
-        piece.AppendByte(byte);
 }
 
-void VLR_RandomPassword::AppendPiece(const VLR_String& piece)
+void VLR_RandomPassword::ExpandPiece(unsigned char byte)
 {
-    if (ended || piece.Length() > outputLeft) {
+    VLR_String piece;
+    const auto kind = static_cast<unsigned char>(IsCapital(byte) ? byte + 0x20 : byte);
+    bool added = true;
+    if (kind == 's')
+        added = VLR_PhoneticPassword::RandomPhonemeExtension(output, piece);
+    else
+        added = VLR_RandomWord::RandomWordFromDictionary(piece, /*shortList=*/kind == 'a');
+    if (!added)
+        piece.AppendByte(byte);
+    if (IsCapital(byte))
+        FoldToCapitals(piece);
+    AppendBytes(piece.Bytes(), piece.Length());
+}
+
+/// The many letters of a long password go in one by one, without a block for each.
+void VLR_RandomPassword::AppendByte(unsigned char byte)
+{
+    AppendBytes(&byte, 1);
+}
+
+void VLR_RandomPassword::AppendBytes(const unsigned char* bytes, uint32_t n)
+{
+    if (ended || n > outputLeft) {
         ended = true;
         return;
     }
-    outputLeft -= piece.Length();
-    output.ReserveForAppend(piece.Length());
-    output.Append(piece);
+    outputLeft -= n;
+    output.ReserveForAppend(n);
+    output.Append(bytes, n);
 }
 
 void VLR_RandomPassword::GenBracket(unsigned char** cursor, unsigned char* end)

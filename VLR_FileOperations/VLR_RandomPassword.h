@@ -34,12 +34,14 @@ public:
     static constexpr uint32_t kMostOutput = 1u << 20; // bytes that one generator adds
     static constexpr uint32_t kMostLevels = 1000; // of sets and repeats inside each other
     static constexpr uint64_t kMostSteps = 1u << 24; // pattern bytes looked at: repeats of nothing must end too
-    static constexpr uint64_t kStepsOfWord = 256; // a word costs a read
+    static constexpr uint64_t kStepsOfWord = 4096; // a word costs the opening of a file
 
 private:
     void Expand(unsigned char* begin, unsigned char* end);
-    void ExpandLetter(unsigned char byte, VLR_String& piece);
-    void AppendPiece(const VLR_String& piece);
+    void ExpandLetter(unsigned char byte);
+    void ExpandPiece(unsigned char byte);
+    void AppendByte(unsigned char byte);
+    void AppendBytes(const unsigned char* bytes, uint32_t n);
     bool TakeSteps(uint64_t n);
 
     VLR_String& output;

@@ -46,6 +46,10 @@ if(VELLORIN_COVERAGE)
     target_link_options(vellorin_settings INTERFACE --coverage)
 endif()
 
+if(VELLORIN_FUZZ)
+    target_compile_options(vellorin_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # One folder of the product: a static library whose headers are included by their bare names.
 function(vellorin_library name)
     add_library(${name} STATIC ${ARGN})

@@ -14,7 +14,7 @@ void NSMutableData::WipingAllocator<T>::deallocate(T* storage, std::size_t count
     std::pmr::polymorphic_allocator<T>::deallocate(storage, count);
 }
 
-template class NSMutableData::WipingAllocator<uint8_t>; // for whoever inlines what ends the data
+template class NSMutableData::WipingAllocator<uint8_t>; // other sources call it too, and an inlined one can't be linked
 
 NSMutableData::NSMutableData(const void* bytes, std::size_t length)
 {

@@ -248,7 +248,7 @@ unsigned short VLR_System::PathSeparator()
 void VLR_System::LowercaseString(VLR_String& text)
 {
     const StVLR_Representation representation(text);
-    if (!representation->IsValid())
+    if (!representation->IsValid() || text.IsEmpty()) // the library refuses a text without storage
         return;
     const VLR_UTF16& units = representation->Units();
     VLR_UTF16 lowered(3 * units.size() + 1); // no code unit becomes more than three

@@ -131,6 +131,11 @@ TEST_F(Generator, HostilePatternsEnd)
         EXPECT_EQ(generate(c.pattern).size(), c.length) << c.name;
     }
     EXPECT_EQ(generate("{x" + most, "ten bytes.").size(), 10u + (1u << 20)); // what was there does not count
+    host = ScriptedHost();
+    write(kShortList, times(100, "word "));
+    generate("{a" + most);
+    EXPECT_LT(host.drawn, 1 << 12); // each word opens a file
+    EXPECT_GT(host.drawn, 1 << 11);
 }
 
 } // namespace

@@ -112,6 +112,9 @@ TEST(VLR_System_Strings, ReplacesRangesAndLowersText)
     VLR_String lower("\u0130\u00C9ABC\u03A3", kUTF8);
     VLR_System::LowercaseString(lower);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(lower.Bytes()), lower.Length()), "i\u0307\u00E9abc\u03C2");
+    VLR_String empty;
+    VLR_System::LowercaseString(empty);
+    EXPECT_TRUE(empty.IsEmpty());
 }
 
 } // namespace
