@@ -116,10 +116,17 @@ private:
         work += uint64_t { resolution.result.Length() } + value.Length();
         if (work > kMostWork || LengthAfterReplacing(resolution.result, resolution.pending, value) > kLongestField)
             VLR_RAISE_CODE(VLR_ExceptionCancelled);
-        if (resolution.result.VLR_MemoryBlock::Compare(&resolution.pending) == 0)
-            resolution.result.Exchange(value); // nothing but the reference
+        if (IsOnlyReference(resolution) && (value.IsEmpty() || VLR_System::LengthOfString(value) > 0))
+            resolution.result.Exchange(value);
         else
             resolution.result.ReplaceAll(resolution.pending, value);
+    }
+
+    /// Text that is not valid is never found, and as a value ends where it is not; it takes the long way.
+    static bool IsOnlyReference(const Resolution& resolution)
+    {
+        return resolution.result.VLR_MemoryBlock::Compare(&resolution.pending) == 0
+            && VLR_System::LengthOfString(resolution.result) > 0;
     }
 
     const bool username;

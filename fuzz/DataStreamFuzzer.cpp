@@ -96,7 +96,7 @@ private:
         case 4: return number(platform.readUInt32(), &DataStream::writeUInt32);
         case 5: return number(platform.readSInt32(), &DataStream::writeSInt32);
         case 6: return chunk();
-        case 7: isCopied = false; return platform.readStr255();
+        case 7: isCopied = false; return bytesOf(platform.readStr255());
         case 8: return rectangle(isCopied);
         case 9: isCopied = false; return color();
         default: {
@@ -164,13 +164,15 @@ private:
 void readTexts(const Bytes& bytes)
 {
     DataStream stream(std::make_shared<NSMutableData>(bytes.data(), bytes.size()));
-    const Outcome text = outcomeOf([&] { return stream.readNSString(); });
+    const Outcome text = outcomeOf([&] { return bytesOf(stream.readNSString()); });
     if (!text)
         return;
     DataStream again(std::make_shared<NSMutableData>());
-    again.writeNSString(*text);
-    expect(again.readNSString() == *text && again.atEnd(), "precomposed text is read to the same");
-    outcomeOf([&] { return stream.readCString(); });
+    again.writeNSString(VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(text->data()),
+                                       static_cast<uint32_t>(text->size())),
+        VLR_CharacterSetUTF8));
+    expect(bytesOf(again.readNSString()) == *text && again.atEnd(), "precomposed text is read to the same");
+    outcomeOf([&] { return bytesOf(stream.readCString()); });
 }
 
 } // namespace

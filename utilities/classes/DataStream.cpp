@@ -16,8 +16,6 @@ constexpr char kSourceName[] = "DataStream";
 constexpr int kGetBytesLine = 62; // reports are compared by these lines: don't follow the source
 constexpr int kReadDataLine = 125;
 constexpr uint32_t kEmptyChunkCount = 0xFFFFFFFF;
-constexpr std::size_t kRectLength = 8;
-constexpr std::size_t kColorLength = 6;
 constexpr double kFullIntensity = 65535.0;
 
 uint8_t swapped(uint8_t value) { return value; }
@@ -58,15 +56,10 @@ bool DataStream::enoughDataFor(std::size_t byteCount) const
     return byteCount <= length && offset_ <= length - byteCount;
 }
 
-void DataStream::requireBytes(std::size_t length) const
+void DataStream::getBytes(void* destination, std::size_t length)
 {
     if (!enoughDataFor(length))
         raiseInconsistency(kGetBytesOutOfRange, "getBytes:length:", kSourceName, kGetBytesLine);
-}
-
-void DataStream::getBytes(void* destination, std::size_t length)
-{
-    requireBytes(length);
     data_->getBytes(destination, { offset_, length });
     offset_ += length;
 }
@@ -161,7 +154,6 @@ CGRect DataStream::readNSRect()
 
 CGRect DataStream::readCarbonRectAsNSRect()
 {
-    requireBytes(kRectLength);
     const double top = readSInt16();
     const double left = readSInt16();
     const double bottom = readSInt16();
@@ -171,7 +163,6 @@ CGRect DataStream::readCarbonRectAsNSRect()
 
 NSColor DataStream::readCarbonColorAsNSColor()
 {
-    requireBytes(kColorLength);
     const double red = readUInt16() / kFullIntensity;
     const double green = readUInt16() / kFullIntensity;
     const double blue = readUInt16() / kFullIntensity;

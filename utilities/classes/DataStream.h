@@ -73,7 +73,8 @@ public:
     /// different from how it was written. A sequence that is not valid UTF-8 becomes U+FFFD.
     VLR_String readNSString();
 
-    /// Top, left, bottom and right; y is not flipped. Both are one operation.
+    /// Top, left, bottom and right; y is not flipped. Both are one operation. What was read of one that is cut short stays
+    /// consumed, as of a colour.
     CGRect readNSRect();
     CGRect readCarbonRectAsNSRect();
 
@@ -113,7 +114,6 @@ public:
     static constexpr char kReadDataOutOfRange[] = "NSData readData out of range.";
 
 private:
-    void requireBytes(std::size_t length) const;
     template <class Unsigned>
     Unsigned fromWire(Unsigned wire) const;
     template <class Unsigned>
