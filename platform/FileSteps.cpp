@@ -28,7 +28,10 @@ std::size_t lengthOfNamePart(const std::string& name)
 
 std::string beginOfTemporaryName(const std::string& name)
 {
-    return "." + name.substr(0, lengthOfNamePart(name)) + ".";
+    std::string begin(1, '.');
+    begin.append(name, 0, lengthOfNamePart(name));
+    begin += '.';
+    return begin;
 }
 
 } // namespace
