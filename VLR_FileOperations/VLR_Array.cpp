@@ -19,13 +19,6 @@ uint32_t StorageLengthFor(uint32_t count)
     return count > kMaxCount ? std::numeric_limits<uint32_t>::max() : count * kPointerSize;
 }
 
-/// Appends without copying what is there again and again.
-void AppendText(VLR_MemoryBlock& text, const VLR_String& piece)
-{
-    text.ReserveForAppend(piece.Length());
-    text.Append(piece);
-}
-
 } // namespace
 
 VLR_ObjectArray::VLR_ObjectArray(const VLR_ObjectArray& other)
@@ -195,8 +188,8 @@ VLR_String VLR_ObjectArray::ComponentsJoinedByString(const VLR_String& separator
     VLR_MemoryBlock joined;
     for (uint32_t i = 0; i < count; ++i) {
         if (i > 0)
-            AppendText(joined, separator);
-        AppendText(joined, Base()[i]->AsString());
+            joined.AppendPiece(separator);
+        joined.AppendPiece(Base()[i]->AsString());
     }
     return VLR_String(joined, VLR_CharacterSetUTF8);
 }

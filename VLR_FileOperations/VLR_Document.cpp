@@ -15,15 +15,9 @@ constexpr uint32_t kFileVersion3 = 3;
 constexpr uint32_t kFileVersion4 = 4;
 constexpr int kDialogTries = 3;
 
-void AppendText(VLR_String& text, const VLR_String& piece)
-{
-    text.ReserveForAppend(piece.Length());
-    text.Append(piece);
-}
-
 void AppendText(VLR_String& text, const char* piece)
 {
-    AppendText(text, VLR_String(piece, VLR_CharacterSetUTF8));
+    text.AppendPiece(VLR_String(piece, VLR_CharacterSetUTF8));
 }
 
 class StVLR_UseUpExpressPassword {
@@ -244,23 +238,23 @@ VLR_String VLR_Document::Description() const
 {
     VLR_String text;
     AppendText(text, "\n\ndoc id: ");
-    AppendText(text, uniqueDocumentID);
+    text.AppendPiece(uniqueDocumentID);
     AppendText(text, "\nrecord ids and original checksums:\n");
     for (uint32_t i = 0; i < recordList.Count(); ++i) {
         const VLR_PasswordData& record = *recordList.ObjectAtIndex(i);
-        AppendText(text, record.UUID());
+        text.AppendPiece(record.UUID());
         AppendText(text, " -> ");
-        AppendText(text, VLR_Utility::UInt32AsHex(record.Checksum()));
+        text.AppendPiece(VLR_Utility::UInt32AsHex(record.Checksum()));
         AppendText(text, " changedSinceSync: ");
-        AppendText(text, VLR_Utility::SInt32ToString(record.ChangedSinceSync()));
+        text.AppendPiece(VLR_Utility::SInt32ToString(record.ChangedSinceSync()));
         AppendText(text, "\n");
     }
     AppendText(text, "\ndeletions: \n");
     for (uint32_t i = 0; i < deletionList.Count(); ++i) {
         const VLR_Deletion& deletion = *deletionList.ObjectAtIndex(i);
-        AppendText(text, deletion.uuid);
+        text.AppendPiece(deletion.uuid);
         AppendText(text, " -> ");
-        AppendText(text, VLR_Utility::UInt32AsHex(deletion.checksum));
+        text.AppendPiece(VLR_Utility::UInt32AsHex(deletion.checksum));
         AppendText(text, "\n");
     }
     return text;

@@ -32,14 +32,7 @@ uint32_t VLR_Document::ReadVersion3FileContents()
         VLR_RAISE(kCantConvert);
     if (stream == nullptr)
         VLR_RAISE(kNilStream);
-    if (stream->ReadUInt32() != kVLR_TagReferenceBuffer)
-        VLR_RAISE(kExpectedReferenceBuffer);
-    stream->ReadData(referenceBuffer);
-    if (stream->ReadUInt32() != kVLR_TagPreferences)
-        VLR_RAISE(kExpectedPreferences);
-    ReadDocumentPreferences();
-    if (stream->ReadUInt32() != kVLR_TagDeletionList)
-        VLR_RAISE(kExpectedDeletionList);
+    ReadUpToDeletionList();
     stream->ReadData();
 
     fileVersion = kFileVersion3;

@@ -146,6 +146,12 @@ void VLR_MemoryBlock::ReserveForAppend(uint32_t n)
         Reserve(std::max(needed, std::min(AddLengths(needed, length / 2), kLargestStorage)));
 }
 
+void VLR_MemoryBlock::AppendPiece(const VLR_MemoryBlock& piece)
+{
+    ReserveForAppend(piece.length);
+    Append(piece);
+}
+
 void VLR_MemoryBlock::FreeStorage()
 {
     // At the end of a block nobody is left whom the hook could tell, as its header says.

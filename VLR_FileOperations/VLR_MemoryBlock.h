@@ -66,6 +66,9 @@ public:
     /// of many pieces costs linear time.
     void ReserveForAppend(uint32_t n);
 
+    /// Appends a piece of a longer text, with ReserveForAppend.
+    void AppendPiece(const VLR_MemoryBlock& piece);
+
     /// Wipes and frees the storage, after MemoryBlockChanged.
     void FreeStorage();
 

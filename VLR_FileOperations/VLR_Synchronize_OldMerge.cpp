@@ -26,13 +26,10 @@ uint32_t IndexOfObject(const VLR_ObjectArray& list, const VLR_Object* object)
     return index;
 }
 
-constexpr uint32_t kReportLineRest = 16; // arrow, checksum and line end
-
 void AppendReportLine(VLR_String& report, const VLR_PasswordData& record)
 {
-    report.ReserveForAppend(record.UUID().Length() + kReportLineRest);
-    report.Append(record.UUID());
-    report.Append(VLR_String(" => ", VLR_CharacterSetUTF8));
+    report.AppendPiece(record.UUID());
+    report.AppendPiece(VLR_String(" => ", VLR_CharacterSetUTF8));
     report.Append(VLR_Utility::UInt32AsHex(record.Checksum()));
     report.Append(VLR_String("\n", VLR_CharacterSetUTF8));
 }

@@ -32,13 +32,6 @@ std::string textOf(const std::optional<NSData>& data)
     return data ? std::string(reinterpret_cast<const char*>(data->bytes()), data->length()) : "(nothing)";
 }
 
-mode_t modeOf(const std::string& path)
-{
-    struct stat status {};
-    ::stat(path.c_str(), &status);
-    return status.st_mode & 07777;
-}
-
 class FileManager : public ::testing::Test {
 protected:
     ScratchFolder folder;

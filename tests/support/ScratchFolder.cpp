@@ -5,6 +5,14 @@
 #include <set>
 
 #include <stdlib.h>
+#include <sys/stat.h>
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat status {};
+    ::stat(path.c_str(), &status);
+    return status.st_mode & 07777;
+}
 
 ScratchFolder::ScratchFolder(const std::filesystem::path& parent)
 {

@@ -3,6 +3,11 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/types.h>
+
+/// The permission bits of a file.
+mode_t modeOf(const std::string& path);
+
 /// A folder that goes with its scope, and the files in it.
 class ScratchFolder {
 public:

@@ -181,13 +181,6 @@ TEST(BackupNumbers, ReportsTakeNamesAsTheyAre)
 
 // Against the file system
 
-mode_t modeOf(const std::string& path)
-{
-    struct stat status {};
-    ::stat(path.c_str(), &status);
-    return status.st_mode & 07777;
-}
-
 class Backup : public ::testing::Test {
 protected:
     ScratchFolder folder;
