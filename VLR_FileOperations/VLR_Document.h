@@ -255,7 +255,6 @@ private:
     uint32_t ReadVersion1or2FileContentsCompletion();
     template <class Read>
     bool AppendOlderRecord(Read read);
-    void ReadUpToDeletionList();
     void ReadDeletionList();
     RecordRead ReadNextRecord(VLR_MemoryBlock& block);
     bool ReadRecordTag();

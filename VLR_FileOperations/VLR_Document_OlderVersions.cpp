@@ -32,7 +32,15 @@ uint32_t VLR_Document::ReadVersion3FileContents()
         VLR_RAISE(kCantConvert);
     if (stream == nullptr)
         VLR_RAISE(kNilStream);
-    ReadUpToDeletionList();
+    // As in version 4, but not shared with it: a report names the function that reads the version.
+    if (stream->ReadUInt32() != kVLR_TagReferenceBuffer)
+        VLR_RAISE(kExpectedReferenceBuffer);
+    stream->ReadData(referenceBuffer);
+    if (stream->ReadUInt32() != kVLR_TagPreferences)
+        VLR_RAISE(kExpectedPreferences);
+    ReadDocumentPreferences();
+    if (stream->ReadUInt32() != kVLR_TagDeletionList)
+        VLR_RAISE(kExpectedDeletionList);
     stream->ReadData();
 
     fileVersion = kFileVersion3;

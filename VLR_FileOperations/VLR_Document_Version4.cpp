@@ -126,7 +126,14 @@ uint32_t VLR_Document::ReadVersion4FileContents(VLR_AskPasswordReadStyle style)
     uint32_t magic = 0;
     if (stream->PeekUInt32(magic) && magic == kVLR_MagicVersion4 && stream->ReadUInt32() != kVLR_MagicVersion4)
         VLR_RAISE(kIncorrectVersion);
-    ReadUpToDeletionList();
+    if (stream->ReadUInt32() != kVLR_TagReferenceBuffer)
+        VLR_RAISE(kExpectedReferenceBuffer);
+    stream->ReadData(referenceBuffer);
+    if (stream->ReadUInt32() != kVLR_TagPreferences)
+        VLR_RAISE(kExpectedPreferences);
+    ReadDocumentPreferences();
+    if (stream->ReadUInt32() != kVLR_TagDeletionList)
+        VLR_RAISE(kExpectedDeletionList);
     ReadDeletionList();
     if (stream->ReadUInt32() != kVLR_TagSyncInformation)
         VLR_RAISE(kExpectedSyncInformation);
@@ -136,19 +143,6 @@ uint32_t VLR_Document::ReadVersion4FileContents(VLR_AskPasswordReadStyle style)
 
     fileVersion = kFileVersion4;
     return halfReadFlag != VLR_HalfReadOff ? 0 : ReadToCompletion();
-}
-
-/// Versions 3 and 4 begin alike. Leaves the stream at the chunk of the deletion list.
-void VLR_Document::ReadUpToDeletionList()
-{
-    if (stream->ReadUInt32() != kVLR_TagReferenceBuffer)
-        VLR_RAISE(kExpectedReferenceBuffer);
-    stream->ReadData(referenceBuffer);
-    if (stream->ReadUInt32() != kVLR_TagPreferences)
-        VLR_RAISE(kExpectedPreferences);
-    ReadDocumentPreferences();
-    if (stream->ReadUInt32() != kVLR_TagDeletionList)
-        VLR_RAISE(kExpectedDeletionList);
 }
 
 void VLR_Document::ReadDeletionList()
