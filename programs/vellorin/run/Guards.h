@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Which refusals the user has waved aside.
+struct GuardOptions {
+    bool allowRemovals = false; // --allow-removals
+    bool allowUnrelated = false; // --allow-unrelated
+    bool allowDamage = false; // --allow-damage
+    bool allowOlder = false; // --allow-older
+};
+
+/// A reason not to synchronise these files without being told to.
+struct Objection {
+    enum class Kind { Removals, Unrelated, Damage, OlderState };
+
+    Kind kind {};
+    std::string message; // what, on which path, and the option to go on
+};
+
+/// "removals", "unrelated", "damage", "older-state": in JSON and in tests.
+std::string nameOf(Objection::Kind kind);
+std::string optionFor(Objection::Kind kind);
+
+class Journal;
+struct SyncPlan;
+
+/// All objections to a plan, whatever the options say.
+///
+/// - Removals: more than 10 records and more than a quarter of a side would go from it.
+/// - Unrelated: both have records, and no UUID, deletion or identity in common.
+/// - Damage: damaged entries on a side (VaultDamage), each with its offset.
+/// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its bytes are
+///   those of an earlier run, its date of opening is earlier, or it has fewer deletions.
+std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal);

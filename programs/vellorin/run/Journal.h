@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// One file of a run, as the journal remembers it.
+struct JournalFile {
+    std::string path; // absolute, links followed
+    std::string identity; // of the vault
+    std::string hashBefore; // SHA-256 in hexadecimal digits
+    std::string hashAfter; // the same as before if the run didn't write it
+    std::string backup; // path of the numbered backup of the bytes before, or empty
+    uint32_t openDateAfter = 0; // the vault's date of opening, seconds since 2001
+    uint32_t deletionsAfter = 0;
+    std::vector<std::string> added; // UUIDs that the run brought to this file
+    std::vector<std::string> removed;
+    std::vector<std::string> doubled; // stand twice, or as two likely versions, since this run
+};
+
+/// One run that replaced files, or began to.
+struct JournalRun {
+    enum class State { Begun, Done, HalfDone, UndoBegun, Undone };
+
+    std::string id; // "2026-11-21T10:36:08.123456Z-1a2b3c4d", ordered by time
+    std::string command; // "sync", "resolve", "watch", "undo"
+    State state = State::Begun;
+    std::vector<JournalFile> files; // in the order of writing
+};
+
+/// What was synchronised when: one small file for each run in $XDG_STATE_HOME/vellorin/journal (~/.local/state), readable
+/// by its owner alone. No secret stands in it: paths, identities, UUIDs, hashes.
+///
+/// A run is noted before its first replacement (Begun) and again behind its last, each time at one stroke and synced, so
+/// that a killed run leaves word of what it meant to do. The newest 1,000 runs of a file are kept.
+/// An entry that can't be read is skipped, with a word to the log: the journal must never stand in a synchronisation's way.
+class Journal {
+public:
+    Journal(); // of this user
+    explicit Journal(std::string folder);
+
+    /// A fresh id for a run that begins now.
+    std::string newId() const;
+
+    /// Writes or replaces the run's entry. Raises: CommandFailure (kFailed) if it can't be written.
+    void write(const JournalRun& run);
+
+    /// The runs in which this file took part, newest first; at most `most`. By path, links followed.
+    std::vector<JournalRun> runsOf(const std::string& path, std::size_t most = SIZE_MAX) const;
+
+    /// The newest run of all, if any.
+    std::optional<JournalRun> newestRun() const;
+
+    const std::string& folder() const { return folder_; }
+
+private:
+    std::string folder_;
+};
+
+/// SHA-256 in hexadecimal digits.
+class NSData;
+std::string hashOf(const NSData& bytes);

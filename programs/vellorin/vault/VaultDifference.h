@@ -1,0 +1,48 @@
+#pragma once
+
+#include "VaultContents.h"
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// What two vaults have and lack of each other, by record. Indices are those of `records` in each vault's contents.
+///
+/// UUIDs of records are equal as bytes; a deletion names a record whose UUID is equal but for the case of ASCII letters.
+/// (A merge also takes texts for equal that are so by Unicode's rules alone. Programs write UUIDs in ASCII.)
+struct VaultDifference {
+    /// Two new records, one on each side, that are most likely two versions of one: their cipher texts begin with the same
+    /// blocks, so their titles begin with the same letters.
+    struct LikelyPair {
+        uint32_t a = 0;
+        uint32_t b = 0;
+        uint32_t equalBlocks = 0; // of 8 bytes, from the start
+    };
+
+    /// One UUID on both sides.
+    struct Match {
+        uint32_t a = 0;
+        uint32_t b = 0;
+    };
+
+    std::vector<uint32_t> newInA; // B has neither the record nor a deletion of it: goes from A to B
+    std::vector<uint32_t> newInB;
+    std::vector<uint32_t> deletedByB; // in A, and B has deleted it: goes from A
+    std::vector<uint32_t> deletedByA;
+    std::vector<Match> otherCategory; // stay, twice on both sides
+    std::vector<Match> otherBody; // same UUID and category; each side keeps its own
+    std::vector<LikelyPair> likelyPairs; // among newInA and newInB; no record stands in two of them
+    uint32_t same = 0; // UUIDs with the same category and body on both sides
+    uint32_t deletionsOnlyInA = 0;
+    uint32_t deletionsOnlyInB = 0;
+
+    /// A merge would change no record and no deletion: both hold the same UUIDs in the same categories, and the same
+    /// deletions. Bodies may differ.
+    bool inStep = false;
+};
+
+/// Cost: linear in the records and deletions but for the pairs, which are sorted.
+VaultDifference differenceOf(const VaultContents& a, const VaultContents& b);
+
+/// Answers in constant time whether a list of deletions names a UUID.
+class DeletionSet;
