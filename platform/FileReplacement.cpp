@@ -103,6 +103,14 @@ void FileReplacement::commit()
     committed_ = true;
 }
 
+void FileReplacement::commitToFreeName()
+{
+    throwIfInterrupted();
+    if (!renameToFreeName(calls_, folder_.descriptor, newName_, name_))
+        failStep("name");
+    committed_ = true;
+}
+
 void FileReplacement::syncFolder()
 {
     if (!::syncFolder(calls_, folder_))

@@ -29,6 +29,9 @@ public:
     /// Puts the new file in the old one's place. Throws Interrupted, before it does.
     void commit();
 
+    /// The same for a file that must not be there yet; one that is stays, and it is a failure.
+    void commitToFreeName();
+
     /// After `commit`: makes the replacement last, should the system crash.
     void syncFolder();
 
