@@ -305,7 +305,7 @@ def judge_samples(program: str, options: list[str]) -> list[Verdict]:
         folder = Path(scratch, "samples")
         folder.mkdir()
         environment = {"PATH": os.environ.get("PATH", ""), "HOME": scratch}
-        subprocess.run([program, *options, str(folder)], env=environment, check=True, capture_output=True)
+        subprocess.run([program, "sample", *options, str(folder)], env=environment, check=True, capture_output=True)
         files = sorted(folder.iterdir())
         return [Verdict(f"{path.name} {options}", Case("", b"", b""), judge_sample(path.read_bytes())) for path in files]
 
@@ -345,7 +345,7 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--large", type=int, default=100000, metavar="N", help="records of the large vaults, 0 for none")
     parser.add_argument("--group", default="", metavar="WORD", help="only groups with this word in their names")
     parser.add_argument("--keep", type=Path, metavar="FOLDER", help="store the smallest failing pair of each group")
-    parser.add_argument("--samples", metavar="PROGRAM", help="judge the vaults that this program makes as well")
+    parser.add_argument("--samples", metavar="PROGRAM", help="judge the samples that this program makes as well")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     return parser.parse_args()
 

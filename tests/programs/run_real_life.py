@@ -26,7 +26,7 @@ class Scene:
         self.environment = {"HOME": str(self.folder), "XDG_RUNTIME_DIR": str(self.folder), "PATH": os.environ["PATH"]}
         self.started = []
         self.vaults = self.folder / "vaults"
-        self.run("vellorin-sample", self.vaults)
+        self.run("vellorin", "sample", self.vaults)
         self.first, self.second = self.vaults / "laptop.vlr", self.vaults / "stick.vlr"
         self.before = self.contents()
 
