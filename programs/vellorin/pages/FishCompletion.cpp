@@ -71,7 +71,7 @@ std::string fishCompletion(const std::vector<CommandPage>& pages)
         text += "complete -c vellorin -n __vellorin_no_command -a " + page.name + " -d " + quoted(page.summary) + "\n";
     for (const CommandPage& page : pages) {
         const std::string condition = "'__vellorin_command " + page.name + "'";
-        text += "\n" + operandsOf(condition, page);
+        text.append("\n").append(operandsOf(condition, page));
         for (const Option& option : page.options)
             text += lineOf(condition, option);
         for (const Option& option : optionsOfEveryCommand())

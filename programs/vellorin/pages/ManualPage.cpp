@@ -2,6 +2,7 @@
 #include "Pages.h"
 
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -145,15 +146,15 @@ std::string sentence(std::string text)
     return paragraph(text + ".");
 }
 
-/// An operand's name behind a macro; one like "%A" would be a macro itself.
-std::string argument(const std::string& name)
+/// An operand's name behind what stands before it on the line; one like "%A" would be a macro itself.
+std::string argument(std::string before, const std::string& name)
 {
-    return "Ar " + std::string(name[0] == '%' ? "\\&" : "") + name;
+    return std::move(before) + "Ar " + (name[0] == '%' ? "\\&" : "") + name;
 }
 
 std::string argumentsOf(const Operand& operand)
 {
-    return "." + argument(operand.name) + (operand.most > 1 ? " ..." : "");
+    return argument(".", operand.name) + (operand.most > 1 ? " ..." : "");
 }
 
 std::string synopsisOf(const CommandPage& page)
@@ -171,7 +172,7 @@ std::string itemOf(const Option& option)
         head += "Fl " + option.letter.substr(1) + " , ";
     head += "Fl " + option.name.substr(1);
     if (!option.value.empty())
-        head += " " + argument(option.value);
+        head = argument(head + " ", option.value);
     return head + "\n" + sentence(option.help);
 }
 
@@ -181,7 +182,7 @@ std::string listOf(const std::vector<Operand>& operands, const std::vector<Optio
         return {};
     std::string result = ".Bl -tag -width Ds\n";
     for (const Operand& operand : operands)
-        result += ".It " + argument(operand.name) + "\n" + sentence(operand.help);
+        result += argument(".It ", operand.name) + "\n" + sentence(operand.help);
     for (const Option& option : options)
         result += itemOf(option);
     return result + ".El\n";

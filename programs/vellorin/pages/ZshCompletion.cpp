@@ -32,9 +32,11 @@ std::string escaped(const std::string& text)
 std::string specificationOf(const Option& option)
 {
     const bool mayRepeat = std::holds_alternative<std::vector<std::string>*>(option.target);
-    const std::string value
-        = option.value.empty() ? "" : ":" + escaped(option.value) + ":" + actionOf(option.completion);
-    const std::string rest = "[" + escaped(option.help) + "]" + value + "'";
+    std::string rest = "[";
+    rest += escaped(option.help) + "]";
+    if (!option.value.empty())
+        rest.append(":").append(escaped(option.value)).append(":").append(actionOf(option.completion));
+    rest += "'";
     const std::string letter = option.letter.empty() ? "" : option.letter + " ";
     const std::string exclusion = mayRepeat ? "*" : "(" + letter + option.name + ")";
     // A letter's value may stand in the same word, a name's behind an equals sign too.
@@ -46,8 +48,10 @@ std::string specificationOf(const Option& option)
 
 std::string specificationOf(const Operand& operand, std::size_t place)
 {
-    const std::string rest = ":" + escaped(operand.name) + ":" + actionOf(operand.completion) + "'";
-    return "            '" + (operand.most > 1 ? "*" : std::to_string(place)) + rest;
+    std::string text = "            '";
+    text += operand.most > 1 ? "*" : std::to_string(place);
+    text.append(":").append(escaped(operand.name)).append(":").append(actionOf(operand.completion));
+    return text + "'";
 }
 
 std::string caseOf(const CommandPage& page)

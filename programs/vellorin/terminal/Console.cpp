@@ -133,11 +133,14 @@ void Console::progress(const std::string& what, uint64_t part, uint64_t whole)
         progressSince_ = now;
     if (now - progressSince_ < kPatience || (progressShown_ && now - progressDrawn_ < kBetweenDrawings))
         return;
-    const std::string share
-        = whole > 0 ? " " + std::to_string(static_cast<unsigned>(100.0L * part / whole)) + " %" : std::string();
+    std::string share;
+    if (whole > 0)
+        share.append(" ").append(std::to_string(static_cast<unsigned>(100.0L * part / whole))).append(" %");
     // The last column stays free: a character there makes some terminals begin a new line.
     const std::size_t room = columnsOfTerminal() - 1;
-    writeToStandardError("\r" + printable(what, room > share.size() ? room - share.size() : 0) + share + "\x1b[K");
+    std::string line = "\r";
+    line.append(printable(what, room > share.size() ? room - share.size() : 0)).append(share).append("\x1b[K");
+    writeToStandardError(line);
     progressShown_ = true;
     progressDrawn_ = now;
 }

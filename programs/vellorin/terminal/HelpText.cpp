@@ -32,10 +32,12 @@ std::string listOf(const std::vector<Term>& terms)
     const std::size_t column = kMargin + widest + 2;
     std::string result;
     for (const Term& term : terms) {
-        const std::string start = std::string(kMargin, ' ') + term.form;
-        result += start;
-        result
-            += start.size() + 2 <= column ? std::string(column - start.size(), ' ') : "\n" + std::string(column, ' ');
+        const std::size_t end = kMargin + term.form.size();
+        result.append(kMargin, ' ').append(term.form);
+        if (end + 2 <= column)
+            result.append(column - end, ' ');
+        else
+            result.append("\n").append(column, ' ');
         result += wrapped(term.meaning, kWidth - column, column) + "\n";
     }
     return terms.empty() ? result : result + "\n";
@@ -73,7 +75,7 @@ std::string usageOf(const CommandPage& page)
     const std::string start = "usage: " + std::string(kProgramName) + " " + page.name + " ";
     std::string words = "[OPTION...]";
     for (const Operand& operand : page.operands)
-        words += " " + formOf(operand);
+        words.append(" ").append(formOf(operand));
     return start + wrapped(words, kWidth - start.size(), start.size()) + "\n\n";
 }
 
@@ -141,7 +143,7 @@ std::string wrapped(std::string_view text, std::size_t width, std::size_t indent
         const std::string_view word = text.substr(0, text.find(' '));
         text.remove_prefix(std::min(text.size(), word.size() + 1));
         if (column > 0 && column + 1 + word.size() > width) {
-            result += "\n" + std::string(indent, ' ');
+            result.append("\n").append(indent, ' ');
             column = 0;
         } else if (column > 0) {
             result += ' ';
