@@ -11,6 +11,7 @@
     status N                    of the run above; signals as -N
     out TEXT / err TEXT         the lines of standard output and error, all of them, in order; ~TEXT is a pattern;
                                 `err ...` accepts any further lines
+    json                        standard output is one object as resources/vellorin.schema.json has it; instead of `out`
     unchanged NAME              byte for byte as it was made
     same NAME NAME              the same records in both: everything behind the identities is compared sorted
     gone NAME / is NAME         does not exist / exists
@@ -18,6 +19,7 @@
 Lines that begin with # say what the transcript shows. Usage: run_transcripts.py BIN DATA TRANSCRIPT...
 """
 
+import json
 import os
 import pathlib
 import re
@@ -93,6 +95,16 @@ class Transcript:
 
     def do_err(self, rest):
         self.expected["err"].append(rest)
+
+    def do_json(self, rest):
+        import jsonschema  # by the transcripts that need it alone
+
+        schema = json.loads((pathlib.Path(__file__).parents[2] / "resources/vellorin.schema.json").read_text())
+        try:
+            jsonschema.validate(json.loads(self.result[1]), schema)
+        except (ValueError, jsonschema.ValidationError) as error:
+            raise Failure(f"{self.result[1]!r}: {error}")
+        self.result = (self.result[0], "", self.result[2])
 
     def do_unchanged(self, rest):
         if self.path(rest).read_bytes() != self.made[rest]:

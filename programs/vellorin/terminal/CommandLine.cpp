@@ -268,7 +268,7 @@ std::string wordsOf(const VLR_Exception& exception)
 
 } // namespace
 
-int runCommandLine(Commands commands, const std::vector<std::string>& arguments)
+int runCommandLine(const Commands& commands, const std::vector<std::string>& arguments)
 {
     Console console(kProgramName);
     try {

@@ -15,4 +15,4 @@
 /// Options may stand anywhere behind the command's name, `--` ends them, `-` alone is an operand. A word is taken as
 /// the bytes that it is: no form of it is split, unquoted or read as anything else, and nothing is taken from the
 /// environment or a file.
-int runCommandLine(Commands commands, const std::vector<std::string>& arguments);
+int runCommandLine(const Commands& commands, const std::vector<std::string>& arguments);

@@ -86,7 +86,7 @@ Result runWords(const Words& words, const std::function<int(Console&)>& body = d
         result.ran = true;
         return body(console);
     }));
-    result.status = runCommandLine(std::move(commands), words);
+    result.status = runCommandLine(commands, words);
     setLogSink(nullptr);
     result.out = captured.out();
     result.error = captured.error();
@@ -290,7 +290,7 @@ Result runInto(int descriptor, const Words& words, const std::function<int(Conso
     const StRedirected elsewhere(STDOUT_FILENO, descriptor);
     Commands commands;
     commands.push_back(std::make_unique<TestCommand>(result.given, body));
-    result.status = runCommandLine(std::move(commands), words);
+    result.status = runCommandLine(commands, words);
     setLogSink(nullptr);
     result.error = captured.error();
     return result;
