@@ -116,8 +116,8 @@ std::string nameOfUser(uid_t user)
     std::vector<char> buffer(16384);
     passwd entry {};
     passwd* found = nullptr;
-    ::getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found);
-    return found != nullptr ? found->pw_name : std::to_string(user);
+    const bool isKnown = ::getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr;
+    return isKnown ? found->pw_name : std::to_string(user);
 }
 
 /// Reads the note and its date; nothing if it isn't a plain file. It is the system that decides whose it is.
