@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Vaults in real git repositories, merged by vellorin's driver. Usage: run_git.py BIN DATA"""
+"""Vaults in real git repositories, merged by vellorin's driver. Usage: run_git.py BIN"""
 
 import pathlib
 import subprocess
