@@ -28,6 +28,7 @@
 namespace {
 
 constexpr char kExtension[] = ".json";
+constexpr std::size_t kPruneEvery = 50; // entries
 constexpr std::size_t kIdLength = 36; // as JournalRun shows
 constexpr std::size_t kTemporaryEnd = 17; // what stands behind a name's part in that of a temporary file
 constexpr char kOfNoUse[] = "; without a journal nothing is synchronised";
@@ -153,6 +154,11 @@ void Journal::write(const JournalRun& run)
         prune();
 }
 
+void Journal::forget(const std::string& id)
+{
+    fileSystemCalls().unlinkAt(AT_FDCWD, pathOf(id));
+}
+
 std::vector<std::string> Journal::idsNewestFirst() const
 {
     FileSystemCalls& calls = fileSystemCalls();
@@ -227,7 +233,7 @@ void Journal::prune() const
         if (name[0] == '.' && name.size() > kTemporaryEnd + 1)
             removeLeftoverFiles(calls, folder.value, name.substr(1, name.size() - kTemporaryEnd - 1));
     }
-    if (names.size() <= kRunsKept)
+    if (names.size() <= kRunsKept || names.size() % kPruneEvery != 0) // it reads all of them
         return;
     std::map<std::string, std::size_t> runsOfFile;
     visit([&](const JournalRun& run) {

@@ -61,8 +61,12 @@ public:
     /// Makes the folder, if it isn't there. Raises: CommandFailure (kFailed).
     void makeFolder() const;
 
-    /// Writes or replaces the run's entry. Raises: CommandFailure (kFailed) if it can't be written. Throws Interrupted.
+    /// Writes or replaces the run's entry, and removes those that are too many, now and then. Raises: CommandFailure (kFailed)
+    /// if it can't be written. Throws Interrupted.
     void write(const JournalRun& run);
+
+    /// Removes the entry of a run that came to nothing. One that can't be removed stays: the files' hashes tell the same.
+    void forget(const std::string& id);
 
     /// Shows the runs, newest first, until `isEnough` answers true.
     void visit(const std::function<bool(const JournalRun&)>& isEnough) const;
