@@ -108,12 +108,13 @@ void FileReplacement::commit()
     committed_ = true;
 }
 
-void FileReplacement::commitKeepingOld()
+void FileReplacement::commitKeepingOld(const std::function<void()>& lastLook)
 {
     markOldFile();
     if (exchange())
         return;
     keepUnderFurtherName();
+    lastLook();
     if (calls_.renameAt(folder_.descriptor, newName_, name_) != 0)
         failStep("replace");
     committed_ = true;
@@ -157,6 +158,9 @@ std::optional<struct stat> FileReplacement::replacedFile()
 
 void FileReplacement::takeBack()
 {
+    const std::optional<struct stat> present = presentFile();
+    if (!present || present->st_dev != newFile_.st_dev || present->st_ino != newFile_.st_ino)
+        throw FileSystemFailure { "somebody else has replaced it since", /*isReplaced=*/true };
     const int result = exchanged_ ? calls_.exchangeAt(folder_.descriptor, newName_, name_)
                                   : calls_.renameAt(folder_.descriptor, keptName_, name_);
     if (result != 0)

@@ -3,6 +3,7 @@
 #include "FileSteps.h"
 #include "NSData.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -31,14 +32,16 @@ public:
 
     /// Replaces like `commit`, and keeps the old file beside the new one, for a way back, until this object ends. Where the
     /// file system can, both change places at one stroke; else the old one is kept under a further name, or as a copy.
-    /// Takes no notice of an interruption once there is something to replace with.
-    void commitKeepingOld();
+    /// Where that takes more than one step, `lastLook` is called before the last; it may raise to end it. Throws Interrupted
+    /// only while the old file is copied.
+    void commitKeepingOld(const std::function<void()>& lastLook);
 
     /// Behind `commitKeepingOld`: what was replaced, whatever stood there a moment before; absent if only a copy of it was
     /// kept.
     std::optional<struct stat> replacedFile();
 
-    /// Puts the old file that was kept back into its place, and takes the new one away.
+    /// Puts the old file that was kept back into its place, and takes the new one away. Fails if the new one doesn't stand
+    /// there any more.
     void takeBack();
 
     /// After `commit`: makes the replacement last, should the system crash.

@@ -31,6 +31,7 @@ constexpr char kExtension[] = ".json";
 constexpr std::size_t kPruneEvery = 50; // entries
 constexpr std::size_t kIdLength = 36; // as JournalRun shows
 constexpr std::size_t kTemporaryEnd = 17; // what stands behind a name's part in that of a temporary file
+constexpr std::time_t kYoungSeconds = 3600;
 constexpr char kOfNoUse[] = "; without a journal nothing is synchronised";
 
 std::string homeFolder()
@@ -66,6 +67,17 @@ void makeFolders(FileSystemCalls& calls, const std::string& path)
         if (end == std::string::npos)
             return;
     }
+}
+
+/// A temporary file whose maker was killed. Young ones stay: many write at once, and may not have marked theirs yet.
+void removeIfLeftOver(FileSystemCalls& calls, int folder, const std::string& name)
+{
+    struct stat status {};
+    if (name[0] != '.' || name.size() <= kTemporaryEnd + 1
+        || calls.statAt(folder, name, status, AT_SYMLINK_NOFOLLOW) != 0
+        || status.st_mtim.tv_sec > std::time(nullptr) - kYoungSeconds)
+        return;
+    removeLeftoverFiles(calls, folder, name.substr(1, name.size() - kTemporaryEnd - 1));
 }
 
 bool isId(const std::string& text)
@@ -229,12 +241,10 @@ void Journal::prune() const
     std::vector<std::string> names;
     if (folder.value < 0 || calls.namesIn(folder.value, names) != 0)
         return;
-    for (const std::string& name : names) {
-        if (name[0] == '.' && name.size() > kTemporaryEnd + 1)
-            removeLeftoverFiles(calls, folder.value, name.substr(1, name.size() - kTemporaryEnd - 1));
-    }
     if (names.size() <= kRunsKept || names.size() % kPruneEvery != 0) // it reads all of them
         return;
+    for (const std::string& name : names)
+        removeIfLeftOver(calls, folder.value, name);
     std::map<std::string, std::size_t> runsOfFile;
     visit([&](const JournalRun& run) {
         bool isWanted = false;

@@ -6,17 +6,21 @@
 #include "ExitStatus.h"
 #include "FileChecks.h"
 #include "Journal.h"
+#include "KilledRuns.h"
 #include "NSURL.h"
 #include "RunNote.h"
 #include "StagedFiles.h"
 #include "SyncPlan.h"
 #include "SyncProof.h"
 
-#include <algorithm>
-
 namespace {
 
 constexpr uint32_t kMostAttempts = 3;
+
+const ActionPartners& partnersOf(const SyncOptions& options)
+{
+    return options.partners != nullptr ? *options.partners : linuxPartners();
+}
 
 /// One attempt with one plan.
 class Attempt {
@@ -26,7 +30,7 @@ public:
         , options(options)
         , journal(journal)
         , console(console)
-        , action(options.partners != nullptr ? *options.partners : linuxPartners(), this->plan, staged, console)
+        , action(partnersOf(options), this->plan, staged, console)
         , backups(options.keepBackups, console)
     {
     }
@@ -70,13 +74,27 @@ private:
     {
         for (const PlannedFile* const file : { &plan.first, &plan.second }) {
             const std::vector<JournalRun> runs = journal.runsOf(file->path, 1);
-            if (runs.empty() || runs.front().state == JournalRun::State::Done
-                || runs.front().state == JournalRun::State::Undone)
+            if (runs.empty() || !isLeftHalfDone(runs.front()))
                 continue;
             console.say(printable(file->path) + ": the run of " + runs.front().time()
                 + " was cut off; this one ends what it began");
             return;
         }
+    }
+
+    /// One file of the run is as before it and another as behind it.
+    bool isLeftHalfDone(const JournalRun& run) const
+    {
+        bool isOneOld = false;
+        bool isOneNew = false;
+        for (const PlannedFile* const file : { &plan.first, &plan.second }) {
+            const JournalFile* const then = run.file(canonicalPath(file->path));
+            if (then == nullptr || then->hashBefore == then->hashAfter)
+                continue;
+            isOneOld = isOneOld || file->hash == then->hashBefore;
+            isOneNew = isOneNew || file->hash == then->hashAfter;
+        }
+        return isOneOld && isOneNew;
     }
 
     std::string replace(SyncReport& report)
@@ -154,8 +172,11 @@ SyncReport attempt(
     console.progress("reading and merging in memory");
     SyncPlan plan = planFor(first, second);
     SyncReport report = reportOf(plan, options.replaceSecond);
-    if (hasNothingToDo(plan, options))
+    if (hasNothingToDo(plan, options)) {
+        if (!options.dryRun)
+            removeLeftoversOf({ first, second }, partnersOf(options).locks);
         return report;
+    }
     report.objections = objectionsTo(plan, journal);
     if (options.dryRun)
         return report;
