@@ -44,6 +44,9 @@ public:
     /// there any more.
     void takeBack();
 
+    /// The same for a file that must not be there yet; one that is stays, and it is a failure.
+    void commitToFreeName();
+
     /// After `commit`: makes the replacement last, should the system crash.
     void syncFolder();
 

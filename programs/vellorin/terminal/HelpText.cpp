@@ -70,12 +70,11 @@ std::vector<Term> termsOf(const std::vector<CommandPage>& pages)
 
 std::string usageOf(const CommandPage& page)
 {
-    std::string usage = "usage: " + std::string(kProgramName) + " " + page.name;
-    const std::size_t indent = usage.size() + 1;
-    usage += " [OPTION...]";
+    const std::string start = "usage: " + std::string(kProgramName) + " " + page.name + " ";
+    std::string words = "[OPTION...]";
     for (const Operand& operand : page.operands)
-        usage += " " + formOf(operand);
-    return wrapped(usage, kWidth - indent, indent) + "\n\n";
+        words += " " + formOf(operand);
+    return start + wrapped(words, kWidth - start.size(), start.size()) + "\n\n";
 }
 
 Option flag(std::string name, std::string letter, std::string help)
