@@ -1,9 +1,10 @@
+#include "ContentsChecks.h"
 #include "FuzzInput.h"
 #include "FuzzTexts.h"
 #include "VaultChecks.h"
 
 // A version 4 file, read in both styles, with the password and without: the styles agree on the clear part, half a read
-// and the rest make a whole one, and what was read survives being written.
+// and the rest make a whole one, what was read survives being written, and the program's own reader finds the same.
 
 namespace {
 
@@ -60,6 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     Reading halves(VLR_DocumentReadKeepEncrypted);
     halves.readInHalves(file);
     expect(halves.isDone == kept.isDone && halves.errors == kept.errors, "two halves make a whole");
+    expectSameContents(file, kept.document, kept.isDone, kept.errors);
 
     Reading opened(VLR_DocumentReadDecrypted);
     opened.document.ChangePassword(textOf(kFuzzPassword));

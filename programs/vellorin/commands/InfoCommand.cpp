@@ -23,6 +23,11 @@ std::time_t modificationTimeOf(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
 
+nlohmann::ordered_json jsonOfTime(std::time_t time)
+{
+    return time == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(utcTimeText(time));
+}
+
 std::string field(const std::string& name, const std::string& value)
 {
     return name + std::string(13 - name.size(), ' ') + value + "\n";
@@ -186,8 +191,8 @@ private:
         for (const auto& [category, count] : categoriesOf(vault))
             categories.push_back({ { "category", jsonText(category) }, { "recordCount", count } });
         json["deletionCount"] = vault.deletions.size();
-        json["opened"] = utcTimeText(timeOf(vault.openDate));
-        json["modified"] = utcTimeText(modificationTimeOf(looked.path));
+        json["opened"] = jsonOfTime(timeOf(vault.openDate));
+        json["modified"] = jsonOfTime(modificationTimeOf(looked.path));
         json["sortField"] = vault.sortField;
         json["sortDescending"] = vault.sortDescending;
         json["size"] = vault.bytes().length();

@@ -3,10 +3,10 @@
 #include "Console.h"
 #include "ExitStatus.h"
 #include "Json.h"
+#include "ProvedMerge.h"
 #include "VaultContents.h"
 #include "VaultDifference.h"
 #include "VaultFile.h"
-#include "VaultMerge.h"
 #include "VaultObjections.h"
 
 #include <nlohmann/json.hpp>
@@ -58,7 +58,7 @@ public:
             base.emplace(readVault(base_));
         const VaultDifference difference = differenceOf(a, b);
         askAboutObjections({ a_, a }, { b_, b }, difference, console);
-        const NSData merged = mergeVaults(a, b, base ? &*base : nullptr);
+        const NSData merged = provedMerge(a, b, base ? &*base : nullptr);
         write(merged, console);
         report(VaultContents(merged), difference, console);
         return keptTwice(difference) > 0 ? kLookAtIt : kDone;

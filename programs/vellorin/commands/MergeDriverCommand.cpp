@@ -2,10 +2,10 @@
 
 #include "Console.h"
 #include "ExitStatus.h"
+#include "ProvedMerge.h"
 #include "VaultContents.h"
 #include "VaultDifference.h"
 #include "VaultFile.h"
-#include "VaultMerge.h"
 #include "VaultObjections.h"
 
 #include <optional>
@@ -61,7 +61,7 @@ private:
         refuse(objectionToDamage(theirVault));
         refuse(objectionToUnrelated(ourVault, theirVault, differenceOf(ours, theirs)));
         const std::optional<VaultContents> base = commonAncestor();
-        replaceVault(ours_, mergeVaults(ours, theirs, base ? &*base : nullptr));
+        replaceVault(ours_, provedMerge(ours, theirs, base ? &*base : nullptr));
     }
 
     static void refuse(const std::optional<std::string>& objection)

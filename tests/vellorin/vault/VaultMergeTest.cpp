@@ -1,6 +1,7 @@
 #include "VaultMerge.h"
 
 #include "ExitStatus.h"
+#include "SyncProof.h"
 #include "VLR_Document.h"
 #include "VLR_SystemConversions.h"
 #include "VaultBytes.h"
@@ -143,6 +144,8 @@ void expectNothingLost(const std::string& a, const std::string& b, const std::st
     const VaultState ofA = stateOf(a);
     const VaultState ofB = stateOf(b);
     const VaultState result = stateOf(merged);
+    const VaultContents output = contentsOf(merged);
+    EXPECT_EQ(reasonNotProved(contentsOf(a), contentsOf(b), { &output }).value_or(""), "");
     std::set<std::string> deletions = ofA.deletions;
     deletions.insert(ofB.deletions.begin(), ofB.deletions.end());
     EXPECT_EQ(result.deletions, deletions);
