@@ -1,6 +1,9 @@
 #pragma once
 
+#include "ExitStatus.h"
+
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,14 +18,23 @@ public:
         bool verbose = false;
     };
 
-    /// `programName` stands in front of what goes to standard error.
+    /// `programName` stands in front of failures.
     explicit Console(std::string programName);
+    ~Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
     void setManner(const Manner& manner) { manner_ = manner; }
     const Manner& manner() const { return manner_; }
 
-    /// To standard output, as it is. Raises: CommandFailure with kFailed if it could not be written (a full device); a
-    /// reader that has gone ends the program quietly by SIGPIPE's status.
+    /// To standard output at once, as it is; a long list goes out faster as one text. Raises: CommandFailure with the
+    /// status of lost output (kFailed) if it could not be written. Throws Interrupted with SIGPIPE if the reader has
+    /// gone, so that all is given back before the program ends by that signal. Expects SIGPIPE to be ignored.
     void data(std::string_view text);
+
+    /// From here on the files are as the command wanted them: output that can't be written ends the program with
+    /// kLookAtIt, since kFailed would say that nothing was written.
+    void workIsDone() { statusOfLostOutput_ = kLookAtIt; }
 
     /// To standard error with a line end, unless quiet: what was done.
     void say(const std::string& text);
@@ -34,35 +46,43 @@ public:
     void complain(const std::string& text);
 
     /// What is going on at present: one line on a terminal, from half a second after the first call on. It goes before
-    /// anything else is written. `part` of `whole`; 0 of 0 if that isn't known.
+    /// anything else is written, and at the end. `part` of `whole`; 0 of 0 if that isn't known. Call it as often as you
+    /// like.
     void progress(const std::string& what, uint64_t part = 0, uint64_t whole = 0);
 
     /// The user's answer to a yes-or-no question; false at once where standard input or standard error is no terminal.
+    /// Throws Interrupted.
     bool confirm(const std::string& question);
 
-    // The text with the terminal's codes around it where standard output is a terminal, else as it is.
+    // The text with the terminal's codes around it where standard output is a terminal, else as it is. For data alone.
 
     std::string bold(const std::string& text) const;
     std::string good(const std::string& text) const;
     std::string warning(const std::string& text) const;
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    void line(const std::string& text);
     void clearProgress();
     std::string coloured(const char* code, const std::string& text) const;
 
-    std::string programName_;
+    const std::string programName_;
     Manner manner_;
-    bool colour_;
-    bool progressOnTerminal_;
+    ExitStatus statusOfLostOutput_ = kFailed;
+    const bool colour_;
+    const bool progressOnTerminal_;
     bool progressShown_ = false;
-    std::chrono::steady_clock::time_point progressSince_ {};
+    Clock::time_point progressSince_ {}; // of the first call
+    Clock::time_point progressDrawn_ {};
 };
 
 /// The text with everything that could steer a terminal or disguise a name made visible: control characters, marks of
-/// direction and bytes that aren't UTF-8, each as an escape like \x1b or \u202e, and a backslash as two.
+/// direction, characters that show nothing and bytes that aren't UTF-8, each as an escape like \x1b or \u202e, and a
+/// backslash as two. It is one line.
 std::string printable(std::string_view text);
 
-/// The same, at most `columns` wide, with "…" where something was left out.
+/// The same, at most `columns` wide, with "…" where something was left out: in the middle, between whole escapes.
 std::string printable(std::string_view text, std::size_t columns);
 
 /// "1 record", "2 records"; with digits in groups of three from five digits on ("100,000").

@@ -3,21 +3,22 @@
 #include "NSData.h"
 
 #include <cstdint>
+#include <deque>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-/// A record as it stands in a file, without its password. Views lie in the vault's bytes.
+/// A record as it stands in a file, without its password. Views lie in the vault's bytes. Fields that a cut record has
+/// lost are empty.
 struct VaultRecord {
     std::string_view uuid; // as stored, or for formats 0 to 3 as readers make it
-    std::string_view category; // empty in formats 0 to 2
+    std::string_view category; // in UTF-8; empty in formats 0 to 2
     std::string_view body; // cipher text; empty if it isn't there
     uint64_t offset = 0; // of the tag in front of the record
-    uint64_t length = 0; // from there to the next section
+    uint64_t length = 0; // from there to where a reader goes on
     uint32_t format = 0;
     bool changedSinceSync = false;
     bool isWhole = false; // all fields were there
@@ -36,13 +37,14 @@ struct VaultDamage {
         BodyMissing, // the fields are whole, and the body is empty: nobody can write such a record
         BytesBehindBody, // within a record's chunk
         OlderFormat, // can be read with the password, but not carried without
+        NewerFormat, // read like the present one, and goes out under the present one's number
         CountOfAllOnes // stands for an empty field, which goes out in another form
     };
 
     Kind kind {};
     uint64_t offset = 0;
     uint64_t length = 0;
-    std::optional<std::size_t> record; // its index in `records`, if one is concerned
+    std::optional<std::size_t> record; // its index in `records`, if one is concerned; a cut record has no other damage
 
     /// Such a record is lost, or written so that nobody can read it, when the vault is written without its password.
     bool losesRecord() const { return kind != Kind::CountOfAllOnes && kind != Kind::BytesBehindBody; }
@@ -67,12 +69,12 @@ private:
 /// apart from the document core, so that each can be held against the other.
 ///
 /// It finds the same records as a document that keeps its records encrypted, damaged ones included, in the same order.
-/// Cost: linear in the bytes; a copy of none.
+/// Cost: linear in the bytes; a copy of none but the made texts of older formats.
 class VaultContents {
 public:
     /// Keeps the bytes as long as it lives. Raises: NoVault.
     explicit VaultContents(NSData bytes);
-    VaultContents(const VaultContents&) = delete; // the views of a record of an older format lie in `madeUuids_`
+    VaultContents(const VaultContents&) = delete; // the views of a record of an older format lie in `madeTexts_`
     VaultContents& operator=(const VaultContents&) = delete;
     VaultContents(VaultContents&&) = default;
     VaultContents& operator=(VaultContents&&) = default;
@@ -94,8 +96,10 @@ public:
     bool isCarriedWhole() const { return damage.empty(); }
 
 private:
+    class Walk;
+
     NSData bytes_;
-    std::vector<std::unique_ptr<std::string>> madeUuids_;
+    std::deque<std::string> madeTexts_; // stay where they are while others are added
 };
 
 /// Reads a file that is looked at and not replaced. Raises: CommandFailure (kFailed), with the path, if it can't be read

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "TextHash.h"
 #include "VaultContents.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 /// What two vaults have and lack of each other, by record. Indices are those of `records` in each vault's contents.
@@ -29,10 +32,10 @@ struct VaultDifference {
     std::vector<uint32_t> newInB;
     std::vector<uint32_t> deletedByB; // in A, and B has deleted it: goes from A
     std::vector<uint32_t> deletedByA;
-    std::vector<Match> otherCategory; // stay, twice on both sides
+    std::vector<Match> otherCategory; // stay, twice on both sides; each record without its like stands in one
     std::vector<Match> otherBody; // same UUID and category; each side keeps its own
     std::vector<LikelyPair> likelyPairs; // among newInA and newInB; no record stands in two of them
-    uint32_t same = 0; // UUIDs with the same category and body on both sides
+    uint32_t same = 0; // records with the same UUID, category and body on both sides; a repetition counts once
     uint32_t deletionsOnlyInA = 0;
     uint32_t deletionsOnlyInB = 0;
 
@@ -44,5 +47,18 @@ struct VaultDifference {
 /// Cost: linear in the records and deletions but for the pairs, which are sorted.
 VaultDifference differenceOf(const VaultContents& a, const VaultContents& b);
 
-/// Answers in constant time whether a list of deletions names a UUID.
-class DeletionSet;
+/// Answers in constant time whether a list of deletions names a UUID, whatever a hostile file lists.
+class DeletionSet {
+public:
+    explicit DeletionSet(const std::vector<VaultDeletion>& deletions);
+
+    bool names(std::string_view uuid) const { return uuids_.contains(folded(uuid)); }
+
+    /// Each as it is compared, once.
+    const std::unordered_set<std::string, TextHash>& uuids() const { return uuids_; }
+
+private:
+    static std::string folded(std::string_view uuid);
+
+    std::unordered_set<std::string, TextHash> uuids_;
+};
