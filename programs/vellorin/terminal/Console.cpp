@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include <poll.h>
@@ -76,6 +77,16 @@ bool readLine(std::string& line)
     return true;
 }
 
+/// Of the clock on the wall: "2026-11-21 10:45:12".
+std::string presentTime()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm parts {};
+    ::localtime_r(&now, &parts);
+    char text[32];
+    return { text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) };
+}
+
 } // namespace
 
 Console::Console(std::string programName)
@@ -121,7 +132,7 @@ void Console::complain(const std::string& text)
 void Console::line(const std::string& text)
 {
     clearProgress();
-    writeToStandardError(text + '\n');
+    writeToStandardError((manner_.timed ? presentTime() + " " : "") + text + '\n');
 }
 
 void Console::progress(const std::string& what, uint64_t part, uint64_t whole)
@@ -150,7 +161,7 @@ void Console::clearProgress()
 
 bool Console::confirm(const std::string& question)
 {
-    if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)
+    if (!manner_.asks || ::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)
         return false;
     clearProgress();
     writeToStandardError(question + " [y/N] ");
