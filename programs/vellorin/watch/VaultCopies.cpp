@@ -83,9 +83,9 @@ std::string listed(const std::vector<std::string>& paths)
 
 } // namespace
 
-CopyFinder::CopyFinder(PassedOver passedOver, KeptInStep isKeptInStep)
+CopyFinder::CopyFinder(PassedOver passedOver, StandsApart standsApart)
     : passedOver_(std::move(passedOver))
-    , isKeptInStep_(std::move(isKeptInStep))
+    , standsApart_(std::move(standsApart))
 {
 }
 
@@ -200,8 +200,8 @@ bool CopyFinder::isCopy(const VaultFile& candidate, const VaultFile& vault) cons
 {
     if (candidate.isSameFile(vault) || candidate.identity != vault.identity)
         return false;
-    if (candidate.conflictName || !isKeptInStep_(vault.path, candidate.path))
+    if (candidate.conflictName || !standsApart_(vault.path, candidate.path))
         return true;
-    passedOver_(candidate.path, "is kept in step with " + vault.path + " as a file of its own", /*matters=*/false);
+    passedOver_(candidate.path, "stands apart from " + vault.path + ", and is no copy to clear away", /*matters=*/false);
     return false;
 }

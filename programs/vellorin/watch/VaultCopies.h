@@ -32,17 +32,17 @@ struct FoundCopies {
 /// Finds the copies of vaults that file synchronisers leave beside them.
 ///
 /// What makes a copy is the identity inside the file, and its name is a hint. No copies are: links, a further name of the
-/// vault itself, numbered backups, files that are still being written, and files whose name tells nothing and that are
-/// kept in step with the vault as files of their own. Only files that begin like a vault are read.
+/// vault itself, numbered backups, files that are still being written, and files whose name tells nothing and that stand
+/// apart. Only files that begin like a vault are read.
 class CopyFinder {
 public:
     /// Hears of what is passed over: a path, and why. It matters if the name is a copy's, and the file is a broken vault.
     using PassedOver = std::function<void(const std::string& path, const std::string& why, bool matters)>;
 
-    /// True if these two files have been synchronised with each other as files of their own.
-    using KeptInStep = std::function<bool(const std::string& vault, const std::string& other)>;
+    /// True if a file with the same vault is a file of its own: its user names it as such, or keeps both in step.
+    using StandsApart = std::function<bool(const std::string& vault, const std::string& other)>;
 
-    CopyFinder(PassedOver passedOver, KeptInStep isKeptInStep);
+    CopyFinder(PassedOver passedOver, StandsApart standsApart);
 
     /// The copies in the folder of this vault; of a link, in the folder of the file that it leads to.
     /// Raises: CommandFailure: kFailed if it can't be read or is no vault, kRefused if it has no identity yet, and if its
@@ -63,5 +63,5 @@ private:
     bool isCopy(const VaultFile& candidate, const VaultFile& vault) const;
 
     PassedOver passedOver_;
-    KeptInStep isKeptInStep_;
+    StandsApart standsApart_;
 };

@@ -156,7 +156,7 @@ void WatchLoop::tellTroubles(const std::vector<std::string>& troubles)
     if (troubles == troubles_)
         return;
     for (const std::string& trouble : troubles)
-        partners_.say(trouble);
+        partners_.complain(trouble);
     if (troubles.empty())
         partners_.say("All is in step again.");
     troubles_ = troubles;

@@ -26,7 +26,7 @@ std::optional<FileStamp> stampOf(const std::string& path);
 /// How one synchronisation of all present files went.
 struct WatchRound {
     WatchSchedule::Outcome outcome {};
-    std::vector<std::string> troubles; // what failed, was refused or still differs, for people
+    std::vector<std::string> troubles; // what failed, was refused or still differs: a line for each
 };
 
 /// Keeps files in step until a signal comes: looks, waits and synchronises as the schedule says.
@@ -39,7 +39,8 @@ public:
         std::function<WatchSchedule::Time()> now;
         std::function<std::optional<FileStamp>(const std::string&)> stampOf;
         std::function<WatchRound(const std::vector<std::string>&)> synchronise; // of two files or more
-        std::function<void(const std::string&)> say; // one line
+        std::function<void(const std::string&)> say; // one line: what goes on
+        std::function<void(const std::string&)> complain; // what is in the way
     };
 
     WatchLoop(std::vector<std::string> paths, const WatchSchedule::Times& times, Partners partners);

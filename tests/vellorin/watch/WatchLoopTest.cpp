@@ -47,7 +47,8 @@ public:
                 return found == files.end() ? std::nullopt : std::optional(found->second);
             },
             [this](const std::vector<std::string>& present) { return synchronise(present); },
-            [this](const std::string& line) { said += line + "\n"; } };
+            [this](const std::string& line) { said += line + "\n"; },
+            [this](const std::string& line) { said += "!" + line + "\n"; } };
         WatchLoop loop(std::move(paths), { Time(1000), Time(10'000), Time(60'000) }, partners);
         EXPECT_THROW(loop.run(), Interrupted);
     }
@@ -140,7 +141,7 @@ TEST(WatchLoop, AFailureIsSaidOnceAndItsOwnEventsDontRepeatIt)
     world.plan[Time(40'000)] = [&] { world.outcomeOf = [] { return WatchRound {}; }; };
     world.runUntil(80'000);
     EXPECT_EQ(world.rounds, "1000:ab 2000:ab 4000:ab 8000:ab 16000:ab 32000:ab 64000:ab ");
-    EXPECT_EQ(world.said, "a: no space\nAll is in step again.\n");
+    EXPECT_EQ(world.said, "!a: no space\nAll is in step again.\n");
 }
 
 TEST(WatchLoop, MissingFilesAreLeftOut)
