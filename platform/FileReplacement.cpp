@@ -1,5 +1,6 @@
 #include "FileReplacement.h"
 
+#include "FileCopy.h"
 #include "FileMetadataCopy.h"
 #include "Interruption.h"
 #include "Leftovers.h"
@@ -33,6 +34,10 @@ FileReplacement::~FileReplacement()
         calls_.close(descriptor_);
     if (!newName_.empty() && !committed_)
         calls_.unlinkAt(folder_.descriptor, newName_);
+    if (!keptName_.empty())
+        calls_.unlinkAt(folder_.descriptor, keptName_);
+    if (oldDescriptor_ >= 0)
+        calls_.close(oldDescriptor_);
     if (folder_.descriptor >= 0)
         calls_.close(folder_.descriptor);
 }
@@ -101,6 +106,63 @@ void FileReplacement::commit()
     if (calls_.renameAt(folder_.descriptor, newName_, name_) != 0)
         failStep("replace");
     committed_ = true;
+}
+
+void FileReplacement::commitKeepingOld()
+{
+    markOldFile();
+    if (exchange())
+        return;
+    keepUnderFurtherName();
+    if (calls_.renameAt(folder_.descriptor, newName_, name_) != 0)
+        failStep("replace");
+    committed_ = true;
+}
+
+/// So that nobody takes it for a left-over. Where that isn't known, nothing counts as one.
+void FileReplacement::markOldFile()
+{
+    oldDescriptor_ = calls_.openAt(folder_.descriptor, name_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
+    if (oldDescriptor_ >= 0)
+        calls_.markInUse(oldDescriptor_);
+}
+
+/// False where the file system has no such thing. The old file has the new one's name then, and goes with this object.
+bool FileReplacement::exchange()
+{
+    exchanged_ = calls_.exchangeAt(folder_.descriptor, newName_, name_) == 0;
+    if (!exchanged_ && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        failStep("replace");
+    return exchanged_;
+}
+
+void FileReplacement::keepUnderFurtherName()
+{
+    std::string name = temporaryName(name_);
+    keptAsCopy_ = calls_.linkAt(folder_.descriptor, name_, name) != 0;
+    if (keptAsCopy_) // FAT and its like
+        copyFile(calls_, folderPath_ + "/" + name_, folderPath_ + "/" + name);
+    keptName_ = std::move(name);
+}
+
+std::optional<struct stat> FileReplacement::replacedFile()
+{
+    struct stat status {};
+    if (keptAsCopy_)
+        return std::nullopt;
+    if (calls_.statAt(folder_.descriptor, exchanged_ ? newName_ : keptName_, status, AT_SYMLINK_NOFOLLOW) != 0)
+        failStep("replaced file");
+    return status;
+}
+
+void FileReplacement::takeBack()
+{
+    const int result = exchanged_ ? calls_.exchangeAt(folder_.descriptor, newName_, name_)
+                                  : calls_.renameAt(folder_.descriptor, keptName_, name_);
+    if (result != 0)
+        failStep("put back");
+    exchanged_ = false;
+    keptName_.clear();
 }
 
 void FileReplacement::syncFolder()

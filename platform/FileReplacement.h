@@ -29,8 +29,23 @@ public:
     /// Puts the new file in the old one's place. Throws Interrupted, before it does.
     void commit();
 
+    /// Replaces like `commit`, and keeps the old file beside the new one, for a way back, until this object ends. Where the
+    /// file system can, both change places at one stroke; else the old one is kept under a further name, or as a copy.
+    /// Takes no notice of an interruption once there is something to replace with.
+    void commitKeepingOld();
+
+    /// Behind `commitKeepingOld`: what was replaced, whatever stood there a moment before; absent if only a copy of it was
+    /// kept.
+    std::optional<struct stat> replacedFile();
+
+    /// Puts the old file that was kept back into its place, and takes the new one away.
+    void takeBack();
+
     /// After `commit`: makes the replacement last, should the system crash.
     void syncFolder();
+
+    /// Where the new file lies until it takes its place.
+    std::string newPath() const { return folderPath_ + "/" + newName_; }
 
     /// Of the new file, for whoever wants to recognise it.
     struct stat newFile() const { return newFile_; }
@@ -41,14 +56,21 @@ private:
     void resolveLinks(const std::string& path);
     void makeNewFile();
     void takeOverMetadata();
+    void markOldFile();
+    bool exchange();
+    void keepUnderFurtherName();
 
     FileSystemCalls& calls_;
     std::string folderPath_;
     std::string name_;
-    std::string newName_; // empty while there is no new file
+    std::string newName_; // empty while there is no new file; behind an exchange the old one's
+    std::string keptName_; // of the old file, if it was kept under a further name
     OpenFolder folder_;
     int descriptor_ = -1;
+    int oldDescriptor_ = -1; // marks the old file as in use while it is kept
     bool committed_ = false;
+    bool exchanged_ = false;
+    bool keptAsCopy_ = false;
     std::optional<struct stat> oldFile_;
     struct stat newFile_ {};
 };

@@ -180,3 +180,13 @@ int FileSystemCalls::linkAt(int folder, const std::string& from, const std::stri
 {
     return ::linkat(folder, from.c_str(), folder, to.c_str(), 0);
 }
+
+int FileSystemCalls::exchangeAt(int folder, const std::string& one, const std::string& other)
+{
+    return ::renameat2(folder, one.c_str(), folder, other.c_str(), RENAME_EXCHANGE);
+}
+
+int FileSystemCalls::accessAt(int folder, const std::string& name, int mode)
+{
+    return ::faccessat(folder, name.c_str(), mode, AT_EACCESS);
+}

@@ -52,6 +52,12 @@ public:
     /// Fails with EEXIST where the new name is taken.
     virtual int renameToFreeNameAt(int folder, const std::string& from, const std::string& to);
     virtual int linkAt(int folder, const std::string& from, const std::string& to);
+
+    /// Two names of one folder change places at one stroke; an error where the file system has no such thing.
+    virtual int exchangeAt(int folder, const std::string& one, const std::string& other);
+
+    /// Whether this user may do what `mode` says (W_OK and the like), were it tried.
+    virtual int accessAt(int folder, const std::string& name, int mode);
 };
 
 /// The implementation of all services that are not given another one.

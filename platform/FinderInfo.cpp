@@ -6,17 +6,36 @@
 #include <array>
 #include <cerrno>
 #include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 constexpr char kAttribute[] = "user.com.apple.FinderInfo";
 
 using AttributeBytes = std::array<uint8_t, 32>;
+using NewSelf = std::pair<std::string, std::string>;
+
+std::vector<NewSelf>& newSelves()
+{
+    static std::vector<NewSelf> selves;
+    return selves;
+}
+
+const std::string& pathOfSelf(const std::string& path)
+{
+    const std::vector<NewSelf>& selves = newSelves();
+    const auto found = std::find_if(
+        selves.rbegin(), selves.rend(), [&](const NewSelf& self) { return self.first == path; });
+    return found != selves.rend() ? found->second : path;
+}
 
 int readAttribute(const std::string& path, AttributeBytes& bytes)
 {
     bytes.fill(0);
-    const ssize_t length = fileSystemCalls().getPathAttribute(path, kAttribute, bytes.data(), bytes.size());
+    const ssize_t length
+        = fileSystemCalls().getPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size());
     return length >= 0 || errno == ENODATA ? 0 : errno;
 }
 
@@ -58,5 +77,18 @@ int FinderInfo::set(const std::string& path, const FileInfo& info)
     std::copy_n(info.rest, std::size(info.rest), bytes.data() + 8);
     if (bytes == before) // so that a copy isn't touched once it is complete
         return 0;
-    return fileSystemCalls().setPathAttribute(path, kAttribute, bytes.data(), bytes.size()) == 0 ? 0 : errno;
+    return fileSystemCalls().setPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size()) == 0 ? 0 : errno;
+}
+
+FinderInfo::StNewSelf::StNewSelf(const std::string& path, const std::string& newSelf)
+    : path(path)
+    , newSelf(newSelf)
+{
+    newSelves().emplace_back(path, newSelf);
+}
+
+FinderInfo::StNewSelf::~StNewSelf()
+{
+    std::erase_if(
+        newSelves(), [this](const NewSelf& self) { return self.first == path && self.second == newSelf; });
 }

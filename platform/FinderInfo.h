@@ -21,4 +21,18 @@ namespace FinderInfo {
 int get(const std::string& path, FileInfo& info);
 int set(const std::string& path, const FileInfo& info);
 
+/// While in scope, the information of the file at `path` is had from and goes to the one at `newSelf`: to what is going to
+/// take its place and hasn't yet. The file at `path` stays as it is. Of several for one path the last one counts.
+class StNewSelf {
+public:
+    StNewSelf(const std::string& path, const std::string& newSelf);
+    ~StNewSelf();
+    StNewSelf(const StNewSelf&) = delete;
+    StNewSelf& operator=(const StNewSelf&) = delete;
+
+private:
+    const std::string path;
+    const std::string newSelf;
+};
+
 } // namespace FinderInfo

@@ -107,6 +107,12 @@ std::optional<NSData> LinuxFileManager::dataWithContentsOfFile(const std::string
     return data;
 }
 
+bool LinuxFileManager::isAsRead(const std::string& path, const struct stat& status) const
+{
+    const auto read = readStamps_.find(path);
+    return read != readStamps_.end() && Stamp(status) == read->second;
+}
+
 bool LinuxFileManager::writeToFile(const NSData& data, const std::string& path, std::string* reason)
 {
     try {

@@ -3,13 +3,11 @@
 #include "FileSteps.h"
 #include "FileSystemCalls.h"
 #include "Leftovers.h"
+#include "LockHolder.h"
 
 #include <cerrno>
-#include <ctime>
-#include <fstream>
 #include <new>
 #include <optional>
-#include <sstream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,51 +22,11 @@ struct Identity {
     bool operator==(const Identity&) const = default;
 };
 
-std::time_t askForProcessStart()
-{
-    std::ifstream statusFile("/proc/self/stat");
-    std::string status;
-    std::getline(statusFile, status);
-    std::istringstream fields(status.substr(status.rfind(')') + 1)); // the program's name may hold anything
-    std::string field;
-    for (int number = 3; number <= 22 && fields; ++number)
-        fields >> field;
-    std::ifstream systemFile("/proc/stat");
-    for (std::string key; systemFile >> key;) {
-        std::time_t boot = 0;
-        if (key == "btime" && systemFile >> boot)
-            return boot + static_cast<std::time_t>(std::strtoull(field.c_str(), nullptr, 10))
-                / static_cast<std::time_t>(::sysconf(_SC_CLK_TCK));
-        std::getline(systemFile, key);
-    }
-    return 0;
-}
-
-/// When this process started, in seconds since 1970; 0 if the system doesn't tell. Asked for once.
-std::time_t processStart()
-{
-    static const std::time_t start = askForProcessStart();
-    return start;
-}
-
-std::string holderNote()
-{
-    char host[256] = {};
-    ::gethostname(host, sizeof host - 1);
-    char started[32] = {};
-    const std::time_t start = processStart();
-    std::tm utc {};
-    if (::gmtime_r(&start, &utc) != nullptr)
-        std::strftime(started, sizeof started, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return std::string("host: ") + host + "\nprocess: " + std::to_string(::getpid()) + "\nstarted: " + started
-        + "\nprogram: " + program_invocation_short_name + "\n";
-}
-
 /// What stands in it is best effort.
 void writeNote(FileSystemCalls& calls, int file)
 {
     try {
-        const std::string note = holderNote();
+        const std::string note = noteOfThisProcess();
         calls.write(file, note.data(), note.size());
     } catch (const std::bad_alloc&) {
         return; // an empty one does as well
@@ -215,7 +173,7 @@ private:
 
 LinuxLockSystem::LinuxLockSystem()
 {
-    static_cast<void>(processStart());
+    static_cast<void>(noteOfThisProcess());
 }
 
 std::unique_ptr<NSDistributedLock> LinuxLockSystem::lockWithPath(const std::string& path)

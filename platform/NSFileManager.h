@@ -45,6 +45,9 @@ public:
     /// Throws Interrupted, with the old file in place and nothing left over, if a signal comes before the replacement.
     bool writeToFile(const NSData& data, const std::string& path, std::string* reason = nullptr) override;
 
+    /// Whether this is the status of the file at `path` as it was last read here.
+    bool isAsRead(const std::string& path, const struct stat& status) const;
+
     static constexpr char kChangedSinceRead[] = "the file has changed since it was read";
 
 private:

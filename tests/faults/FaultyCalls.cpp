@@ -159,3 +159,33 @@ int FaultyCalls::markInUse(int descriptor)
 {
     return fails() ? -1 : inner.markInUse(descriptor);
 }
+
+int FaultyCalls::clone(int from, int to)
+{
+    return fails() ? -1 : inner.clone(from, to);
+}
+
+int FaultyCalls::setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified)
+{
+    return fails() ? -1 : inner.setTimes(descriptor, accessed, modified);
+}
+
+int FaultyCalls::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
+{
+    return fails() ? -1 : inner.renameToFreeNameAt(folder, from, to);
+}
+
+int FaultyCalls::linkAt(int folder, const std::string& from, const std::string& to)
+{
+    return fails() ? -1 : inner.linkAt(folder, from, to);
+}
+
+int FaultyCalls::exchangeAt(int folder, const std::string& one, const std::string& other)
+{
+    return fails() ? -1 : inner.exchangeAt(folder, one, other);
+}
+
+int FaultyCalls::accessAt(int folder, const std::string& name, int mode)
+{
+    return fails() ? -1 : inner.accessAt(folder, name, mode);
+}

@@ -352,3 +352,48 @@ int FileSystemInMemory::markInUse(int descriptor)
     wanted.hasMark = true;
     return 0;
 }
+
+int FileSystemInMemory::clone(int, int)
+{
+    return failWith(EOPNOTSUPP);
+}
+
+int FileSystemInMemory::setTimes(int descriptor, const struct timespec&, const struct timespec& modified)
+{
+    open.at(descriptor).node->changed = modified.tv_sec;
+    return 0;
+}
+
+int FileSystemInMemory::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
+{
+    return place(folder, to).node ? failWith(EEXIST) : renameAt(folder, from, to);
+}
+
+int FileSystemInMemory::linkAt(int folder, const std::string& from, const std::string& to)
+{
+    const Place source = place(folder, from);
+    const Place target = place(folder, to);
+    if (!knowsLinks)
+        return failWith(EPERM);
+    if (!source.node || target.node)
+        return failWith(target.node ? EEXIST : ENOENT);
+    change(target.folder, { { target.name, source.node } });
+    return 0;
+}
+
+int FileSystemInMemory::exchangeAt(int folder, const std::string& one, const std::string& other)
+{
+    const Place first = place(folder, one);
+    const Place second = place(folder, other);
+    if (!knowsExchange)
+        return failWith(EINVAL);
+    if (!first.node || !second.node || first.folder != second.folder)
+        return failWith(ENOENT);
+    change(first.folder, { { first.name, second.node }, { second.name, first.node } });
+    return 0;
+}
+
+int FileSystemInMemory::accessAt(int folder, const std::string& name, int)
+{
+    return place(folder, name).node ? 0 : failWith(ENOENT);
+}

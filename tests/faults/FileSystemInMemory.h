@@ -34,6 +34,10 @@ public:
     bool syncsFiles = true;
     bool syncsFolders = true;
 
+    // What not every file system has
+    bool knowsExchange = true;
+    bool knowsLinks = true;
+
     int openAt(int folder, const std::string& name, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
@@ -56,6 +60,12 @@ public:
     int removeFolderAt(int folder, const std::string& name) override;
     int namesIn(int folder, std::vector<std::string>& names) override;
     int markInUse(int descriptor) override;
+    int clone(int from, int to) override;
+    int setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified) override;
+    int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override;
+    int linkAt(int folder, const std::string& from, const std::string& to) override;
+    int exchangeAt(int folder, const std::string& one, const std::string& other) override;
+    int accessAt(int folder, const std::string& name, int mode) override;
 
 private:
     struct Node;

@@ -1,7 +1,13 @@
 #pragma once
 
+#include "ExitStatus.h"
+
 #include <string>
 #include <vector>
+
+class Console;
+class Journal;
+struct SyncPlan;
 
 /// Which refusals the user has waved aside.
 struct GuardOptions {
@@ -16,15 +22,20 @@ struct Objection {
     enum class Kind { Removals, Unrelated, Damage, OlderState };
 
     Kind kind {};
-    std::string message; // what, on which path, and the option to go on
+    std::string message; // what, on which path
 };
 
 /// "removals", "unrelated", "damage", "older-state": in JSON and in tests.
 std::string nameOf(Objection::Kind kind);
 std::string optionFor(Objection::Kind kind);
 
-class Journal;
-struct SyncPlan;
+/// A command that ended by an objection. The message names the guard and the option to go on.
+class GuardRefusal final : public CommandFailure {
+public:
+    explicit GuardRefusal(const Objection& objection);
+
+    const Objection objection;
+};
 
 /// All objections to a plan, whatever the options say.
 ///
@@ -34,3 +45,8 @@ struct SyncPlan;
 /// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its bytes are
 ///   those of an earlier run, its date of opening is earlier, or it has fewer deletions.
 std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal);
+
+/// Ends the command by the first objection that neither the options nor the user at a terminal wave aside. What the user
+/// has waved aside is in the options from then on.
+/// Raises: GuardRefusal. Throws Interrupted.
+void refuseUnlessAllowed(const std::vector<Objection>& objections, GuardOptions& options, Console& console);

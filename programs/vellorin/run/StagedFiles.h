@@ -1,37 +1,15 @@
 #pragma once
 
+#include "NSData.h"
 #include "NSFileManager.h"
 
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
 
-/// New selves of files, written and synced beside them, which take their places together.
-///
-/// Ending it before `commit` leaves the old files and nothing else.
-class StagedFiles {
-public:
-    explicit StagedFiles();
-    ~StagedFiles();
-    StagedFiles(const StagedFiles&) = delete;
-    StagedFiles& operator=(const StagedFiles&) = delete;
-
-    /// Writes and syncs a file's new self beside it, and reads it back: the bytes as they lie on the disk's way.
-    /// `expectedHash` is that of the present file. Raises: CommandFailure (kFailed). Throws Interrupted.
-    NSData stage(const std::string& path, const NSData& bytes, const std::string& expectedHash);
-
-    /// Replaces all, in the order of staging. A file that is no longer the one that was expected is not overwritten
-    /// (FileChanged, before anything is replaced). If a later one fails, the earlier ones are exchanged back: CommandFailure
-    /// with kFailed, or kHalfWritten if that failed too. Interruptions wait until it is over.
-    void commit();
-
-    size_t count() const;
-
-private:
-    struct Entry;
-    std::vector<std::unique_ptr<Entry>> entries_;
-};
+class FileSystemCalls;
 
 /// Somebody else changed a file since it was read.
 class FileChanged : public std::exception {
@@ -40,4 +18,47 @@ public:
     const char* what() const noexcept override { return path.c_str(); }
 
     const std::string path;
+};
+
+/// New selves of files, written and synced beside them, which take their places together.
+///
+/// While a new self waits, the file's Finder information is had from and goes to it (FinderInfo::StNewSelf). Ending the
+/// object before `commit` leaves the old files and nothing else; what a killed program leaves goes with the next run
+/// (Leftovers.h).
+class StagedFiles {
+public:
+    StagedFiles();
+    ~StagedFiles();
+    StagedFiles(const StagedFiles&) = delete;
+    StagedFiles& operator=(const StagedFiles&) = delete;
+
+    /// Reads a file, by whose present state it is recognised until it is replaced. Raises: CommandFailure (kFailed).
+    NSData read(const std::string& path);
+
+    /// Writes and syncs the new self of a file that was read here, and answers what can be read of it then.
+    /// Raises: CommandFailure (kFailed). Throws Interrupted.
+    NSData stage(const std::string& path, const NSData& bytes);
+
+    /// Drops a file's new self: the file stays as it is.
+    void discard(const std::string& path);
+
+    /// Replaces all, in the order of staging, and makes that last. A file that is no longer as it was read is not
+    /// overwritten: FileChanged, with all files old. So they are when a replacement fails: those before it are taken back,
+    /// CommandFailure with kFailed; with kHalfWritten if that failed too, and the message names what is new and what old.
+    /// Throws Interrupted before it begins; afterwards it goes on to its end.
+    void commit();
+
+    std::size_t count() const { return entries_.size(); }
+
+private:
+    struct Entry;
+    void forEach(void (StagedFiles::*step)(Entry&));
+    void expectAsRead(Entry& entry);
+    void replace(Entry& entry);
+    void syncFolder(Entry& entry);
+    void takeBackReplaced(const std::string& reason);
+
+    FileSystemCalls& calls_;
+    LinuxFileManager files_;
+    std::vector<std::unique_ptr<Entry>> entries_;
 };

@@ -4,36 +4,55 @@
 #include "VaultContents.h"
 #include "VaultDifference.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
-/// One side of a plan: the file as it was read.
+/// One side of a plan: the file as it was read, and what a merge makes of it.
 struct PlannedFile {
+    /// Raises: CommandFailure (kFailed), with the path, if the bytes are no vault.
     PlannedFile(std::string path, NSData bytes);
+
+    const NSData& bytes() const { return contents.bytes(); }
 
     std::string path; // as the user gave it
     VaultContents contents;
     std::string hash;
+
+    /// What the document core makes of it in memory: the bytes that a run would write, but for the date of opening.
+    std::optional<VaultContents> merged;
+    std::vector<std::string> added; // UUIDs, one for each record that comes
+    std::vector<std::string> removed;
 };
 
 /// What a synchronisation of two files would do, without doing any of it.
 struct SyncPlan {
+    /// Merges in memory. Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be merged.
+    SyncPlan(PlannedFile firstFile, PlannedFile secondFile);
+
     PlannedFile first;
     PlannedFile second;
     VaultDifference difference;
-
-    /// What the document core makes of both in memory: the bytes that a run would write, but for the date of opening.
-    NSData mergedFirst;
-    NSData mergedSecond;
+    uint32_t identical = 0; // as the document core counts them
+    uint32_t duplicated = 0;
 
     bool inStep() const { return difference.inStep; }
 
+    /// The second file has no record, deletion or removal for the first.
+    bool firstStaysAsItIs() const;
+
     /// "3 records go from laptop.vlr to nas.vlr", ...: one sentence for each kind of change that there is, naming direction
-    /// and file. Empty when in step. File names are as short as they can be while they differ.
-    std::vector<std::string> sentences() const;
+    /// and file. Empty when in step. Without `alsoSecond` only what becomes of the first file.
+    std::vector<std::string> sentences(bool alsoSecond = true) const;
 };
 
 /// Reads both files and merges them in memory; locks nothing, writes nothing, tells nobody.
-/// Raises: CommandFailure: kRefused for one file twice and for different master passwords, kFailed for what can't be read,
-/// is no vault or can't be merged.
+/// Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be read, is no vault or can't be
+/// merged.
 SyncPlan planFor(const std::string& first, const std::string& second);
+
+/// The bytes of a file that is to be planned with. Raises: CommandFailure (kFailed).
+NSData bytesOfFile(const std::string& path);
+
+/// Names for texts, as short as they can be while all differ: "laptop.vlr", or "a/vault.vlr" and "b/vault.vlr"; printable.
+std::vector<std::string> shortNames(const std::vector<std::string>& paths);

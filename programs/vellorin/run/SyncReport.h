@@ -1,12 +1,12 @@
 #pragma once
 
 #include "ExitStatus.h"
+#include "Guards.h"
 
 #include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 class Console;
@@ -16,25 +16,25 @@ struct SyncPlan;
 struct ReportedFile {
     std::string path;
     bool written = false;
-    uint32_t recordsBefore = 0;
-    uint32_t recordsAfter = 0;
-    uint32_t added = 0;
-    uint32_t removed = 0;
-    uint32_t deletionsAfter = 0;
+    uint64_t recordsBefore = 0;
+    uint64_t recordsAfter = 0;
+    uint64_t added = 0;
+    uint64_t removed = 0;
+    uint64_t deletionsAfter = 0;
     std::string backup; // its path, or empty
 };
 
-/// What a synchronisation did, for people and for programs.
+/// Two records to look at: two likely versions of one, or one UUID in two categories.
+struct KeptTwice {
+    std::string uuidInFirst;
+    std::string uuidInSecond;
+    std::string category; // of the first
+    bool sameUuid = false;
+};
+
+/// What a synchronisation of two files did, for people and for programs.
 struct SyncReport {
     enum class Outcome { InStep, Planned, Done };
-
-    /// Two records to look at: two likely versions of one, or one UUID in two categories.
-    struct KeptTwice {
-        std::string uuidInFirst;
-        std::string uuidInSecond;
-        std::string category;
-        bool sameUuid = false;
-    };
 
     Outcome outcome {};
     std::string runId; // in the journal; empty if nothing was written
@@ -42,6 +42,7 @@ struct SyncReport {
     ReportedFile second;
     std::vector<std::string> sentences; // of the plan
     std::vector<KeptTwice> keptTwice;
+    std::vector<Objection> objections; // to the plan, allowed or not
     uint32_t identical = 0;
     uint32_t duplicated = 0;
     uint32_t attempts = 1; // times that the files were read, as others changed them meanwhile
@@ -50,8 +51,12 @@ struct SyncReport {
     ExitStatus status() const { return outcome == Outcome::Done && !keptTwice.empty() ? kLookAtIt : kDone; }
 };
 
-SyncReport reportOf(const SyncPlan& plan);
+/// The report of a plan, InStep or Planned. Without `alsoSecond` the second file stays as it is.
+SyncReport reportOf(const SyncPlan& plan, bool alsoSecond = true);
 
-/// A short table and sentences to the console.
+std::vector<KeptTwice> keptTwiceBy(const SyncPlan& plan);
+
+/// A short table and sentences to standard output, unless quiet.
 void printReport(const SyncReport& report, Console& console);
 nlohmann::ordered_json jsonOf(const SyncReport& report);
+nlohmann::ordered_json jsonOf(const Objection& objection);

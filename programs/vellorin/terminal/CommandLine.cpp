@@ -86,17 +86,21 @@ public:
         app_.allow_extras();
         app_.allow_windows_style_options(false);
         for (const Option& option : page.options)
-            entries_.push_back({ option, add(option) });
+            entries_.push_back({ option, add(option), /*isCommon=*/false });
         for (const Option& option : optionsOfEveryCommand())
-            add(option);
+            entries_.push_back({ option, add(option), /*isCommon=*/true });
         app_.get_option("--quiet")->excludes(app_.get_option("--verbose"));
     }
 
     void parse(const std::vector<std::string>& words)
     {
-        refuseEmptyValues(words);
+        refuseWrongValues(words);
         try {
             app_.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes them from the end
+        } catch (const CLI::ArgumentMismatch& error) {
+            const std::string message
+                = error.what(); // the words ended behind an option: "--output: 1 required missing"
+            throw WrongUsage(message.substr(0, message.find(':')) + " needs a value");
         } catch (const CLI::ParseError& error) {
             throw WrongUsage(error.what());
         }
@@ -109,37 +113,50 @@ public:
     {
         const std::vector<std::string> operands = operandsLeftOver();
         for (const Entry& entry : entries_) {
-            if (entry.parsed->count() > 0)
-                std::visit(FillTarget(entry.option.name, entry.parsed->results()), entry.option.target);
+            if (entry.parsed->count() > 0 && !entry.isCommon)
+                fillFrom(entry);
         }
         fillOperands(operands);
     }
 
 private:
     struct Entry {
-        const Option& option;
+        Option option;
         CLI::Option* parsed;
+        bool isCommon; // has no target
     };
 
     CLI::Option* add(const Option& option)
     {
         const std::string names = option.letter.empty() ? option.name : option.letter + "," + option.name;
-        if (isFlag(option))
-            return app_.add_flag(names)->disable_flag_override()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-        const bool isList = std::holds_alternative<std::vector<std::string>*>(option.target);
-        return app_.add_option(names)->multi_option_policy(
-            isList ? CLI::MultiOptionPolicy::TakeAll : CLI::MultiOptionPolicy::Throw);
+        CLI::Option* const added = isFlag(option) ? app_.add_flag(names) : app_.add_option(names);
+        return added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    }
+
+    static void fillFrom(const Entry& entry)
+    {
+        const std::vector<std::string>& words = entry.parsed->results();
+        const bool mayRepeat
+            = isFlag(entry.option) || std::holds_alternative<std::vector<std::string>*>(entry.option.target);
+        if (words.size() > 1 && !mayRepeat)
+            throw WrongUsage(entry.option.name + " is given more than once");
+        std::visit(FillTarget(entry.option.name, words), entry.option.target);
     }
 
     bool isGiven(const char* name) const { return app_.get_option(name)->count() > 0; }
 
-    /// For "--output=" the parser would take the next word.
-    void refuseEmptyValues(const std::vector<std::string>& words) const
+    /// For "--output=" the parser would take the next word, and it would read values of flags.
+    void refuseWrongValues(const std::vector<std::string>& words) const
     {
         const auto end = std::find(words.begin(), words.end(), kEndOfOptions);
-        for (const Option& option : page_.options) {
-            if (std::find(words.begin(), end, option.name + "=") != end)
-                throw WrongUsage(option.name + " needs a value");
+        for (const Entry& entry : entries_) {
+            const std::string start = entry.option.name + "=";
+            const bool takesValue = !isFlag(entry.option);
+            const auto isWrong = [&](const std::string& word) {
+                return takesValue ? word == start : word.compare(0, start.size(), start) == 0;
+            };
+            if (std::any_of(words.begin(), end, isWrong))
+                throw WrongUsage(entry.option.name + (takesValue ? " needs a value" : " takes no value"));
         }
     }
 

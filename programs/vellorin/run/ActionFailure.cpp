@@ -1,0 +1,44 @@
+#include "ActionFailure.h"
+
+#include <array>
+#include <string_view>
+
+namespace {
+
+/// What a failure text begins with, and what people are told instead.
+struct Words {
+    std::string_view begin;
+    std::string_view words;
+};
+
+constexpr std::array kWords {
+    Words { "<It appears your Vellorin file is open by another program.", "another program has held the write lock for 15 seconds" },
+    Words { "<The file specified in the file synchronization preferences does not appear to exist.", "a file has gone meanwhile" },
+    Words { "<Can't find file:", "a file has gone meanwhile" },
+    Words { "<Can't synchronize a file with itself!>", "both names lead to one file" },
+    Words { "<sendStart: Unable to AESend. (-1712)>", "the application that has the file open did not answer in time" },
+    Words { "<sendStart: Unable to AESend.", "the application that has the file open could not be asked to let go of it" },
+    Words { "<Bad event response", "the application that has the file open gave no proper answer" },
+    Words { "<Unable to AEGetParamPtr.", "the application that has the file open gave no proper answer" },
+};
+
+/// Without its brackets: they are the action's manner.
+std::string bare(const std::string& failure)
+{
+    const bool hasBrackets = failure.size() > 2 && failure.front() == '<' && failure.back() == '>';
+    return hasBrackets ? failure.substr(1, failure.size() - 2) : failure;
+}
+
+} // namespace
+
+std::string inWords(const std::string& actionFailure, const std::vector<std::string>& paths)
+{
+    std::string files;
+    for (const std::string& path : paths)
+        files += (files.empty() ? "" : " and ") + path;
+    for (const Words& known : kWords) {
+        if (actionFailure.starts_with(known.begin))
+            return files + ": " + std::string(known.words);
+    }
+    return files + ": " + bare(actionFailure);
+}

@@ -1,0 +1,85 @@
+#include "ActionRun.h"
+
+#include "ActionFailure.h"
+#include "Console.h"
+#include "ExitStatus.h"
+#include "Interruption.h"
+#include "NSException.h"
+#include "NSURL.h"
+
+#include <chrono>
+
+namespace {
+
+/// Often enough for a lock that comes free, and seldom enough for the processor.
+void pauseBetweenLockAttempts()
+{
+    sleepUnlessInterrupted(std::chrono::milliseconds(5));
+}
+
+} // namespace
+
+ActionPartners& linuxPartners()
+{
+    static LinuxAppleEventSystem events;
+    static LinuxLockSystem locks;
+    static const LinuxClock clock;
+    static ActionPartners partners { events, locks, clock, pauseBetweenLockAttempts };
+    return partners;
+}
+
+ActionRun::StagingFileManager::StagingFileManager(const SyncPlan& plan, StagedFiles& staged)
+    : plan(plan)
+    , staged(staged)
+    , firstPath(NSURL::fileURLWithPath(plan.first.path).path())
+    , secondPath(NSURL::fileURLWithPath(plan.second.path).path())
+{
+}
+
+std::optional<NSData> ActionRun::StagingFileManager::dataWithContentsOfFile(const std::string& path)
+{
+    throwIfInterrupted();
+    const PlannedFile& planned = path == firstPath ? plan.first : plan.second;
+    NSData bytes = staged.read(path);
+    if (!(bytes == planned.bytes()))
+        throw FileChanged(path);
+    return bytes;
+}
+
+bool ActionRun::StagingFileManager::writeToFile(const NSData& data, const std::string& path, std::string*)
+{
+    (path == firstPath ? newFirst : newSecond) = staged.stage(path, data);
+    return true;
+}
+
+ActionRun::ActionRun(const ActionPartners& partners, const SyncPlan& plan, StagedFiles& staged, Console& console)
+    : plan_(plan)
+    , console_(console)
+    , files_(plan, staged)
+    , action_({ { partners.events, partners.locks, files_, partners.clock }, alerts_, partners.pauseBetweenLockAttempts })
+{
+}
+
+ActionRun::~ActionRun()
+{
+    end();
+}
+
+void ActionRun::run()
+{
+    AMErrorDictionary error;
+    const std::string result
+        = action_.runWithInput(AMInput(std::vector<std::string> { plan_.first.path, plan_.second.path }), nullptr, error);
+    if (result != SynchronizeFiles::kSuccess)
+        throw CommandFailure(kFailed, inWords(result, { plan_.first.path, plan_.second.path }) + "; no file was changed");
+}
+
+void ActionRun::end()
+{
+    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
+    try {
+        senders_.drain();
+    } catch (const NSException& exception) {
+        console_.complain(printable(exception.reason()));
+    }
+}

@@ -1,0 +1,37 @@
+#include "HandOff.h"
+
+#include "ActionFailure.h"
+#include "Console.h"
+#include "ExitStatus.h"
+#include "Interruption.h"
+#include "NSException.h"
+#include "NSURL.h"
+
+HandOff::~HandOff()
+{
+    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
+    try {
+        senders_.drain();
+    } catch (const NSException& exception) {
+        console_.complain(printable(exception.reason()));
+    }
+}
+
+void HandOff::take(const std::string& path)
+{
+    isFirstAttempt_ = true;
+    try {
+        ConduitSynchronizeSender::conduitSynchronizeSenderWithFilePath(NSURL::fileURLWithPath(path).urlString(), *this,
+            { partners_.events, partners_.locks, files_, partners_.clock });
+    } catch (const NSException& exception) {
+        throw CommandFailure(kFailed, inWords("<" + exception.reason() + ">", { path }) + "; no file was changed");
+    }
+}
+
+bool HandOff::startSyncIdling(int64_t)
+{
+    if (!isFirstAttempt_) // a lock that is free is taken without a pause
+        partners_.pauseBetweenLockAttempts();
+    isFirstAttempt_ = false;
+    return true;
+}

@@ -1,0 +1,260 @@
+#include "Journal.h"
+
+#include "ExitStatus.h"
+#include "FileReplacement.h"
+#include "JournalEntry.h"
+#include "Leftovers.h"
+#include "NSFileManager.h"
+#include "NSLog.h"
+#include "NSURL.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <memory>
+
+#include <fcntl.h>
+#include <glib.h>
+#include <pwd.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char kExtension[] = ".json";
+constexpr std::size_t kPruneEvery = 50; // entries
+constexpr std::size_t kIdLength = 36; // as JournalRun shows
+constexpr std::size_t kTemporaryEnd = 17; // what stands behind a name's part in that of a temporary file
+constexpr char kOfNoUse[] = "; without a journal nothing is synchronised";
+
+std::string homeFolder()
+{
+    const char* const home = std::getenv("HOME");
+    if (home != nullptr && home[0] == '/')
+        return home;
+    const passwd* const user = ::getpwuid(::geteuid());
+    return user != nullptr ? user->pw_dir : "";
+}
+
+std::string folderOfUser()
+{
+    const char* const state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && state[0] == '/')
+        return std::string(state) + "/vellorin/journal";
+    const std::string home = homeFolder();
+    return home.empty() ? "" : home + "/.local/state/vellorin/journal";
+}
+
+[[noreturn]] void fail(const std::string& path, const std::string& reason)
+{
+    throw CommandFailure(kFailed, "journal " + path + ": " + reason + kOfNoUse);
+}
+
+/// Each folder on the way that isn't there, for this user alone.
+void makeFolders(FileSystemCalls& calls, const std::string& path)
+{
+    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        const std::string part = path.substr(0, end);
+        if (calls.makeFolderAt(AT_FDCWD, part, 0700) != 0 && errno != EEXIST && end == std::string::npos)
+            fail(part, std::strerror(errno));
+        if (end == std::string::npos)
+            return;
+    }
+}
+
+bool isId(const std::string& text)
+{
+    return text.size() == kIdLength && text[10] == 'T' && text[26] == 'Z' && text[27] == '-';
+}
+
+} // namespace
+
+const JournalFile* JournalRun::file(const std::string& path) const
+{
+    const auto found = std::find_if(files.begin(), files.end(), [&](const auto& file) { return file.path == path; });
+    return found != files.end() ? &*found : nullptr;
+}
+
+std::string JournalRun::time() const
+{
+    return id.substr(0, 10) + " " + id.substr(11, 8) + " UTC";
+}
+
+bool leftWithHash(const JournalRun& run, const JournalFile& file, const std::string& hash)
+{
+    switch (run.state) {
+    case JournalRun::State::Done: return hash == file.hashAfter;
+    case JournalRun::State::Undone: return hash == file.hashBefore;
+    case JournalRun::State::Begun:
+    case JournalRun::State::HalfDone:
+    case JournalRun::State::UndoBegun: break;
+    }
+    return hash == file.hashAfter || hash == file.hashBefore;
+}
+
+Journal::Journal() : Journal(folderOfUser()) { }
+
+Journal::Journal(std::string folder)
+    : folder_(std::move(folder))
+{
+}
+
+std::string Journal::newId() const
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    const std::time_t seconds = microseconds / 1000000;
+    std::tm utc {};
+    ::gmtime_r(&seconds, &utc);
+    uint32_t random = 0;
+    if (::getrandom(&random, sizeof random, 0) != sizeof random)
+        fail(folder_, "no random number");
+    std::array<char, 32> time {};
+    std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+    std::array<char, 32> rest {};
+    std::snprintf(rest.data(), rest.size(), ".%06dZ-%08x", static_cast<int>(microseconds % 1000000), random);
+    return std::string(time.data()) + rest.data();
+}
+
+void Journal::makeFolder() const
+{
+    if (folder_.empty())
+        fail("of a user without a home", "there is no folder for it");
+    struct stat status {};
+    if (fileSystemCalls().statAt(AT_FDCWD, folder_, status, 0) != 0)
+        makeFolders(fileSystemCalls(), folder_);
+}
+
+std::string Journal::pathOf(const std::string& id) const
+{
+    return folder_ + "/" + id + kExtension;
+}
+
+void Journal::write(const JournalRun& run)
+{
+    makeFolder();
+    const std::string text = textOf(run);
+    bool isNew = false;
+    try {
+        FileReplacement entry(fileSystemCalls(), pathOf(run.id));
+        entry.write(NSData::dataWithBytesNoCopy(text.data(), text.size()));
+        entry.commit();
+        entry.syncFolder();
+        isNew = !entry.oldFile();
+    } catch (const FileSystemFailure& failure) {
+        fail(pathOf(run.id), failure.reason);
+    }
+    if (isNew)
+        prune();
+}
+
+void Journal::forget(const std::string& id)
+{
+    fileSystemCalls().unlinkAt(AT_FDCWD, pathOf(id));
+}
+
+std::vector<std::string> Journal::idsNewestFirst() const
+{
+    FileSystemCalls& calls = fileSystemCalls();
+    const StDescriptor folder(calls, calls.openAt(AT_FDCWD, folder_, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    std::vector<std::string> names;
+    if (folder.value < 0 || calls.namesIn(folder.value, names) != 0)
+        return {};
+    std::vector<std::string> ids;
+    for (const std::string& name : names) {
+        if (name.ends_with(kExtension) && isId(name.substr(0, name.size() - std::strlen(kExtension))))
+            ids.push_back(name.substr(0, kIdLength));
+    }
+    std::sort(ids.rbegin(), ids.rend());
+    return ids;
+}
+
+std::optional<JournalRun> Journal::readRun(const std::string& id) const
+{
+    const std::optional<NSData> data = LinuxFileManager().dataWithContentsOfFile(pathOf(id));
+    if (!data)
+        return std::nullopt; // pruned meanwhile, or not to be read
+    std::optional<JournalRun> run
+        = runOfText(std::string(reinterpret_cast<const char*>(data->bytes()), data->length()));
+    if (!run || run->id != id) {
+        NSLog("journal: " + pathOf(id) + " is damaged and left out");
+        return std::nullopt;
+    }
+    return run;
+}
+
+void Journal::visit(const std::function<bool(const JournalRun&)>& isEnough) const
+{
+    for (const std::string& id : idsNewestFirst()) {
+        const std::optional<JournalRun> run = readRun(id);
+        if (run && isEnough(*run))
+            return;
+    }
+}
+
+std::vector<JournalRun> Journal::runsOf(const std::string& path, std::size_t most) const
+{
+    const std::string known = canonicalPath(path);
+    std::vector<JournalRun> runs;
+    visit([&](const JournalRun& run) {
+        if (run.file(known) != nullptr && runs.size() < most)
+            runs.push_back(run);
+        return runs.size() >= most;
+    });
+    return runs;
+}
+
+std::optional<JournalRun> Journal::newestRun() const
+{
+    std::optional<JournalRun> newest;
+    visit([&](const JournalRun& run) {
+        newest = run;
+        return true;
+    });
+    return newest;
+}
+
+/// Takes away the runs of which each file has newer ones enough, and what killed programs have left. What can't be removed
+/// stays.
+void Journal::prune() const
+{
+    FileSystemCalls& calls = fileSystemCalls();
+    const StDescriptor folder(calls, calls.openAt(AT_FDCWD, folder_, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    std::vector<std::string> names;
+    if (folder.value < 0 || calls.namesIn(folder.value, names) != 0)
+        return;
+    for (const std::string& name : names) {
+        if (name[0] == '.' && name.size() > kTemporaryEnd + 1)
+            removeLeftoverFiles(calls, folder.value, name.substr(1, name.size() - kTemporaryEnd - 1));
+    }
+    if (names.size() <= kRunsKept || names.size() % kPruneEvery != 0) // it reads all of them
+        return;
+    std::map<std::string, std::size_t> runsOfFile;
+    visit([&](const JournalRun& run) {
+        bool isWanted = false;
+        for (const JournalFile& file : run.files)
+            isWanted = ++runsOfFile[file.path] <= kRunsKept || isWanted;
+        if (!isWanted)
+            calls.unlinkAt(folder.value, run.id + kExtension);
+        return false;
+    });
+}
+
+std::string hashOf(const NSData& bytes)
+{
+    const std::unique_ptr<char, decltype(&::g_free)> hash(
+        ::g_compute_checksum_for_data(G_CHECKSUM_SHA256, bytes.bytes(), bytes.length()), &::g_free);
+    return hash.get();
+}
+
+std::string canonicalPath(const std::string& path)
+{
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
+    return real ? real.get() : NSURL::fileURLWithPath(path).path();
+}

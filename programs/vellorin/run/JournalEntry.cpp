@@ -1,0 +1,103 @@
+#include "JournalEntry.h"
+
+#include "ExitStatus.h"
+#include "Json.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kVersion = 1;
+
+constexpr std::array kStates { "begun", "done", "half-done", "undo-begun", "undone" }; // as JournalRun::State
+
+Json listOf(const std::vector<std::string>& texts)
+{
+    Json list = Json::array();
+    for (const std::string& text : texts)
+        list.push_back(jsonText(text));
+    return list;
+}
+
+std::vector<std::string> textsOf(const Json& list)
+{
+    std::vector<std::string> texts;
+    for (const Json& text : list)
+        texts.push_back(bytesOfJson(text));
+    return texts;
+}
+
+Json jsonOf(const JournalFile& file)
+{
+    return { { "path", jsonText(file.path) }, { "identity", jsonText(file.identity) },
+        { "hash-before", file.hashBefore }, { "hash-after", file.hashAfter }, { "backup", jsonText(file.backup) },
+        { "open-date-after", file.openDateAfter }, { "deletions-after", file.deletionsAfter },
+        { "added", listOf(file.added) }, { "removed", listOf(file.removed) }, { "doubled", listOf(file.doubled) } };
+}
+
+JournalFile fileOf(const Json& json)
+{
+    JournalFile file;
+    file.path = bytesOfJson(json.at("path"));
+    file.identity = bytesOfJson(json.at("identity"));
+    file.hashBefore = json.at("hash-before").get<std::string>();
+    file.hashAfter = json.at("hash-after").get<std::string>();
+    file.backup = bytesOfJson(json.at("backup"));
+    file.openDateAfter = json.at("open-date-after").get<uint32_t>();
+    file.deletionsAfter = json.at("deletions-after").get<uint32_t>();
+    file.added = textsOf(json.at("added"));
+    file.removed = textsOf(json.at("removed"));
+    file.doubled = textsOf(json.at("doubled"));
+    return file;
+}
+
+std::optional<JournalRun::State> stateNamed(const std::string& name)
+{
+    for (std::size_t i = 0; i < kStates.size(); ++i) {
+        if (name == kStates[i])
+            return static_cast<JournalRun::State>(i);
+    }
+    return std::nullopt;
+}
+
+std::optional<JournalRun> runOf(const Json& json)
+{
+    const std::optional<JournalRun::State> state = stateNamed(json.at("state").get<std::string>());
+    if (json.at("version") != kVersion || !state)
+        return std::nullopt;
+    JournalRun run;
+    run.id = json.at("id").get<std::string>();
+    run.command = json.at("command").get<std::string>();
+    run.batch = json.at("batch").get<std::string>();
+    run.state = *state;
+    for (const Json& file : json.at("files"))
+        run.files.push_back(fileOf(file));
+    return run;
+}
+
+} // namespace
+
+std::string textOf(const JournalRun& run)
+{
+    Json files = Json::array();
+    for (const JournalFile& file : run.files)
+        files.push_back(jsonOf(file));
+    const Json json { { "version", kVersion }, { "id", run.id }, { "command", run.command }, { "batch", run.batch },
+        { "state", kStates.at(static_cast<std::size_t>(run.state)) }, { "files", files } };
+    return json.dump(1) + "\n";
+}
+
+std::optional<JournalRun> runOfText(const std::string& text)
+{
+    try {
+        return runOf(Json::parse(text));
+    } catch (const Json::exception&) { // no JSON, or not these members
+        return std::nullopt;
+    } catch (const CommandFailure&) { // a text that is none
+        return std::nullopt;
+    }
+}

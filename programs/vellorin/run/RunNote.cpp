@@ -1,0 +1,53 @@
+#include "RunNote.h"
+
+#include "Console.h"
+#include "ExitStatus.h"
+#include "Interruption.h"
+#include "VaultContents.h"
+
+RunNote::RunNote(Journal& journal, Console& console, JournalRun run)
+    : journal_(journal)
+    , console_(console)
+    , run_(std::move(run))
+{
+}
+
+RunNote::~RunNote()
+{
+    if (isOpen_)
+        journal_.forget(run_.id);
+}
+
+void RunNote::begin()
+{
+    run_.state = JournalRun::State::Begun;
+    isOpen_ = true;
+    journal_.write(run_);
+}
+
+void RunNote::end(JournalRun::State state)
+{
+    const StForgetInterruptions behindTheReplacement;
+    isOpen_ = false;
+    run_.state = state;
+    try {
+        journal_.write(run_);
+    } catch (const CommandFailure& failure) {
+        console_.complain(printable(failure.what()));
+    }
+}
+
+JournalFile journalFileOf(const PlannedFile& file, const NSData& after)
+{
+    const VaultContents contents(after);
+    JournalFile result;
+    result.path = canonicalPath(file.path);
+    result.identity = contents.identity;
+    result.hashBefore = file.hash;
+    result.hashAfter = hashOf(after);
+    result.openDateAfter = contents.openDate;
+    result.deletionsAfter = static_cast<uint32_t>(contents.deletions.size());
+    result.added = file.added;
+    result.removed = file.removed;
+    return result;
+}

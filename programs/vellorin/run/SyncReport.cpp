@@ -1,0 +1,53 @@
+#include "SyncReport.h"
+
+#include "SyncPlan.h"
+
+namespace {
+
+ReportedFile reported(const PlannedFile& file, bool isReplaced)
+{
+    const VaultContents& after = isReplaced ? *file.merged : file.contents;
+    ReportedFile result;
+    result.path = file.path;
+    result.recordsBefore = file.contents.records.size();
+    result.recordsAfter = after.records.size();
+    result.added = isReplaced ? file.added.size() : 0;
+    result.removed = isReplaced ? file.removed.size() : 0;
+    result.deletionsAfter = after.deletions.size();
+    return result;
+}
+
+KeptTwice pairOf(const VaultRecord& first, const VaultRecord& second)
+{
+    return { std::string(first.uuid), std::string(second.uuid), std::string(first.category), first.uuid == second.uuid };
+}
+
+} // namespace
+
+std::vector<KeptTwice> keptTwiceBy(const SyncPlan& plan)
+{
+    const std::vector<VaultRecord>& first = plan.first.contents.records;
+    const std::vector<VaultRecord>& second = plan.second.contents.records;
+    std::vector<KeptTwice> pairs;
+    for (const VaultDifference::LikelyPair& pair : plan.difference.likelyPairs)
+        pairs.push_back(pairOf(first[pair.a], second[pair.b]));
+    for (const VaultDifference::Match& pair : plan.difference.otherCategory)
+        pairs.push_back(pairOf(first[pair.a], second[pair.b]));
+    return pairs;
+}
+
+SyncReport reportOf(const SyncPlan& plan, bool alsoSecond)
+{
+    SyncReport report;
+    const bool hasNothingToDo = alsoSecond ? plan.inStep() : plan.firstStaysAsItIs();
+    report.outcome = hasNothingToDo ? SyncReport::Outcome::InStep : SyncReport::Outcome::Planned;
+    report.first = reported(plan.first, !hasNothingToDo);
+    report.second = reported(plan.second, !hasNothingToDo && alsoSecond);
+    report.identical = plan.identical;
+    report.duplicated = plan.duplicated;
+    if (!hasNothingToDo) {
+        report.sentences = plan.sentences(alsoSecond);
+        report.keptTwice = keptTwiceBy(plan);
+    }
+    return report;
+}

@@ -1,0 +1,189 @@
+#include "SyncRun.h"
+
+#include "ActionRun.h"
+#include "Backups.h"
+#include "Console.h"
+#include "ExitStatus.h"
+#include "FileChecks.h"
+#include "Journal.h"
+#include "NSURL.h"
+#include "RunNote.h"
+#include "StagedFiles.h"
+#include "SyncPlan.h"
+#include "SyncProof.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr uint32_t kMostAttempts = 3;
+
+/// One attempt with one plan.
+class Attempt {
+public:
+    Attempt(SyncPlan plan, const SyncOptions& options, Journal& journal, Console& console)
+        : plan(std::move(plan))
+        , options(options)
+        , journal(journal)
+        , console(console)
+        , action(options.partners != nullptr ? *options.partners : linuxPartners(), this->plan, staged, console)
+        , backups(options.keepBackups, console)
+    {
+    }
+
+    /// The run's id in the journal.
+    std::string run(SyncReport& report)
+    {
+        console.progress("synchronising");
+        action.run();
+        if (!options.replaceSecond)
+            staged.discard(pathOfSecond());
+        prove();
+        tellOfRunThatWasCutOff();
+        const std::string id = replace(report);
+        action.end();
+        return id;
+    }
+
+private:
+    std::string pathOfSecond() const { return NSURL::fileURLWithPath(plan.second.path).path(); }
+
+    /// Over the bytes that came back from the disk: they are those of the plan, and the plan's merge has lost nothing.
+    void prove() const
+    {
+        const VaultContents first(action.newFirst());
+        const VaultContents second(action.newSecond());
+        std::vector<const VaultContents*> outputs { &first };
+        if (options.replaceSecond)
+            outputs.push_back(&second);
+        std::optional<std::string> reason = reasonNotProved(plan.first.contents, plan.second.contents, outputs);
+        if (!reason && !isSameButForOpenDate(first, *plan.first.merged))
+            reason = "what was written for " + plan.first.path + " is not what was planned";
+        if (!reason && options.replaceSecond && !isSameButForOpenDate(second, *plan.second.merged))
+            reason = "what was written for " + plan.second.path + " is not what was planned";
+        if (reason)
+            throw CommandFailure(kFailed, "the result does not prove right: " + *reason + "; no file was changed");
+    }
+
+    /// While the locks are held nobody else works on these files: a run that has only begun will not end.
+    void tellOfRunThatWasCutOff() const
+    {
+        for (const PlannedFile* const file : { &plan.first, &plan.second }) {
+            const std::vector<JournalRun> runs = journal.runsOf(file->path, 1);
+            if (runs.empty() || runs.front().state == JournalRun::State::Done
+                || runs.front().state == JournalRun::State::Undone)
+                continue;
+            console.say(printable(file->path) + ": the run of " + runs.front().time()
+                + " was cut off; this one ends what it began");
+            return;
+        }
+    }
+
+    std::string replace(SyncReport& report)
+    {
+        JournalRun run;
+        run.id = journal.newId();
+        run.command = options.command;
+        run.batch = options.batch;
+        run.files.push_back(journalFileOf(plan.first, action.newFirst()));
+        run.files.push_back(journalFileOf(plan.second, options.replaceSecond ? action.newSecond() : plan.second.bytes()));
+        if (!options.replaceSecond) {
+            run.files.back().added.clear();
+            run.files.back().removed.clear();
+        }
+        noteDoubled(run);
+        run.files[0].backup = report.first.backup = backup(plan.first);
+        if (options.replaceSecond)
+            run.files[1].backup = report.second.backup = backup(plan.second);
+        RunNote note(journal, console, std::move(run));
+        note.begin();
+        commit(note);
+        return note.id();
+    }
+
+    void noteDoubled(JournalRun& run) const
+    {
+        for (JournalFile& file : run.files) {
+            for (const KeptTwice& pair : keptTwiceBy(plan)) {
+                file.doubled.push_back(pair.uuidInFirst);
+                if (!pair.sameUuid)
+                    file.doubled.push_back(pair.uuidInSecond);
+            }
+        }
+    }
+
+    std::string backup(const PlannedFile& file)
+    {
+        return options.backups || !file.contents.isCarriedWhole() ? backups.make(file.path, file.bytes()) : "";
+    }
+
+    void commit(RunNote& note)
+    {
+        try {
+            staged.commit();
+        } catch (const CommandFailure& failure) {
+            if (failure.status() == kHalfWritten) {
+                backups.keep();
+                note.end(JournalRun::State::HalfDone);
+            }
+            throw;
+        }
+        backups.keep();
+        note.end(JournalRun::State::Done);
+    }
+
+    const SyncPlan plan;
+    const SyncOptions& options;
+    Journal& journal;
+    Console& console;
+    StagedFiles staged;
+    ActionRun action;
+    Backups backups;
+};
+
+/// Whether a run has nothing to write.
+bool hasNothingToDo(const SyncPlan& plan, const SyncOptions& options)
+{
+    return options.replaceSecond ? plan.inStep() : plan.firstStaysAsItIs();
+}
+
+/// Raises: FileChanged if somebody else has changed a file meanwhile, with no file written.
+SyncReport attempt(
+    const std::string& first, const std::string& second, SyncOptions& options, Journal& journal, Console& console)
+{
+    console.progress("reading and merging in memory");
+    SyncPlan plan = planFor(first, second);
+    SyncReport report = reportOf(plan, options.replaceSecond);
+    if (hasNothingToDo(plan, options))
+        return report;
+    report.objections = objectionsTo(plan, journal);
+    if (options.dryRun)
+        return report;
+    refuseUnlessAllowed(report.objections, options.guards, console);
+    report.runId = Attempt(std::move(plan), options, journal, console).run(report);
+    report.outcome = SyncReport::Outcome::Done;
+    report.first.written = true;
+    report.second.written = options.replaceSecond;
+    return report;
+}
+
+} // namespace
+
+SyncReport synchronizeFiles(
+    const std::string& first, const std::string& second, SyncOptions options, Journal& journal, Console& console)
+{
+    FileChecks { !options.dryRun, options.backups }({ first, second });
+    for (uint32_t attempts = 1;; ++attempts) {
+        try {
+            SyncReport report = attempt(first, second, options, journal, console);
+            report.attempts = attempts;
+            return report;
+        } catch (const FileChanged& changed) {
+            if (attempts == kMostAttempts)
+                throw CommandFailure(kFailed,
+                    changed.path + ": somebody else has changed it " + std::to_string(attempts)
+                        + " times while it was to be synchronised; no file was changed");
+            console.detail(printable(changed.path) + ": somebody else has changed it; starting over");
+        }
+    }
+}

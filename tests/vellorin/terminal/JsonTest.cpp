@@ -1,0 +1,45 @@
+#include "Json.h"
+#include "Console.h"
+#include "ExitStatus.h"
+#include "StCapturedOutput.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(JsonText, CarriesEveryByteString)
+{
+    for (const std::string& bytes : { ""s, "Grüße"s, "\0\x1b\x7f"s, "caf\xE9.vlr"s, "\xFF\xC3\xA9\xFF"s }) {
+        const std::string text = jsonText(bytes).dump(); // raises for wrong UTF-8
+        EXPECT_EQ(bytesOfJson(nlohmann::ordered_json::parse(text)), bytes) << text;
+    }
+    EXPECT_EQ(jsonText("caf\xE9").dump(), "{\"text\":\"caf\xEF\xBF\xBD\",\"hex\":\"636166e9\"}");
+}
+
+TEST(JsonText, IsReadBackOnlyFromItsForms)
+{
+    for (const char* text :
+        { "1", "null", "[]", "{}", R"({"hex":1})", R"({"hex":"0"})", R"({"hex":"0g"})", R"({"hex":"-1"})" })
+        EXPECT_THROW(bytesOfJson(nlohmann::ordered_json::parse(text)), CommandFailure) << text;
+}
+
+TEST(PrintJson, LetsNoCharacterSteerTheTerminal)
+{
+    std::string out;
+    {
+        const StCapturedOutput captured;
+        Console console("vellorin");
+        nlohmann::ordered_json document = jsonDocument("info");
+        document["file"] = jsonText("\x1b[2J\x7f\u009b\u202e");
+        printJson(console, document);
+        out = captured.out();
+    }
+    EXPECT_EQ(out,
+        "{\n  \"schema\": 1,\n  \"command\": \"info\",\n"
+        "  \"file\": \"\\u001b[2J\\u007f\\u009b\\u202e\"\n}\n");
+}
+
+} // namespace
