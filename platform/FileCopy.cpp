@@ -112,13 +112,8 @@ void FileCopy::finish()
 
 void FileCopy::takeName()
 {
-    if (calls.renameToFreeNameAt(folder.descriptor, presentName, name) != 0) {
-        // A file system may not know this kind of renaming; a further name never takes another's place either.
-        const bool isUnknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-        if (!isUnknown || calls.linkAt(folder.descriptor, presentName, name) != 0)
-            failStep("name");
-        calls.unlinkAt(folder.descriptor, presentName);
-    }
+    if (!renameToFreeName(calls, folder.descriptor, presentName, name))
+        failStep("name");
     presentName = name;
 }
 

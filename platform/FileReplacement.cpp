@@ -165,6 +165,14 @@ void FileReplacement::takeBack()
     keptName_.clear();
 }
 
+void FileReplacement::commitToFreeName()
+{
+    throwIfInterrupted();
+    if (!renameToFreeName(calls_, folder_.descriptor, newName_, name_))
+        failStep("name");
+    committed_ = true;
+}
+
 void FileReplacement::syncFolder()
 {
     if (!::syncFolder(calls_, folder_))

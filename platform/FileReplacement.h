@@ -41,6 +41,9 @@ public:
     /// Puts the old file that was kept back into its place, and takes the new one away.
     void takeBack();
 
+    /// The same for a file that must not be there yet; one that is stays, and it is a failure.
+    void commitToFreeName();
+
     /// After `commit`: makes the replacement last, should the system crash.
     void syncFolder();
 

@@ -99,6 +99,18 @@ void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::si
     }
 }
 
+bool renameToFreeName(FileSystemCalls& calls, int folder, const std::string& from, const std::string& to)
+{
+    if (calls.renameToFreeNameAt(folder, from, to) == 0)
+        return true;
+    // A file system may not know this kind of renaming; a further name never takes another's place either.
+    const bool isUnknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    if (!isUnknown || calls.linkAt(folder, from, to) != 0)
+        return false;
+    calls.unlinkAt(folder, from);
+    return true;
+}
+
 bool syncToItsEnd(FileSystemCalls& calls, int descriptor)
 {
     int result = -1;

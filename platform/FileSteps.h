@@ -49,6 +49,10 @@ int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& nam
 /// Raises: FileSystemFailure. Throws Interrupted.
 void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::size_t count);
 
+/// Renames within a folder, and never takes the place of another file: false and EEXIST where the name is taken. False
+/// and errno on any other failure.
+bool renameToFreeName(FileSystemCalls& calls, int folder, const std::string& from, const std::string& to);
+
 /// A signal does not end it: interruptions are looked for between the steps. False and errno on a failure.
 bool syncToItsEnd(FileSystemCalls& calls, int descriptor);
 

@@ -1,15 +1,33 @@
+#include "VaultFile.h"
+
 #include "ExitStatus.h"
+#include "FileReplacement.h"
 #include "NSFileManager.h"
 #include "VaultContents.h"
 
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
+
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const std::string& reason)
 {
     throw CommandFailure(kFailed, path + ": " + reason);
+}
+
+/// Runs the steps of a replacement, and puts their failure into words.
+template <class Steps>
+void replace(const std::string& path, Steps steps)
+{
+    try {
+        FileReplacement replacement(fileSystemCalls(), path);
+        steps(replacement);
+        replacement.syncFolder();
+    } catch (const FileSystemFailure& failure) {
+        fail(path, (failure.isReplaced ? "was written, but " : "can't be written, and is as it was: ") + failure.reason);
+    }
 }
 
 } // namespace
@@ -27,4 +45,31 @@ VaultContents readVault(const std::string& path)
     } catch (const NoVault& noVault) {
         fail(path, std::string("is no vault: ") + noVault.what() + " (at byte " + std::to_string(noVault.offset()) + ")");
     }
+}
+
+void writeNewVault(const std::string& path, const NSData& bytes)
+{
+    replace(path, [&](FileReplacement& replacement) {
+        if (replacement.oldFile())
+            throw CommandFailure(kRefused, path + ": there is such a file, and it stays as it is");
+        replacement.write(bytes);
+        replacement.commitToFreeName();
+    });
+}
+
+void replaceVault(const std::string& path, const NSData& bytes)
+{
+    replace(path, [&](FileReplacement& replacement) {
+        replacement.write(bytes);
+        replacement.commit();
+    });
+}
+
+bool areOneFile(const std::string& a, const std::string& b)
+{
+    struct stat ofA {};
+    struct stat ofB {};
+    FileSystemCalls& calls = fileSystemCalls();
+    return calls.statAt(AT_FDCWD, a, ofA, 0) == 0 && calls.statAt(AT_FDCWD, b, ofB, 0) == 0
+        && ofA.st_dev == ofB.st_dev && ofA.st_ino == ofB.st_ino;
 }

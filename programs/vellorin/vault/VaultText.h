@@ -1,0 +1,37 @@
+#pragma once
+
+#include "VaultContents.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <ctime>
+#include <map>
+#include <string>
+#include <string_view>
+
+// What vaults hold, in words for people and in JSON for programs. Texts for people are printable.
+
+/// For programs: "record-cut".
+std::string nameOf(VaultDamage::Kind kind);
+
+/// "title, descending".
+std::string sortOrderOf(const VaultContents& vault);
+
+/// A moment as vaults keep it, in the system's seconds; 0 stays 0.
+std::time_t timeOf(uint32_t secondsSince2001);
+
+/// How many records are in each category.
+std::map<std::string_view, std::size_t> categoriesOf(const VaultContents& vault);
+
+/// "UUID  Money  112 bytes  changed"
+std::string lineOf(const VaultRecord& record);
+
+/// "at byte 553: the record is cut, 68 bytes (record UUID)"
+std::string lineOf(const VaultDamage& damage, const VaultContents& vault);
+
+nlohmann::ordered_json jsonOf(const VaultRecord& record);
+nlohmann::ordered_json jsonOf(const VaultDamage& damage, const VaultContents& vault);
+
+/// All damage of a vault, and all records.
+nlohmann::ordered_json jsonOfDamage(const VaultContents& vault);
+nlohmann::ordered_json jsonOfRecords(const VaultContents& vault);
