@@ -155,12 +155,15 @@ void addLargeRecord(Side& side, LargePairText& random, uint32_t index, bool edit
     record->SetUUID(text(uuidAfterEdit));
 }
 
-std::unique_ptr<VLR_Document> makeLargeSide(uint32_t count, uint64_t seed, Edited here, const char* identity)
+std::unique_ptr<VLR_Document> makeLargeSide(
+    uint32_t count, uint64_t seed, Edited here, const char* identity, const std::function<void()>& madeOne)
 {
     Side side(identity);
     LargePairText random(seed);
-    for (uint32_t i = 0; i < count; ++i)
+    for (uint32_t i = 0; i < count; ++i) {
         addLargeRecord(side, random, i, whereEdited(i) == here);
+        madeOne();
+    }
     return std::move(side.document);
 }
 
@@ -194,8 +197,8 @@ SampleVaults makeSmallPair()
     return { std::move(first.document), std::move(second.document) };
 }
 
-SampleVaults makeLargePair(uint32_t count, uint64_t seed)
+SampleVaults makeLargePair(uint32_t count, uint64_t seed, const std::function<void()>& madeOne)
 {
-    return { makeLargeSide(count, seed, Edited::OnFirst, kFirstIdentity),
-        makeLargeSide(count, seed, Edited::OnSecond, kSecondIdentity) };
+    return { makeLargeSide(count, seed, Edited::OnFirst, kFirstIdentity, madeOne),
+        makeLargeSide(count, seed, Edited::OnSecond, kSecondIdentity, madeOne) };
 }

@@ -3,6 +3,7 @@
 #include "VLR_Document.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 /// Two vaults that began as copies of each other and have come apart since.
@@ -18,5 +19,6 @@ VLR_String sampleMasterPassword();
 SampleVaults makeSmallPair();
 
 /// `count` records on each side, of about 400 bytes each in the file. 98 of 100 are the same on both sides, one was
-/// edited on the first side, one on the second. The same seed makes the same records.
-SampleVaults makeLargePair(uint32_t count, uint64_t seed);
+/// edited on the first side, one on the second. The same seed makes the same records. `madeOne` is called for each.
+SampleVaults makeLargePair(
+    uint32_t count, uint64_t seed, const std::function<void()>& madeOne = [] {});

@@ -102,7 +102,7 @@ private:
     {
         const std::string name = path.substr(path.rfind('/') + 1);
         if (name.empty() || name == "." || name == "..")
-            throw CommandFailure(kRefused, file_ + " names no file");
+            throw CommandFailure(kRefused, "\"" + file_ + "\" names no file");
         return *DocumentLock::lockPath(path);
     }
 
