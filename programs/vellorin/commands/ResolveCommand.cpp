@@ -123,7 +123,7 @@ nlohmann::ordered_json jsonOf(const VaultCopy& copy, const ResolvedCopy& resolve
     json["outcome"] = nameOf(resolved.outcome);
     json["in-trash"] = resolved.inTrash;
     json["status"] = resolved.status;
-    json["message"] = jsonText(resolved.message);
+    json["message"] = resolved.message.empty() ? nlohmann::ordered_json() : jsonText(resolved.message);
     json["report"] = resolved.report ? jsonOf(*resolved.report) : nlohmann::ordered_json();
     return json;
 }

@@ -4,15 +4,20 @@
 #include "CopiesInStep.h"
 #include "ExtraStringUtilities.h"
 #include "Journal.h"
+#include "Json.h"
 #include "NSFileManager.h"
 #include "SafetyOptions.h"
+#include "TimeText.h"
 #include "VaultContents.h"
 #include "WatchLoop.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <set>
 #include <sstream>
 
@@ -35,6 +40,12 @@ bool isJournalOnStandardError()
 WatchSchedule::Time now()
 {
     return std::chrono::duration_cast<WatchSchedule::Time>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
+bool hasWritten(const CopiesReport& report)
+{
+    return std::any_of(report.runs.begin(), report.runs.end(),
+        [](const SyncReport& run) { return run.outcome == SyncReport::Outcome::Done; });
 }
 
 /// Raises: CommandFailure (kRefused).
@@ -79,6 +90,7 @@ public:
             { "--settle", "", "SECONDS", "how long nothing must happen to the files first [2]", &settle_ },
             { "--rescan", "", "SECONDS", "how often the files are looked at in any case [60]", &rescan_ },
             { "--once", "", "", "synchronise once, as sync does, and end", &once_ },
+            { "--json", "", "", "write a JSON object for each synchronisation that wrote or met with trouble", &json_ },
         };
         const std::vector<Option> safety = safety_.options();
         page.options.insert(page.options.end(), safety.begin(), safety.end());
@@ -106,12 +118,21 @@ public:
 
 private:
     struct Round : WatchRound {
+        void note(const std::string& trouble, int itsStatus)
+        {
+            troubles.push_back(printable(trouble));
+            status = std::max(status, itsStatus);
+        }
+
         int status = kDone;
+        std::optional<CopiesReport> report; // if it came to an end
     };
 
     std::vector<std::string> allPaths() const;
     int runOnce(const std::vector<std::string>& paths, Console& console);
     Round synchronise(const std::vector<std::string>& present, Console& console);
+    void synchroniseReadable(const std::vector<std::string>& paths, Round& round, Console& console);
+    void tellPrograms(const Round& round, Console& console);
     void tell(const CopiesReport& report, Console& console) const;
 
     std::vector<std::string> paths_;
@@ -119,8 +140,10 @@ private:
     std::string settle_ = "2";
     std::string rescan_ = "60";
     bool once_ = false;
+    bool json_ = false;
     SafetyOptions safety_;
     Journal journal_;
+    std::vector<std::string> troublesTold_;
 };
 
 int WatchCommand::run(Console& console)
@@ -184,40 +207,57 @@ int WatchCommand::runOnce(const std::vector<std::string>& paths, Console& consol
 WatchCommand::Round WatchCommand::synchronise(const std::vector<std::string>& present, Console& console)
 {
     Round round;
-    const auto note = [&](const std::string& message, int status) {
-        round.troubles.push_back(printable(message));
-        round.status = std::max(round.status, status);
-    };
     std::vector<std::string> readable;
     for (const std::string& path : present) {
         try {
             static_cast<void>(readVault(path));
             readable.push_back(path);
         } catch (const CommandFailure& failure) {
-            note(failure.what(), failure.status());
+            round.note(failure.what(), failure.status());
         }
     }
     round.outcome = WatchSchedule::Outcome::Failed;
-    if (readable.size() < 2)
-        return round;
+    if (readable.size() > 1)
+        synchroniseReadable(readable, round, console);
+    if (round.report)
+        tell(*round.report, console);
+    if (json_)
+        tellPrograms(round, console);
+    return round;
+}
+
+void WatchCommand::synchroniseReadable(const std::vector<std::string>& paths, Round& round, Console& console)
+{
     try {
-        const CopiesReport report = synchronizeCopies(readable, safety_.syncOptions("watch"), journal_, console);
-        tell(report, console);
-        const bool isWritten = std::any_of(report.runs.begin(), report.runs.end(),
-            [](const SyncReport& run) { return run.outcome == SyncReport::Outcome::Done; });
-        round.outcome = !report.equal ? WatchSchedule::Outcome::StillDiffer
-            : isWritten               ? WatchSchedule::Outcome::Written
-                                      : WatchSchedule::Outcome::InStep;
-        if (!report.equal)
-            note("The files still differ after all runs, and grow by each: a record may stand in two categories.",
+        round.report = synchronizeCopies(paths, safety_.syncOptions("watch"), journal_, console);
+        round.outcome = !round.report->equal ? WatchSchedule::Outcome::StillDiffer
+            : hasWritten(*round.report)      ? WatchSchedule::Outcome::Written
+                                             : WatchSchedule::Outcome::InStep;
+        if (!round.report->equal)
+            round.note("The files still differ after all runs, and grow by each: a record may stand in two categories.",
                 kLookAtIt);
-        round.status = std::max<int>(round.status, report.status());
+        round.status = std::max<int>(round.status, round.report->status());
     } catch (const CommandFailure& failure) {
         if (failure.status() == kHalfWritten)
             round.outcome = WatchSchedule::Outcome::StillDiffer;
-        note(failure.what(), failure.status());
+        round.note(failure.what(), failure.status());
     }
-    return round;
+}
+
+/// One object for each round that wrote, or whose troubles are others than before; for a single round in any case.
+void WatchCommand::tellPrograms(const Round& round, Console& console)
+{
+    const bool isNews = once_ || (round.report && hasWritten(*round.report)) || round.troubles != troublesTold_;
+    troublesTold_ = round.troubles;
+    if (!isNews)
+        return;
+    nlohmann::ordered_json document = jsonDocument("watch");
+    document["time"] = utcTimeText(std::time(nullptr));
+    document["status"] = round.status;
+    document["troubles"] = round.troubles;
+    if (round.report)
+        document.update(jsonOf(*round.report));
+    printJson(console, document);
 }
 
 void WatchCommand::tell(const CopiesReport& report, Console& console) const

@@ -1,6 +1,7 @@
 #include "Console.h"
 
 #include "Interruption.h"
+#include "TimeText.h"
 
 #include <cerrno>
 #include <csignal>
@@ -77,16 +78,6 @@ bool readLine(std::string& line)
     return true;
 }
 
-/// Of the clock on the wall: "2026-11-21 10:45:12".
-std::string presentTime()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm parts {};
-    ::localtime_r(&now, &parts);
-    char text[32];
-    return { text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) };
-}
-
 } // namespace
 
 Console::Console(std::string programName)
@@ -132,7 +123,7 @@ void Console::complain(const std::string& text)
 void Console::line(const std::string& text)
 {
     clearProgress();
-    writeToStandardError((manner_.timed ? presentTime() + " " : "") + text + '\n');
+    writeToStandardError((manner_.timed ? localTimeText(std::time(nullptr)) + " " : "") + text + '\n');
 }
 
 void Console::progress(const std::string& what, uint64_t part, uint64_t whole)
