@@ -7,9 +7,11 @@
 #include "Json.h"
 #include "NSURL.h"
 #include "Sandbox.h"
-#include "VLR_ApplicationSettings.h"
+#include "VLR_System.h"
 
 #include <nlohmann/json.hpp>
+
+#include <ctime>
 
 namespace {
 
@@ -76,13 +78,20 @@ public:
         Journal journal;
         if (!options.dryRun)
             journal.makeFolder();
-        options.partners = &linuxPartners(); // they have asked the system what they need to know
-        VLR_ApplicationSettings::Load(); // so has the core
+        askTheSystem();
         confineTo(paths, journal);
         return json ? runForPrograms(journal, console) : runForPeople(journal, console);
     }
 
 private:
+    /// Everything that is to be known and lies elsewhere than the files.
+    void askTheSystem()
+    {
+        options.partners = &linuxPartners(); // when this process started
+        static_cast<void>(VLR_System::GetPreference(VLRPref_DocumentFlagOverride, 0)); // the settings
+        ::tzset();
+    }
+
     int runForPeople(Journal& journal, Console& console)
     {
         const CopiesReport report = synchronizeCopies(paths, options, journal, console);

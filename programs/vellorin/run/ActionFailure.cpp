@@ -1,6 +1,13 @@
 #include "ActionFailure.h"
 
+#include "DocumentLock.h"
+#include "LockHolder.h"
+#include "NSURL.h"
+#include "TimeText.h"
+
+#include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 
 namespace {
@@ -11,8 +18,10 @@ struct Words {
     std::string_view words;
 };
 
+constexpr std::string_view kLocked = "<It appears your Vellorin file is open by another program.";
+
 constexpr std::array kWords {
-    Words { "<It appears your Vellorin file is open by another program.", "another program has held the write lock for 15 seconds" },
+    Words { kLocked, "another program has held the write lock for 15 seconds" },
     Words { "<The file specified in the file synchronization preferences does not appear to exist.", "a file has gone meanwhile" },
     Words { "<Can't find file:", "a file has gone meanwhile" },
     Words { "<Can't synchronize a file with itself!>", "both names lead to one file" },
@@ -21,6 +30,20 @@ constexpr std::array kWords {
     Words { "<Bad event response", "the application that has the file open gave no proper answer" },
     Words { "<Unable to AEGetParamPtr.", "the application that has the file open gave no proper answer" },
 };
+
+/// "; a.vlr is locked by vellorin-sync, process 4711 on laptop, since ..."; empty if nobody holds its lock by now.
+std::string holderOf(const std::string& path)
+{
+    const std::string file = NSURL::fileURLWithPath(path).path();
+    const std::optional<LockHolder> holder = holderOfLock(*DocumentLock::lockPath(file));
+    if (!holder)
+        return {};
+    const std::string who = holder->hasNote
+        ? holder->program + ", process " + std::to_string(holder->process) + " on " + holder->host
+        : "a program that left no note";
+    return "; " + path + " is locked by " + who + ", since " + localTimeText(holder->since) + "; \"vellorin unlock " + path
+        + "\" tells whether it still runs, and breaks the lock if not";
+}
 
 /// Without its brackets: they are the action's manner.
 std::string bare(const std::string& failure)
@@ -36,9 +59,12 @@ std::string inWords(const std::string& actionFailure, const std::vector<std::str
     std::string files;
     for (const std::string& path : paths)
         files += (files.empty() ? "" : " and ") + path;
+    std::string holders;
+    if (actionFailure.starts_with(kLocked))
+        std::for_each(paths.begin(), paths.end(), [&](const std::string& path) { holders += holderOf(path); });
     for (const Words& known : kWords) {
         if (actionFailure.starts_with(known.begin))
-            return files + ": " + std::string(known.words);
+            return files + ": " + std::string(known.words) + holders;
     }
     return files + ": " + bare(actionFailure);
 }

@@ -49,6 +49,7 @@ std::optional<NSData> ActionRun::StagingFileManager::dataWithContentsOfFile(cons
 bool ActionRun::StagingFileManager::writeToFile(const NSData& data, const std::string& path, std::string*)
 {
     (path == firstPath ? newFirst : newSecond) = staged.stage(path, data);
+    newSelves.emplace_back(path, staged.newPath());
     return true;
 }
 
@@ -70,6 +71,7 @@ void ActionRun::run()
     AMErrorDictionary error;
     const std::string result
         = action_.runWithInput(AMInput(std::vector<std::string> { plan_.first.path, plan_.second.path }), nullptr, error);
+    files_.newSelves.clear();
     if (result != SynchronizeFiles::kSuccess)
         throw CommandFailure(kFailed, inWords(result, { plan_.first.path, plan_.second.path }) + "; no file was changed");
 }

@@ -2,6 +2,7 @@
 
 #include "AppleEventSystem.h"
 #include "CFAbsoluteTime.h"
+#include "FinderInfo.h"
 #include "NSAlert.h"
 #include "NSAutoreleasePool.h"
 #include "NSDistributedLock.h"
@@ -10,6 +11,7 @@
 #include "SyncPlan.h"
 #include "SynchronizeFiles.h"
 
+#include <deque>
 #include <optional>
 
 class Console;
@@ -59,6 +61,9 @@ private:
 
         std::optional<NSData> newFirst;
         std::optional<NSData> newSecond;
+
+        /// The action sets a type behind each write: of the new self, and not of the old file that stands there yet.
+        std::deque<FinderInfo::StNewSelf> newSelves;
 
     private:
         const SyncPlan& plan;

@@ -2,7 +2,6 @@
 
 #include "ExitStatus.h"
 #include "FileReplacement.h"
-#include "FinderInfo.h"
 #include "Interruption.h"
 
 #include <optional>
@@ -12,7 +11,6 @@ struct StagedFiles::Entry {
 
     const std::string path;
     FileReplacement replacement;
-    std::optional<FinderInfo::StNewSelf> newSelf;
     bool isReplaced = false;
 };
 
@@ -49,12 +47,16 @@ NSData StagedFiles::stage(const std::string& path, const NSData& bytes)
     try {
         auto entry = std::make_unique<Entry>(calls_, path);
         entry->replacement.write(bytes);
-        entry->newSelf.emplace(path, entry->replacement.newPath());
         entries_.push_back(std::move(entry));
     } catch (const FileSystemFailure& failure) {
         fail(path, "the new content can't be written beside it: " + failure.reason);
     }
-    return read(entries_.back()->replacement.newPath());
+    return read(newPath());
+}
+
+std::string StagedFiles::newPath() const
+{
+    return entries_.back()->replacement.newPath();
 }
 
 void StagedFiles::discard(const std::string& path)

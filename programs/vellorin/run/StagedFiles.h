@@ -22,9 +22,8 @@ public:
 
 /// New selves of files, written and synced beside them, which take their places together.
 ///
-/// While a new self waits, the file's Finder information is had from and goes to it (FinderInfo::StNewSelf). Ending the
-/// object before `commit` leaves the old files and nothing else; what a killed program leaves goes with the next run
-/// (Leftovers.h).
+/// Ending the object before `commit` leaves the old files and nothing else; what a killed program leaves goes with the next
+/// run (Leftovers.h).
 class StagedFiles {
 public:
     StagedFiles();
@@ -38,6 +37,9 @@ public:
     /// Writes and syncs the new self of a file that was read here, and answers what can be read of it then.
     /// Raises: CommandFailure (kFailed). Throws Interrupted.
     NSData stage(const std::string& path, const NSData& bytes);
+
+    /// Where the new self of a file lies that was staged last.
+    std::string newPath() const;
 
     /// Drops a file's new self: the file stays as it is.
     void discard(const std::string& path);

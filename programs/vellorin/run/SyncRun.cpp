@@ -5,14 +5,16 @@
 #include "Console.h"
 #include "ExitStatus.h"
 #include "FileChecks.h"
+#include "FileSteps.h"
 #include "Journal.h"
+#include "Leftovers.h"
 #include "NSURL.h"
 #include "RunNote.h"
 #include "StagedFiles.h"
 #include "SyncPlan.h"
 #include "SyncProof.h"
 
-#include <algorithm>
+#include <fcntl.h>
 
 namespace {
 
@@ -70,13 +72,27 @@ private:
     {
         for (const PlannedFile* const file : { &plan.first, &plan.second }) {
             const std::vector<JournalRun> runs = journal.runsOf(file->path, 1);
-            if (runs.empty() || runs.front().state == JournalRun::State::Done
-                || runs.front().state == JournalRun::State::Undone)
+            if (runs.empty() || !isLeftHalfDone(runs.front()))
                 continue;
             console.say(printable(file->path) + ": the run of " + runs.front().time()
                 + " was cut off; this one ends what it began");
             return;
         }
+    }
+
+    /// One file of the run is as before it and another as behind it.
+    bool isLeftHalfDone(const JournalRun& run) const
+    {
+        bool isOneOld = false;
+        bool isOneNew = false;
+        for (const PlannedFile* const file : { &plan.first, &plan.second }) {
+            const JournalFile* const then = run.file(canonicalPath(file->path));
+            if (then == nullptr || then->hashBefore == then->hashAfter)
+                continue;
+            isOneOld = isOneOld || file->hash == then->hashBefore;
+            isOneNew = isOneNew || file->hash == then->hashAfter;
+        }
+        return isOneOld && isOneNew;
     }
 
     std::string replace(SyncReport& report)
@@ -147,6 +163,19 @@ bool hasNothingToDo(const SyncPlan& plan, const SyncOptions& options)
     return options.replaceSecond ? plan.inStep() : plan.firstStaysAsItIs();
 }
 
+/// What a killed run has left beside files that are in step all the same: nobody else would remove it.
+void removeLeftovers(const std::vector<std::string>& paths)
+{
+    FileSystemCalls& calls = fileSystemCalls();
+    for (const std::string& path : paths) {
+        const std::string file = canonicalPath(path);
+        const StDescriptor folder(
+            calls, calls.openAt(AT_FDCWD, folderOf(file), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+        if (folder.value >= 0)
+            removeLeftoverFiles(calls, folder.value, nameOf(file));
+    }
+}
+
 /// Raises: FileChanged if somebody else has changed a file meanwhile, with no file written.
 SyncReport attempt(
     const std::string& first, const std::string& second, SyncOptions& options, Journal& journal, Console& console)
@@ -154,8 +183,11 @@ SyncReport attempt(
     console.progress("reading and merging in memory");
     SyncPlan plan = planFor(first, second);
     SyncReport report = reportOf(plan, options.replaceSecond);
-    if (hasNothingToDo(plan, options))
+    if (hasNothingToDo(plan, options)) {
+        if (!options.dryRun)
+            removeLeftovers({ first, second });
         return report;
+    }
     report.objections = objectionsTo(plan, journal);
     if (options.dryRun)
         return report;
