@@ -119,7 +119,7 @@ nlohmann::ordered_json jsonOf(const VaultCopy& copy, const ResolvedCopy& resolve
 {
     nlohmann::ordered_json json;
     json["copy"] = jsonText(copy.path);
-    json["synchroniser"] = copy.synchroniser.empty() ? nlohmann::ordered_json() : copy.synchroniser;
+    json["synchroniser"] = copy.synchroniser.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(copy.synchroniser);
     json["outcome"] = nameOf(resolved.outcome);
     json["in-trash"] = resolved.inTrash;
     json["status"] = resolved.status;

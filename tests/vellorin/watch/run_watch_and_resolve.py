@@ -3,6 +3,7 @@
 Usage: run_watch_and_resolve.py BIN SOURCE BUILD [--sanitized]; ends with "N passed, N failed, N skipped"."""
 
 import contextlib
+import itertools
 import json
 import os
 import pathlib
@@ -32,10 +33,15 @@ class Skip(Exception):
     pass
 
 
+OPENING_DATES = itertools.count(int(time.time()) - vault.EPOCH_2001 + 3600)  # each later than those of all runs before
+
+
 def vault_bytes(titles, deletions=(), identity="I-1", category="Private"):
-    """A vault with a record for each title, whose UUID is the title as well."""
+    """A vault with a record for each title, whose UUID is the title as well, as a program would save it that has just
+    opened it."""
     records = [vault.Record(uuid=title, title=title, category=category) for title in titles]
-    return vault.Vault(FISH, records, [(uuid, 0) for uuid in deletions], unique=identity).encode()
+    return vault.Vault(FISH, records, [(uuid, 0) for uuid in deletions], unique=identity,
+                       preferences=vault.Preferences(date=next(OPENING_DATES))).encode()
 
 
 def titles_of(path):
@@ -325,6 +331,8 @@ def watch_leaves_out_a_broken_file(scene):
     scene.path("c.vlr").write_bytes(b"VL_4 half of")
     watch = scene.watch("--no-backup", "a.vlr", "b.vlr", "c.vlr", settle="0.1", rescan="0.3")
     scene.wait_for_titles(["A", "B"], "a.vlr", "b.vlr")
+    scene.wait_for(lambda: "c.vlr: is no vault" in scene.log(), "the broken file is told")
+    time.sleep(1)
     assert scene.log().count("c.vlr: is no vault") == 1, scene.log()
     scene.write("c.vlr", ["C"])
     scene.wait_for_titles(["A", "B", "C"], "a.vlr", "b.vlr", "c.vlr")
