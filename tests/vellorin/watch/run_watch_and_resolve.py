@@ -378,6 +378,13 @@ def watch_once(scene):
     assert titles_of(scene.home / "a.vlr") == titles_of(scene.path("b.vlr")) == ["A", "B"]
     again = scene.run("watch", "--once", "--from", "list", "-q")
     assert (again.returncode, again.stderr) == (0, ""), again
+    in_step = checked_json(scene.run("watch", "--once", "--json", "--from", "list").stdout)
+    assert in_step["status"] == 0 and in_step["runs"][0]["outcome"] == "in-step", in_step
+    scene.write("a.vlr", ["A", "C"])
+    written = checked_json(scene.run("watch", "--once", "--json", "a.vlr", "b.vlr").stdout)
+    assert written["equal"] and written["runs"][0]["outcome"] == "done", written
+    broken = checked_json(scene.run("watch", "--once", "--json", "a.vlr", "b.vlr", "list").stdout)
+    assert broken["status"] == 3 and "list: is no vault" in broken["troubles"][0], broken
     cases = [
         (["--once", "a.vlr"], 2, "two files"), (["--once", "a.vlr", "a.vlr"], 2, "twice"),
         (["--once", "a.vlr", "none.vlr"], 3, "fewer than two"), (["--settle", "soon", "a.vlr", "b.vlr"], 2, "--settle"),
