@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "CopyResolver.h"
+#include "FilesApart.h"
 #include "FinderServices.h"
 #include "Journal.h"
 #include "Json.h"
@@ -13,49 +14,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
-#include <set>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-/// Files that hold the same vault and are no copies of it: those that the user names, and those that the journal knows to
-/// be kept in step.
-class FilesApart {
-public:
-    FilesApart(const std::vector<std::string>& named, const Journal& journal)
-        : journal_(journal)
-    {
-        for (const std::string& path : named)
-            named_.insert(canonicalPath(path));
-    }
-
-    bool contains(const std::string& vault, const std::string& other)
-    {
-        const std::string path = canonicalPath(other);
-        return named_.contains(path) || partnersOf(vault).contains(path);
-    }
-
-private:
-    const std::set<std::string>& partnersOf(const std::string& vault)
-    {
-        const auto [entry, isNew] = partners_.try_emplace(vault);
-        if (!isNew)
-            return entry->second;
-        for (const JournalRun& run : journal_.runsOf(vault)) {
-            if (run.command != "sync" && run.command != "watch")
-                continue;
-            for (const JournalFile& file : run.files)
-                entry->second.insert(file.path);
-        }
-        return entry->second;
-    }
-
-    const Journal& journal_;
-    std::set<std::string> named_;
-    std::map<std::string, std::set<std::string>> partners_;
-};
 
 std::string nameOf(ResolvedCopy::Outcome outcome)
 {
@@ -77,22 +39,22 @@ public:
         page.operands = { { "PATH", "a vault, or a folder with vaults", &paths_, 1, CommandPage::kAny } };
         page.options = {
             { "--recursive", "-r", "", "look through the folders below too", &recursive_ },
-            { "--dry-run", "-n", "", "only tell what would be done", &dryRun_ },
+            { "--dry-run", "", "", "only tell what would be done", &dryRun_ },
             { "--json", "", "", "tell it as JSON", &json_ },
         };
         const std::vector<Option> safety = safety_.options();
         page.options.insert(page.options.end(), safety.begin(), safety.end());
         page.description = {
-            "When a file was changed in two places at once, a file synchroniser keeps both: one under the file's name, the "
-            "other one as a copy beside it. This command finds such copies of a vault, brings what is new in each to the "
-            "vault, and moves the copy to the trash with the bytes that it had. A copy with nothing new just goes there. "
-            "The vault is backed up first.",
+            "When a file was changed in two places at once, a file synchroniser keeps both: one under the file's "
+            "name, the other one as a copy beside it. This command finds such copies of a vault, brings what is new "
+            "in each to the vault, and moves the copy to the trash with the bytes that it had. A copy with nothing "
+            "new just goes there. The vault is backed up first.",
             "What makes a copy is the vault's identity inside the file. Its name is a hint: those that Syncthing, "
-            "Nextcloud, Dropbox and Unison give are known. In a folder the vault is the file whose name is none of these; "
-            "where several files hold one vault, name the one that is to stay. Numbered backups, links, files that are "
-            "named too, and files that are kept in step with the vault by sync or watch are no copies.",
-            "A copy is read again after the merge, and goes only when the vault, as it lies on the disk by then, holds all "
-            "of it. Where there is no trash the copy stays.",
+            "Nextcloud, Dropbox and Unison give are known. In a folder the vault is the file whose name is none of "
+            "these; where several files hold one vault, name the one that is to stay. Numbered backups, links, files "
+            "that are named too, and files that are kept in step with the vault by sync or watch are no copies.",
+            "A copy is read again after the merge, and goes only when the vault, as it lies on the disk by then, "
+            "holds all of it. Where there is no trash the copy stays.",
         };
         page.examples = {
             { "vellorin resolve ~/Sync/vault.vlr", "merge and clear away all copies of this vault" },
@@ -119,7 +81,8 @@ nlohmann::ordered_json jsonOf(const VaultCopy& copy, const ResolvedCopy& resolve
 {
     nlohmann::ordered_json json;
     json["copy"] = jsonText(copy.path);
-    json["synchroniser"] = copy.synchroniser.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(copy.synchroniser);
+    json["synchroniser"]
+        = copy.synchroniser.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(copy.synchroniser);
     json["outcome"] = nameOf(resolved.outcome);
     json["in-trash"] = resolved.inTrash;
     json["status"] = resolved.status;
@@ -139,14 +102,17 @@ int ResolveCommand::run(Console& console)
     document["vaults"] = nlohmann::ordered_json::array();
     document["problems"] = nlohmann::ordered_json::array();
     for (const CopiesOfVault& vault : found.vaults) {
-        nlohmann::ordered_json entry { { "vault", jsonText(vault.vault) }, { "copies", nlohmann::ordered_json::array() } };
+        nlohmann::ordered_json entry { { "vault", jsonText(vault.vault) },
+            { "copies", nlohmann::ordered_json::array() } };
         for (const VaultCopy& copy : vault.copies) {
             const ResolvedCopy resolved = resolve(vault.vault, copy, journal, console);
+            if (resolved.inTrash || resolved.report)
+                console.workIsDone();
             tell(vault.vault, copy, resolved, console);
             entry["copies"].push_back(jsonOf(copy, resolved));
             status = std::max<int>(status, resolved.status);
         }
-        if (vault.copies.empty() && !json_)
+        if (vault.copies.empty() && !json_ && !console.manner().quiet)
             console.data(printable(vault.vault) + ": has no copies\n");
         document["vaults"].push_back(std::move(entry));
     }
@@ -194,12 +160,10 @@ ResolvedCopy ResolveCommand::resolve(
     options.dryRun = dryRun_;
     options.replaceSecond = false;
     LinuxFinderServices finder;
-    const CopyResolver resolver(
-        { [&](const std::string& into, const std::string& from) {
-             return synchronizeFiles(into, from, options, journal, console);
-         },
-            finder },
-        { dryRun_, options.guards.allowDamage });
+    const auto merge = [&](const std::string& into, const std::string& from) {
+        return synchronizeFiles(into, from, options, journal, console);
+    };
+    const CopyResolver resolver({ merge, finder }, { dryRun_, options.guards.allowDamage });
     return resolver.resolve(vault, copy.path);
 }
 
@@ -208,7 +172,7 @@ void ResolveCommand::tell(
 {
     if (!resolved.message.empty())
         console.complain(printable(resolved.message));
-    if (json_)
+    if (json_ || console.manner().quiet)
         return;
     std::string text = printable(copy.path) + (copy.synchroniser.empty() ? "" : " (" + copy.synchroniser + ")");
     switch (resolved.outcome) {

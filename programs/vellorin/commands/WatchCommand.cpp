@@ -1,23 +1,16 @@
 #include "AllCommands.h"
 
 #include "Console.h"
-#include "CopiesInStep.h"
+#include "CopiesWatch.h"
 #include "ExtraStringUtilities.h"
 #include "Journal.h"
-#include "Json.h"
 #include "NSFileManager.h"
 #include "SafetyOptions.h"
-#include "TimeText.h"
-#include "VaultContents.h"
 #include "WatchLoop.h"
 
-#include <nlohmann/json.hpp>
-
-#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <set>
 #include <sstream>
 
@@ -40,12 +33,6 @@ bool isJournalOnStandardError()
 WatchSchedule::Time now()
 {
     return std::chrono::duration_cast<WatchSchedule::Time>(std::chrono::steady_clock::now().time_since_epoch());
-}
-
-bool hasWritten(const CopiesReport& report)
-{
-    return std::any_of(report.runs.begin(), report.runs.end(),
-        [](const SyncReport& run) { return run.outcome == SyncReport::Outcome::Done; });
 }
 
 /// Raises: CommandFailure (kRefused).
@@ -97,19 +84,21 @@ public:
         page.description = {
             "Synchronises the files at the start, and from then on when one of them changed and came to rest, until a "
             "signal ends the program. Several copies are synchronised as sync does it.",
-            "The folders of the files are watched, since most programs replace a file by renaming. Links are followed. "
-            "All files are looked at from time to time in any case: network volumes tell nothing, and a system may run "
-            "out of watches.",
-            "A file that isn't there is left out until it is; two of them must be there. What can't be done is said once, "
-            "and tried again when a file changes, and after pauses that grow to an hour. Nobody is ever asked: what a "
-            "guard refuses stays as it is until it is settled by hand.",
-            "The lines on standard error begin with the time, unless they go to the system's journal. To watch from login "
-            "on, write the paths into ~/.config/vellorin/watch/NAME and run: systemctl --user enable --now "
+            "The folders of the files are watched, since most programs replace a file by renaming. Links are "
+            "followed. All files are looked at from time to time in any case: network volumes tell nothing, and a "
+            "system may run out of watches.",
+            "A file that isn't there is left out until it is; two of them must be there. What can't be done is said "
+            "once, and tried again when a file changes, and after pauses that grow to an hour. Nobody is ever asked: "
+            "what a guard refuses stays as it is until it is settled by hand.",
+            "The lines on standard error begin with the time, unless they go to the system's journal. To watch from "
+            "login on, write the paths into ~/.config/vellorin/watch/NAME and run: systemctl --user enable --now "
             "vellorin-watch@NAME",
         };
         page.examples = {
-            { "vellorin watch ~/vault.vlr ~/Nextcloud/vault.vlr", "keep a local copy and one in a cloud folder in step" },
-            { "vellorin watch --once --from ~/.config/vellorin/watch/home", "a night job: those copies that are there" },
+            { "vellorin watch ~/vault.vlr ~/Nextcloud/vault.vlr",
+                "keep a local copy and one in a cloud folder in step" },
+            { "vellorin watch --once --from ~/.config/vellorin/watch/home",
+                "a night job: those copies that are there" },
         };
         return page;
     }
@@ -117,23 +106,8 @@ public:
     int run(Console& console) override;
 
 private:
-    struct Round : WatchRound {
-        void note(const std::string& trouble, int itsStatus)
-        {
-            troubles.push_back(printable(trouble));
-            status = std::max(status, itsStatus);
-        }
-
-        int status = kDone;
-        std::optional<CopiesReport> report; // if it came to an end
-    };
-
     std::vector<std::string> allPaths() const;
-    int runOnce(const std::vector<std::string>& paths, Console& console);
-    Round synchronise(const std::vector<std::string>& present, Console& console);
-    void synchroniseReadable(const std::vector<std::string>& paths, Round& round, Console& console);
-    void tellPrograms(const Round& round, Console& console);
-    void tell(const CopiesReport& report, Console& console) const;
+    int runOnce(const std::vector<std::string>& paths, CopiesWatch& copies, Console& console);
 
     std::vector<std::string> paths_;
     std::string list_;
@@ -142,27 +116,26 @@ private:
     bool once_ = false;
     bool json_ = false;
     SafetyOptions safety_;
-    Journal journal_;
-    std::vector<std::string> troublesTold_;
 };
 
 int WatchCommand::run(Console& console)
 {
-    static_cast<void>(safety_.syncOptions("watch")); // wrong usage comes before any work
+    const SyncOptions options = safety_.syncOptions("watch");
     const WatchSchedule::Times times { secondsOf("--settle", settle_), secondsOf("--rescan", rescan_) };
     const std::vector<std::string> paths = allPaths();
     Console::Manner manner = console.manner();
     manner.timed = !isJournalOnStandardError();
     manner.asks = false;
     console.setManner(manner);
+    Journal journal;
+    CopiesWatch copies(options, { json_, /*inAnyCase=*/once_ }, journal, console);
     if (once_)
-        return runOnce(paths, console);
+        return runOnce(paths, copies, console);
     for (const std::string& path : paths)
         console.say(printable(path) + ": watched");
     InotifyEvents events(paths);
     WatchLoop loop(paths, times,
-        { events, now, stampOf,
-            [&](const std::vector<std::string>& present) -> WatchRound { return synchronise(present, console); },
+        { events, now, stampOf, [&](const std::vector<std::string>& present) { return copies.synchronise(present); },
             [&](const std::string& text) { console.say(text); },
             [&](const std::string& text) { console.complain(text); } });
     loop.run();
@@ -186,7 +159,7 @@ std::vector<std::string> WatchCommand::allPaths() const
     return paths;
 }
 
-int WatchCommand::runOnce(const std::vector<std::string>& paths, Console& console)
+int WatchCommand::runOnce(const std::vector<std::string>& paths, CopiesWatch& copies, Console& console)
 {
     std::vector<std::string> present;
     for (const std::string& path : paths) {
@@ -197,81 +170,10 @@ int WatchCommand::runOnce(const std::vector<std::string>& paths, Console& consol
     }
     if (present.size() < 2)
         throw CommandFailure(kFailed, "fewer than two of the files are there; nothing was written");
-    const Round round = synchronise(present, console);
+    const WatchRound round = copies.synchronise(present);
     for (const std::string& trouble : round.troubles)
         console.complain(trouble);
     return round.status;
-}
-
-/// A file that is no whole vault is left out, so that it doesn't keep the others apart.
-WatchCommand::Round WatchCommand::synchronise(const std::vector<std::string>& present, Console& console)
-{
-    Round round;
-    std::vector<std::string> readable;
-    for (const std::string& path : present) {
-        try {
-            static_cast<void>(readVault(path));
-            readable.push_back(path);
-        } catch (const CommandFailure& failure) {
-            round.note(failure.what(), failure.status());
-        }
-    }
-    round.outcome = WatchSchedule::Outcome::Failed;
-    if (readable.size() > 1)
-        synchroniseReadable(readable, round, console);
-    if (round.report)
-        tell(*round.report, console);
-    if (json_)
-        tellPrograms(round, console);
-    return round;
-}
-
-void WatchCommand::synchroniseReadable(const std::vector<std::string>& paths, Round& round, Console& console)
-{
-    try {
-        round.report = synchronizeCopies(paths, safety_.syncOptions("watch"), journal_, console);
-        round.outcome = !round.report->equal ? WatchSchedule::Outcome::StillDiffer
-            : hasWritten(*round.report)      ? WatchSchedule::Outcome::Written
-                                             : WatchSchedule::Outcome::InStep;
-        if (!round.report->equal)
-            round.note("The files still differ after all runs, and grow by each: a record may stand in two categories.",
-                kLookAtIt);
-        round.status = std::max<int>(round.status, round.report->status());
-    } catch (const CommandFailure& failure) {
-        if (failure.status() == kHalfWritten)
-            round.outcome = WatchSchedule::Outcome::StillDiffer;
-        round.note(failure.what(), failure.status());
-    }
-}
-
-/// One object for each round that wrote, or whose troubles are others than before; for a single round in any case.
-void WatchCommand::tellPrograms(const Round& round, Console& console)
-{
-    const bool isNews = once_ || (round.report && hasWritten(*round.report)) || round.troubles != troublesTold_;
-    troublesTold_ = round.troubles;
-    if (!isNews)
-        return;
-    nlohmann::ordered_json document = jsonDocument("watch");
-    document["time"] = utcTimeText(std::time(nullptr));
-    document["status"] = round.status;
-    document["troubles"] = round.troubles;
-    if (round.report)
-        document.update(jsonOf(*round.report));
-    printJson(console, document);
-}
-
-void WatchCommand::tell(const CopiesReport& report, Console& console) const
-{
-    for (const SyncReport& run : report.runs) {
-        if (run.outcome != SyncReport::Outcome::Done)
-            continue;
-        for (const std::string& sentence : run.sentences)
-            console.say(sentence + ".");
-        if (!run.keptTwice.empty())
-            console.say(counted(run.keptTwice.size(), "pair of records is", "pairs of records are")
-                + " kept twice in " + printable(run.first.path) + " and " + printable(run.second.path)
-                + "; look at them.");
-    }
 }
 
 } // namespace

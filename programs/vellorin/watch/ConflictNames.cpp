@@ -34,7 +34,8 @@ const std::vector<Form>& forms()
 
         // NAME (conflict_on_2026-11-21).EXT, some with a number or the host's name; and its backups of what it replaced
         { "Unison",
-            std::regex(kStem + R"( \(conflict(?:[_ ]#?\d+)?[_ ]on[_ ])" + kDate + R"((?:[_ ][^()]+)?\))" + kExtension) },
+            std::regex(
+                kStem + R"( \(conflict(?:[_ ]#?\d+)?[_ ]on[_ ])" + kDate + R"((?:[_ ][^()]+)?\))" + kExtension) },
         { "Unison", std::regex(R"(^()\.bak\.\d+\.(.+)$)") },
         { "Unison", std::regex(R"(^(.+?)(?:\.\d+)?\.unison\.bak()$)") },
 

@@ -59,11 +59,9 @@ bool holdsAllOf(const VaultContents& vault, const VaultContents& other)
 {
     const CategoriesByUuid held(vault);
     const DeletionSet deleted(vault.deletions);
-    const bool holdsRecords
-        = std::all_of(other.records.begin(), other.records.end(), [&](const VaultRecord& record) {
-              return !canBeGiven(record) || held.has(record)
-                  || (!held.hasUuid(record.uuid) && deleted.names(record.uuid));
-          });
+    const bool holdsRecords = std::all_of(other.records.begin(), other.records.end(), [&](const VaultRecord& record) {
+        return !canBeGiven(record) || held.has(record) || (!held.hasUuid(record.uuid) && deleted.names(record.uuid));
+    });
     if (!holdsRecords)
         return false;
     const VaultDifference difference = differenceOf(vault, other);
@@ -169,8 +167,8 @@ ResolvedCopy CopyResolver::tryToResolve(const std::string& vault, const std::str
 bool CopyResolver::mayGo(const std::string& vaultPath, const VaultContents& copy) const
 {
     const VaultContents vault = readVault(vaultPath);
-    return vault.referenceBuffer == copy.referenceBuffer
-        && (copy.isCarriedWhole() || manner_.allowDamage) && holdsAllOf(vault, copy);
+    return vault.referenceBuffer == copy.referenceBuffer && (copy.isCarriedWhole() || manner_.allowDamage)
+        && holdsAllOf(vault, copy);
 }
 
 void CopyResolver::moveToTrash(const OpenCopy& copy, const std::string& vault, ResolvedCopy& result) const

@@ -10,8 +10,8 @@
 
 class FinderServices;
 
-/// True if a vault holds all that another one has to give: each of its records stands here under its UUID and category or
-/// is deleted here, each of its deletions is known here, and none of its deletions still has its record here. Bodies
+/// True if a vault holds all that another one has to give: each of its records stands here under its UUID and category
+/// or is deleted here, each of its deletions is known here, and none of its deletions still has its record here. Bodies
 /// aren't compared: of two records with one UUID and category each side keeps its own.
 ///
 /// What `other` can't give, since it is damaged, doesn't count.
@@ -49,9 +49,9 @@ public:
 
     CopyResolver(Partners partners, const Manner& manner);
 
-    /// The copy is read again after the merge, and goes only if the vault, as it lies there by then, holds all of it. One
-    /// that changes all the time is left after three merges. Of a copy that is changed while it goes to the trash, that
-    /// is told. Never raises CommandFailure: it becomes status and message. Throws Interrupted.
+    /// The copy is read again after the merge, and goes only if the vault, as it lies there by then, holds all of it.
+    /// One that changes all the time is left after three merges. Of a copy that is changed while it goes to the trash,
+    /// that is told. Never raises CommandFailure: it becomes status and message. Throws Interrupted.
     ResolvedCopy resolve(const std::string& vault, const std::string& copy) const;
 
 private:

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Word of what happens to some files, from a system that may have none, lose some, or tell too much. So it says when to
-/// look, and never what is there.
+/// Word of what happens to some files, from a system that may have none, lose some, or tell too much. So it says when
+/// to look, and never what is there.
 class FileEvents {
 public:
     virtual ~FileEvents() = default;
@@ -21,12 +21,12 @@ public:
     virtual bool wait(std::chrono::milliseconds atMost) = 0;
 };
 
-/// The kernel's events for the folders that files stand in. Folders rather than files, since most programs replace a file
-/// by renaming another one over it.
+/// The kernel's events for the folders that files stand in. Folders rather than files, since most programs replace a
+/// file by renaming another one over it.
 ///
 /// Of a link, the folder of each link on the way is watched, and the real file's. For a folder that isn't there the
-/// nearest one above it is watched, so that its return is seen. What is mounted over a folder is told by nobody: the next
-/// `follow` finds it.
+/// nearest one above it is watched, so that its return is seen. What is mounted over a folder is told by nobody: the
+/// next `follow` finds it.
 class InotifyEvents final : public FileEvents {
 public:
     explicit InotifyEvents(std::vector<std::string> paths);

@@ -142,7 +142,8 @@ std::vector<CopyFinder::VaultFile> CopyFinder::vaultsIn(const std::string& folde
         if (!looksLikeVault(path) || ::lstat(path.c_str(), &status) != 0)
             continue;
         if (isUnfinishedFile(name) || isNumberedBackup(name)) {
-            passedOver_(path, isNumberedBackup(name) ? "is a numbered backup" : "is not complete yet", /*matters=*/false);
+            passedOver_(
+                path, isNumberedBackup(name) ? "is a numbered backup" : "is not complete yet", /*matters=*/false);
             continue;
         }
         try {
@@ -202,6 +203,7 @@ bool CopyFinder::isCopy(const VaultFile& candidate, const VaultFile& vault) cons
         return false;
     if (candidate.conflictName || !standsApart_(vault.path, candidate.path))
         return true;
-    passedOver_(candidate.path, "stands apart from " + vault.path + ", and is no copy to clear away", /*matters=*/false);
+    passedOver_(
+        candidate.path, "stands apart from " + vault.path + ", and is no copy to clear away", /*matters=*/false);
     return false;
 }

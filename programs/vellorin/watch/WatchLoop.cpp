@@ -83,9 +83,9 @@ void WatchLoop::wait()
     look(); // folders that have gone or come are followed at once
 }
 
-/// A round that wrote has made events of its own, so that those during it say nothing; the next round, which is due soon,
-/// finds what somebody else has changed meanwhile. A failed one may have put files to and fro, so that only their content
-/// tells. The events of a round in step are somebody else's.
+/// A round that wrote has made events of its own, so that those during it say nothing; the next round, which is due
+/// soon, finds what somebody else has changed meanwhile. A failed one may have put files to and fro, so that only their
+/// content tells. The events of a round in step are somebody else's.
 void WatchLoop::synchronise()
 {
     const Stamps before = *stamps_;
@@ -134,7 +134,8 @@ void WatchLoop::tellWhoIsThere(const Stamps& before)
         const bool isThere = (*stamps_)[i].has_value();
         if (isThere == before[i].has_value())
             continue;
-        partners_.say(printable(paths_[i]) + (isThere ? ": is there again" : ": is not there, and left out until it is"));
+        partners_.say(
+            printable(paths_[i]) + (isThere ? ": is there again" : ": is not there, and left out until it is"));
         isTold = true;
     }
     if (isTold && presentPaths().size() < kFewest)
@@ -145,8 +146,8 @@ void WatchLoop::tellUnwatched(const std::map<std::string, std::string>& unwatche
 {
     for (const auto& [folder, reason] : unwatched) {
         if (!unwatched_.contains(folder))
-            partners_.say(printable(folder) + ": its events can't be had (" + reason + "); it is looked at from time to "
-                "time");
+            partners_.say(
+                printable(folder) + ": its events can't be had (" + reason + "); it is looked at from time to time");
     }
     unwatched_ = unwatched;
 }

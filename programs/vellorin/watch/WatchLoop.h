@@ -26,6 +26,7 @@ std::optional<FileStamp> stampOf(const std::string& path);
 /// How one synchronisation of all present files went.
 struct WatchRound {
     WatchSchedule::Outcome outcome {};
+    int status = 0; // that `sync` would have ended with (ExitStatus.h)
     std::vector<std::string> troubles; // what failed, was refused or still differs: a line for each
 };
 

@@ -7,8 +7,8 @@
 /// When a watch looks at its files, and when it synchronises them: decisions alone, with no clock, file or event of its
 /// own. Times are counted from any moment, and never go back.
 ///
-/// - A file that changed is synchronised when nothing has happened to any file for `settle`, and a look at that time has
-///   found all as they were.
+/// - A file that changed is synchronised when nothing has happened to any file for `settle`, and a look at that time
+///   has found all as they were.
 /// - All files are looked at every `rescan`, whatever events say.
 /// - A round that wrote is followed by another one, which finds all in step, or what somebody changed in the meantime.
 /// - A round that failed or was refused is repeated when a file changes, and with pauses that double up to `longest`.

@@ -74,10 +74,11 @@ TEST(FileNames, BackupsAndUnfinishedFilesAreKnownByTheirForm)
     for (const char* const name : { "vault backup 101.vlr", "vault backup 0.vlr", "vault backup.vlr", "backup 1.vlr",
              "vault backup 1 (conflicted copy 2026-11-21 104512).vlr" })
         EXPECT_FALSE(isNumberedBackup(name)) << name;
-    for (const char* const name : { ".vault.vlr.0123456789abcdef", ".syncthing.vault.vlr.tmp", "~syncthing~vault.vlr.tmp",
-             ".vault.vlr.~1a2b", ".unison.vault.vlr.0123.unison.tmp" })
+    for (const char* const name : { ".vault.vlr.0123456789abcdef", ".syncthing.vault.vlr.tmp",
+             "~syncthing~vault.vlr.tmp", ".vault.vlr.~1a2b", ".unison.vault.vlr.0123.unison.tmp" })
         EXPECT_TRUE(isUnfinishedFile(name)) << name;
-    for (const char* const name : { "vault.vlr.0123456789abcdef", ".vault.vlr", ".vault.vlr.0123456789abcdeg", "v.tmp" })
+    for (const char* const name :
+        { "vault.vlr.0123456789abcdef", ".vault.vlr", ".vault.vlr.0123456789abcdeg", "v.tmp" })
         EXPECT_FALSE(isUnfinishedFile(name)) << name;
 }
 

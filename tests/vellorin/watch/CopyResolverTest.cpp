@@ -28,7 +28,8 @@ const HoldsCase kHoldsCases[] = {
     { "deleted there and listed here", { { { "A" }, { "B" } }, { "B" } }, { { { "A" } }, { "B" } }, false },
     { "other category", { { { "A", "one" } } }, { { { "A", "two" } } }, false },
     { "both categories", { { { "A", "one" }, { "A", "two" } } }, { { { "A", "two" } } }, true },
-    { "other category of one that is also deleted here", { { { "A", "one" } }, { "A" } }, { { { "A", "two" } } }, false },
+    { "other category of one that is also deleted here", { { { "A", "one" } }, { "A" } }, { { { "A", "two" } } },
+        false },
     { "other body", { { { "A", "", "12345678" } } }, { { { "A", "", "87654321" } } }, true },
     { "nothing to give", { {} }, { { { "A", "", "" } } }, true },
 };
@@ -42,7 +43,10 @@ TEST(HoldsAllOf, SeesWhatAVaultLacks)
 /// A trash that is a folder beside.
 class TrashStandIn final : public FinderServices {
 public:
-    explicit TrashStandIn(const ScratchFolder& folder) : folder_(folder) { }
+    explicit TrashStandIn(const ScratchFolder& folder)
+        : folder_(folder)
+    {
+    }
 
     bool hasTrash() override { return true; }
     bool isRunning() override { return false; }
@@ -92,7 +96,8 @@ protected:
 
     ResolvedCopy resolve(const CopyResolver::Manner& manner = {})
     {
-        const CopyResolver resolver({ [&](const std::string&, const std::string&) { return mergeWith(); }, trash }, manner);
+        const CopyResolver resolver(
+            { [&](const std::string&, const std::string&) { return mergeWith(); }, trash }, manner);
         return resolver.resolve(folder.path("vault"), folder.path("copy"));
     }
 

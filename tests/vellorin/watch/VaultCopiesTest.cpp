@@ -87,8 +87,7 @@ TEST(CopyFinder, FindsCopiesByIdentityWhateverTheirNames)
     found.folder.write("vault (conflict_on_2026-11-21).vlr", vaultOf("I").substr(0, 100));
     fs::create_symlink("vault.vlr", found.path("link.vlr"));
     fs::create_hard_link(found.path("vault.vlr"), found.path("second name.vlr"));
-    EXPECT_EQ(found.beside("vault.vlr"),
-        std::string("vault.vlr < [letter.txt|] [") + kSyncthingName + "|Syncthing]");
+    EXPECT_EQ(found.beside("vault.vlr"), std::string("vault.vlr < [letter.txt|] [") + kSyncthingName + "|Syncthing]");
     EXPECT_NE(found.passedOver.find("vault backup 1.vlr: is a numbered backup\n"), std::string::npos);
     EXPECT_NE(found.passedOver.find(".vault.vlr.0123456789abcdef: is not complete yet\n"), std::string::npos);
     EXPECT_NE(found.passedOver.find("!vault (conflict_on_2026-11-21).vlr: "), std::string::npos);
@@ -135,7 +134,8 @@ TEST(CopyFinder, InAFolderEachVaultHasItsCopies)
     found.folder.write("new.vlr", vaultOf(""));
     found.folder.write("new too.vlr", vaultOf(""));
     EXPECT_EQ(found.inFolder(false),
-        std::string("vault.vlr < [") + kSyncthingName + "|Syncthing]\nother.vlr < [" + kNextcloudName + "|Nextcloud]\n");
+        std::string("vault.vlr < [") + kSyncthingName + "|Syncthing]\nother.vlr < [" + kNextcloudName
+            + "|Nextcloud]\n");
 }
 
 TEST(CopyFinder, WithoutOneOriginalAFolderIsUndecided)

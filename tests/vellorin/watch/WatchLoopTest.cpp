@@ -91,7 +91,8 @@ TEST(WatchLoop, WithoutEventsTheRescanFindsChanges)
     world.plan[Time(3000)] = [&] { world.change("a", /*told=*/false); };
     world.runUntil(30'000);
     EXPECT_EQ(world.rounds, "1000:ab 12000:ab "); // looked at 1 and 11 seconds
-    EXPECT_EQ(world.said, "/net: its events can't be had (No space left on device); it is looked at from time to time\n");
+    EXPECT_EQ(
+        world.said, "/net: its events can't be had (No space left on device); it is looked at from time to time\n");
 }
 
 TEST(WatchLoop, LostEventsMakeARoundEvenIfNothingShows)
@@ -111,7 +112,7 @@ TEST(WatchLoop, ItsOwnWritesMakeOneRoundMore)
             return WatchRound {};
         world.change("a");
         world.change("b");
-        return WatchRound { Outcome::Written, {} };
+        return WatchRound { Outcome::Written, 0, {} };
     };
     world.runUntil(100'000);
     EXPECT_EQ(world.rounds, "1000:ab 2000:ab ");
@@ -136,7 +137,7 @@ TEST(WatchLoop, AFailureIsSaidOnceAndItsOwnEventsDontRepeatIt)
     world.outcomeOf = [&] {
         ++world.files["a"].statusChanged; // put aside, and back
         world.isTold = true;
-        return WatchRound { Outcome::Failed, { "a: no space" } };
+        return WatchRound { Outcome::Failed, 3, { "a: no space" } };
     };
     world.plan[Time(40'000)] = [&] { world.outcomeOf = [] { return WatchRound {}; }; };
     world.runUntil(80'000);
@@ -171,8 +172,7 @@ TEST(WatchLoop, AnEndlessUnrestIsSaidOnce)
         world.plan[Time(second * 900)] = [&] { world.change("a"); };
     world.runUntil(1'000'000);
     EXPECT_EQ(world.rounds, "");
-    EXPECT_EQ(world.said,
-        "The files have not come to rest for a long time; they are synchronised when they do.\n");
+    EXPECT_EQ(world.said, "The files have not come to rest for a long time; they are synchronised when they do.\n");
 }
 
 } // namespace

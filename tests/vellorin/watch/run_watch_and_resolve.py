@@ -91,8 +91,8 @@ class Scene:
 
     def watch(self, *words, settle="0.2", rescan="60"):
         log = open(self.path("log"), "wb")
-        process = subprocess.Popen([str(BIN / "vellorin"), "watch", "--settle", settle, "--rescan", rescan, *map(str, words)],
-                                   env=self.environment, stdout=subprocess.DEVNULL, stderr=log, cwd=self.folder)
+        command = [str(BIN / "vellorin"), "watch", "--settle", settle, "--rescan", rescan, *map(str, words)]
+        process = subprocess.Popen(command, env=self.environment, stdout=subprocess.DEVNULL, stderr=log, cwd=self.folder)
         log.close()
         self.started.append(process)
         return process
@@ -143,6 +143,8 @@ def a_copy_with_nothing_new_just_goes(scene):
     assert done.returncode == 0 and "nothing that vault.vlr lacks" in done.stdout, done
     assert scene.path("vault.vlr").read_bytes() == before
     assert (scene.names(), scene.trashed(), scene.runs_in_journal()) == (["vault.vlr"], [SYNCTHING], 0)
+    quiet = scene.run("resolve", "-q", ".")
+    assert (quiet.returncode, quiet.stdout, quiet.stderr) == (0, "", ""), quiet
 
 
 def several_copies_and_a_backup(scene):
@@ -412,8 +414,8 @@ def the_unit_is_sound(scene):
                           env=environment, capture_output=True, text=True, timeout=60)
     complaints = [line for line in done.stderr.splitlines() if "vellorin" in line]
     assert done.returncode == 0 and not complaints, (done.returncode, done.stderr)
-    done = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager", "--threshold=20", str(instance)],
-                          env=environment, capture_output=True, text=True, timeout=60)
+    command = ["systemd-analyze", "security", "--offline=yes", "--no-pager", "--threshold=20", str(instance)]
+    done = subprocess.run(command, env=environment, capture_output=True, text=True, timeout=60)
     assert done.returncode == 0, done.stdout + done.stderr  # an exposure of 2.0 of 10 at most
 
 
