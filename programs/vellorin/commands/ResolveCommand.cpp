@@ -116,6 +116,8 @@ int ResolveCommand::run(Console& console)
             console.data(printable(vault.vault) + ": has no copies\n");
         document["vaults"].push_back(std::move(entry));
     }
+    if (found.vaults.empty() && found.problems.empty() && !json_ && !console.manner().quiet)
+        console.data("no copies were found\n");
     for (const Problem& problem : found.problems) {
         console.complain(printable(problem.message));
         document["problems"].push_back({ { "status", problem.status }, { "message", jsonText(problem.message) } });

@@ -143,6 +143,7 @@ def a_copy_with_nothing_new_just_goes(scene):
     assert done.returncode == 0 and "nothing that vault.vlr lacks" in done.stdout, done
     assert scene.path("vault.vlr").read_bytes() == before
     assert (scene.names(), scene.trashed(), scene.runs_in_journal()) == (["vault.vlr"], [SYNCTHING], 0)
+    assert scene.run("resolve", ".").stdout == "no copies were found\n"
     quiet = scene.run("resolve", "-q", ".")
     assert (quiet.returncode, quiet.stdout, quiet.stderr) == (0, "", ""), quiet
 
