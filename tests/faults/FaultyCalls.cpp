@@ -159,3 +159,23 @@ int FaultyCalls::markInUse(int descriptor)
 {
     return fails() ? -1 : inner.markInUse(descriptor);
 }
+
+int FaultyCalls::clone(int from, int to)
+{
+    return fails() ? -1 : inner.clone(from, to);
+}
+
+int FaultyCalls::setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified)
+{
+    return fails() ? -1 : inner.setTimes(descriptor, accessed, modified);
+}
+
+int FaultyCalls::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
+{
+    return fails() ? -1 : inner.renameToFreeNameAt(folder, from, to);
+}
+
+int FaultyCalls::linkAt(int folder, const std::string& from, const std::string& to)
+{
+    return fails() ? -1 : inner.linkAt(folder, from, to);
+}

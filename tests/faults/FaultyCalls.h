@@ -2,6 +2,7 @@
 
 #include "FileSystemCalls.h"
 
+#include <cerrno>
 #include <functional>
 
 /// System calls in front of others, which count them and let one of them, or all from one on, fail in a chosen way.
@@ -54,6 +55,10 @@ public:
     int removeFolderAt(int folder, const std::string& name) override;
     int namesIn(int folder, std::vector<std::string>& names) override;
     int markInUse(int descriptor) override;
+    int clone(int from, int to) override;
+    int setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified) override;
+    int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override;
+    int linkAt(int folder, const std::string& from, const std::string& to) override;
 
 private:
     bool isDue();
@@ -70,6 +75,13 @@ private:
 class UnsyncedCalls final : public FileSystemCalls {
 public:
     int sync(int) override { return 0; }
+    int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override
+    {
+        errno = EINVAL;
+        return knowsRenamingToFreeNames ? FileSystemCalls::renameToFreeNameAt(folder, from, to) : -1;
+    }
+
+    bool knowsRenamingToFreeNames = true;
 };
 
 /// An implementation in place of the system's for a scope.

@@ -352,3 +352,31 @@ int FileSystemInMemory::markInUse(int descriptor)
     wanted.hasMark = true;
     return 0;
 }
+
+int FileSystemInMemory::clone(int, int)
+{
+    return failWith(EOPNOTSUPP);
+}
+
+int FileSystemInMemory::setTimes(int descriptor, const struct timespec&, const struct timespec& modified)
+{
+    open.at(descriptor).node->changed = modified.tv_sec;
+    return 0;
+}
+
+int FileSystemInMemory::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
+{
+    if (!knowsRenamingToFreeNames)
+        return failWith(EINVAL);
+    return place(folder, to).node ? failWith(EEXIST) : renameAt(folder, from, to);
+}
+
+int FileSystemInMemory::linkAt(int folder, const std::string& from, const std::string& to)
+{
+    const Place source = place(folder, from);
+    const Place target = place(folder, to);
+    if (!source.node || !target.folder || target.node)
+        return failWith(target.node ? EEXIST : ENOENT);
+    change(target.folder, { { target.name, source.node } });
+    return 0;
+}

@@ -34,6 +34,9 @@ public:
     bool syncsFiles = true;
     bool syncsFolders = true;
 
+    /// A file system may not know it; a copy then gets its name as a second one.
+    bool knowsRenamingToFreeNames = true;
+
     int openAt(int folder, const std::string& name, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
@@ -56,6 +59,10 @@ public:
     int removeFolderAt(int folder, const std::string& name) override;
     int namesIn(int folder, std::vector<std::string>& names) override;
     int markInUse(int descriptor) override;
+    int clone(int from, int to) override; // not known
+    int setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified) override;
+    int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override;
+    int linkAt(int folder, const std::string& from, const std::string& to) override;
 
 private:
     struct Node;
