@@ -42,8 +42,8 @@ private:
     int descriptor = -1;
 };
 
-/// The temporary file is named for the source: who replaces or copies that again removes what was left. A backup's number
-/// may never come up again.
+/// The temporary file is named for the source: who replaces or copies that again removes what was left. A backup's
+/// number may never come up again.
 FileCopy::FileCopy(FileSystemCalls& calls, const std::string& from, const std::string& to)
     : calls(calls)
     , name(nameOf(to))
