@@ -46,9 +46,12 @@ uint32_t LastUsedDateFromFile(uint32_t date)
     return tooFarAhead ? 0 : converted;
 }
 
-VLR_String ReadText(VLR_Stream& stream, uint32_t version)
+void ReadText(VLR_Stream& stream, uint32_t version, VLR_String& text)
 {
-    return version >= 4 ? stream.ReadUTF8String() : stream.ReadStr255();
+    if (version >= 4)
+        stream.ReadUTF8String(text); // in its place: most of an open vault's storage is made here
+    else
+        text = stream.ReadStr255();
 }
 
 void SwapUnits(VLR_MemoryBlock& utf16BigEndian)
@@ -69,19 +72,14 @@ void SwapUnits(VLR_MemoryBlock& utf16BigEndian)
 
 void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish)
 {
-    const bool keepEncrypted = document_->KeepEncrypted();
-    VLR_MemoryBlock enciphered;
-    if (!keepEncrypted) {
-        VLR_MemoryStream work(enciphered);
-        WriteEncryptedPart(work);
-        fish.EncryptMemoryBlock(enciphered);
-    }
-
     out.Resize(0);
     VLR_MemoryStream stream(out);
     WriteClearPart(stream);
-    if (!keepEncrypted) {
-        stream.WriteData(enciphered);
+    if (!document_->KeepEncrypted()) {
+        stream.WriteUInt32(static_cast<uint32_t>(EncryptedPartLength()));
+        const uint32_t start = out.Length();
+        WriteEncryptedPart(stream);
+        fish.EncryptMemoryBlock(out, start);
         checksum = out.ComputeChecksum();
         return;
     }
@@ -167,7 +165,6 @@ void VLR_PasswordData::ReadIdentityBeforeVersion4(VLR_Stream& stream)
 void VLR_PasswordData::WriteEncryptedPart(VLR_Stream& stream) const
 {
     const VLR_PasswordDataDetails& record = Details();
-    stream.ExpectBytes(EncryptedPartLength());
     stream.WriteUTF8String(record.title_);
     stream.WriteUTF8String(record.URL_);
     stream.WriteUTF8String(record.username_);
@@ -187,16 +184,13 @@ void VLR_PasswordData::WriteEncryptedPart(VLR_Stream& stream) const
 void VLR_PasswordData::WriteGrowthArea(VLR_Stream& stream) const
 {
     const VLR_PasswordDataDetails& record = Details();
-    VLR_MemoryBlock growth;
-    VLR_MemoryStream items(growth);
-    items.ExpectBytes(GrowthAreaLength());
+    stream.WriteUInt32(static_cast<uint32_t>(GrowthAreaLength())); // fits, as the whole block does
     if (!record.browser_.IsEmpty()) {
-        items.WriteUInt32(static_cast<uint32_t>(ChunkLength(record.browser_)));
-        items.WriteUTF8String(record.browser_);
+        stream.WriteUInt32(static_cast<uint32_t>(ChunkLength(record.browser_)));
+        stream.WriteUTF8String(record.browser_);
     }
     for (uint32_t i = 1; i < record.futureGrowth_.Count(); ++i)
-        items.WriteData(*record.futureGrowth_.ObjectAtIndex(i));
-    stream.WriteData(growth);
+        stream.WriteData(*record.futureGrowth_.ObjectAtIndex(i));
 }
 
 uint64_t VLR_PasswordData::GrowthAreaLength() const
@@ -233,15 +227,18 @@ void VLR_PasswordData::ReadTexts(VLR_Stream& stream, uint32_t version)
 {
     VLR_PasswordDataDetails& record = ChangeableDetails();
     ++titleChanges;
-    record.title_ = ReadText(stream, version);
-    record.URL_ = ReadText(stream, version);
-    record.username_ = ReadText(stream, version);
-    record.password_ = ReadText(stream, version);
+    ReadText(stream, version, record.title_);
+    ReadText(stream, version, record.URL_);
+    ReadText(stream, version, record.username_);
+    ReadText(stream, version, record.password_);
     if (version >= 4) {
-        record.usernameLabel_ = stream.ReadUTF8String();
-        record.passwordLabel_ = stream.ReadUTF8String();
+        ReadText(stream, version, record.usernameLabel_);
+        ReadText(stream, version, record.passwordLabel_);
     }
-    record.notes_ = version == 3 ? stream.ReadCString() : ReadText(stream, version);
+    if (version == 3)
+        record.notes_ = stream.ReadCString();
+    else
+        ReadText(stream, version, record.notes_);
 }
 
 void VLR_PasswordData::ReadDatesAndColor(VLR_Stream& stream, uint32_t version)
@@ -277,7 +274,7 @@ void VLR_PasswordData::ReadFutureGrowthEncrypted()
     if (!stream.PeekUInt32(count))
         return;
     if (kCount + count == item.Length()) {
-        record.browser_ = stream.ReadUTF8String();
+        stream.ReadUTF8String(record.browser_);
         return;
     }
     // An older writer's form: UTF-16 text without a count, big-endian.
