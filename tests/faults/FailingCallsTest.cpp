@@ -1,3 +1,4 @@
+#include "Backups.h"
 #include "FaultyCalls.h"
 #include "FileSystemInMemory.h"
 #include "ScratchFolder.h"
@@ -10,7 +11,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <map>
 #include <random>
 
 #include <fcntl.h>
@@ -50,18 +50,14 @@ constexpr Row kRows[] = {
 
 VaultPair pairOf(const Row& row, uint64_t seed)
 {
-    VaultPair vaults = VaultHistory(seed).pair();
-    if (row.isBackedUp) { // in front of a record, where a read skips them
-        vaults.first.insert(vaults.first.find("Pdat"), "lost");
-        vaults.second.insert(vaults.second.find("Pdat"), "lost");
-    }
-    return vaults;
+    const VaultPair vaults = VaultHistory(seed).pair();
+    return row.isBackedUp ? withUncarriedBytes(vaults) : vaults;
 }
 
 /// The vaults of a run and what an undisturbed one makes of them.
 struct Expected {
     Expected(const VaultPair& vaults, const Row& row)
-        : vaults { vaults.first, vaults.second }
+        : vaults(vaults)
         , isBackedUp(row.isBackedUp)
         , before { stateOf(vaults.first), stateOf(vaults.second) }
         , after(afterMerge(vaults))
@@ -74,59 +70,29 @@ struct Expected {
         return { stateOf(result.first), stateOf(result.second) };
     }
 
-    std::array<std::string, 2> vaults;
+    VaultPair vaults;
     bool isBackedUp;
     std::array<VaultState, 2> before;
     std::array<VaultState, 2> after;
 };
-
-/// The files of the vaults' folder by name.
-using Files = std::map<std::string, std::string>;
-
-constexpr std::array<const char*, 2> kNames { "a.vlr", "b.vlr" };
-
-/// The vault's number if `name` is that of a numbered backup, or -1.
-int vaultOfBackup(const std::string& name)
-{
-    const bool hasForm = name.find(" backup ") == 1 && name.ends_with(".vlr");
-    return hasForm && name[0] == 'a' ? 0 : hasForm && name[0] == 'b' ? 1 : -1;
-}
-
-/// Each backup holds all old bytes. If `mustBeThere`, a vault that was replaced has one if it needed it.
-void expectBackups(const Files& files, const Expected& expected, bool mustBeThere)
-{
-    std::array<bool, 2> has {};
-    for (const auto& [name, bytes] : files) {
-        const int number = vaultOfBackup(name);
-        if (number < 0)
-            continue;
-        const auto vault = static_cast<std::size_t>(number);
-        has[vault] = true;
-        EXPECT_TRUE(expected.isBackedUp && bytes == expected.vaults[vault]) << name << " holds something else";
-    }
-    for (std::size_t i = 0; i < 2; ++i) {
-        const bool needed = expected.isBackedUp && files.count(kNames[i]) > 0 && files.at(kNames[i]) != expected.vaults[i];
-        EXPECT_TRUE(has[i] || !needed || !mustBeThere) << kNames[i] << " was replaced without a backup";
-    }
-}
 
 /// Behind an undisturbed run: both are new, and nothing else is there but backups.
 void expectMerged(const Files& files, const Expected& expected)
 {
     std::string names;
     for (const auto& [name, bytes] : files)
-        names += vaultOfBackup(name) < 0 ? name + " " : "";
+        names += isBackup(name) ? "" : name + " ";
     ASSERT_EQ(names, "a.vlr b.vlr ");
     EXPECT_TRUE(stateOf(files.at("a.vlr")) == expected.after[0]);
     EXPECT_TRUE(stateOf(files.at("b.vlr")) == expected.after[1]);
-    expectBackups(files, expected, /*mustBeThere=*/true);
+    expectBackups(files, expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
 }
 
 class FailingCalls : public ::testing::Test {
 protected:
     static FileSystemInMemory folderWith(const Expected& expected, const Row& row)
     {
-        FileSystemInMemory files({ { kFirst, expected.vaults[0] }, { kSecond, expected.vaults[1] } });
+        FileSystemInMemory files({ { kFirst, expected.vaults.first }, { kSecond, expected.vaults.second } });
         files.knowsRenamingToFreeNames = row.knowsRenamingToFreeNames;
         return files;
     }
@@ -153,7 +119,7 @@ protected:
         calls.set({});
         EXPECT_EQ(files.openDescriptors(), 0u);
         expectOldOrNew(files.tree(), expected, result, synchronisation.notReplaced);
-        expectBackups(filesIn(files.tree()), expected, /*mustBeThere=*/true);
+        expectBackups(filesIn(files.tree()), expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
         const bool succeeded = result == SynchronizeFiles::kSuccess && synchronisation.notReplaced.empty();
         expectWholeAfterPowerCut(files, expected, succeeded, /*folderLasts=*/fault.error != EACCES);
         if (fault.fromThenOn) // then a lock may stay, as it can't be removed
@@ -190,13 +156,13 @@ protected:
             const FileSystemInMemory::Tree left
                 = files.afterPowerCut([&](std::size_t bound) { return random() % bound; });
             for (const auto& [path, old] :
-                { std::pair(kFirst, expected.vaults[0]), std::pair(kSecond, expected.vaults[1]) }) {
+                { std::pair(kFirst, expected.vaults.first), std::pair(kSecond, expected.vaults.second) }) {
                 ASSERT_EQ(left.count(path), 1u) << path;
                 const bool isOld = left.at(path) == old;
                 EXPECT_TRUE(left.at(path) == present.at(path) || (isOld && !(succeeded && folderLasts)))
                     << path << (isOld ? " is old again" : " is damaged") << " after a power cut";
             }
-            expectBackups(filesIn(left), expected, /*mustBeThere=*/folderLasts);
+            expectBackups(filesIn(left), expected.vaults, expected.isBackedUp, /*mustBeThere=*/folderLasts);
         }
     }
 
@@ -298,15 +264,7 @@ protected:
             LinuxLockSystem().lockWithPath(folder.path(name))->breakLock();
     }
 
-    Files files() const
-    {
-        Files files;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.path(""))) {
-            if (entry.is_regular_file())
-                files[entry.path().filename()] = folder.read(entry.path().filename());
-        }
-        return files;
-    }
+    Files files() const { return filesIn(folder); }
 
     /// A run is killed before each of its calls, and another one comes after it. Answers how often something was left.
     std::size_t sweep(const Expected& expected)
@@ -316,15 +274,15 @@ protected:
         for (std::size_t killedAt = 0; !gotThrough && !HasFailure(); ++killedAt) {
             SCOPED_TRACE("killed before call " + std::to_string(killedAt));
             for (const auto& [name, bytes] : files())
-                std::filesystem::remove(folder.path(name));
-            folder.write("a.vlr", expected.vaults[0]);
-            folder.write("b.vlr", expected.vaults[1]);
+                std::filesystem::remove_all(folder.path(name));
+            folder.write("a.vlr", expected.vaults.first);
+            folder.write("b.vlr", expected.vaults.second);
             gotThrough = runInChild(killedAt);
             for (std::size_t i = 0; i < 2; ++i) {
-                const VaultState state = stateOf(folder.read(kNames[i]));
-                EXPECT_TRUE(state == expected.before[i] || state == expected.after[i]) << kNames[i];
+                const VaultState state = stateOf(folder.read(i == 0 ? "a.vlr" : "b.vlr"));
+                EXPECT_TRUE(state == expected.before[i] || state == expected.after[i]) << i;
             }
-            expectBackups(files(), expected, /*mustBeThere=*/true);
+            expectBackups(files(), expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
             breakLocks();
             left += folder.listing() != "a.vlr b.vlr";
             calls.set({});
