@@ -3,6 +3,7 @@
 #include "VLR_System.h"
 
 #include <bit>
+#include <cstring>
 
 namespace {
 
@@ -20,7 +21,15 @@ uint64_t InLowerCase(uint64_t eightBytes)
     return eightBytes | (fromA & ~behindZ & kEach * 0x80) >> 2;
 }
 
-/// Up to eight bytes as a word, the first one lowest.
+/// Eight bytes as a word, the first one lowest.
+uint64_t WordOf(const unsigned char* bytes)
+{
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return std::endian::native == std::endian::little ? word : __builtin_bswap64(word);
+}
+
+/// Fewer than eight bytes likewise.
 uint64_t WordOf(const unsigned char* bytes, uint32_t n)
 {
     uint64_t word = 0;
@@ -57,8 +66,12 @@ void VLR_SipHash::AddCaseless(const unsigned char* bytes, uint32_t n)
 template <class Fold>
 void VLR_SipHash::AddFolded(const unsigned char* bytes, uint32_t n, Fold fold)
 {
+    if ((length & 7) == 0) { // as a rule: then nothing is pending
+        for (; n >= 8; bytes += 8, n -= 8, length += 8)
+            Mix(fold(WordOf(bytes)));
+    }
     for (; n >= 8; bytes += 8, n -= 8)
-        AddPart(fold(WordOf(bytes, 8)), 8);
+        AddPart(fold(WordOf(bytes)), 8);
     if (n > 0)
         AddPart(fold(WordOf(bytes, n)), n);
 }
@@ -79,7 +92,7 @@ uint64_t VLR_SipHash::Finish()
 {
     Mix(pending | length << 56);
     v2 ^= 0xFF;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 3; ++i)
         Round();
     return v0 ^ v1 ^ v2 ^ v3;
 }
@@ -87,7 +100,6 @@ uint64_t VLR_SipHash::Finish()
 void VLR_SipHash::Mix(uint64_t word)
 {
     v3 ^= word;
-    Round();
     Round();
     v0 ^= word;
 }
