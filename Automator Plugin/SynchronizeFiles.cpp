@@ -113,8 +113,14 @@ void SynchronizeFiles::synchronize(const Pair& pair)
     handOff(pair.second);
 
     // Only now, with both files let go and locked, are their bytes looked at.
-    VLR_MemoryBlock firstBlock = readFile(pair.first.path());
-    VLR_MemoryBlock secondBlock = readFile(pair.second.path());
+    // The records of both documents borrow from both.
+    NSFileManager& files = host.conduit.files;
+    const std::optional<NSData> firstBytes = files.dataWithContentsOfFile(pair.first.path());
+    VLR_MemoryBlock firstBlock;
+    SysToVLR(firstBytes, firstBlock);
+    const std::optional<NSData> secondBytes = files.dataWithContentsOfFile(pair.second.path());
+    VLR_MemoryBlock secondBlock;
+    SysToVLR(secondBytes, secondBlock);
     VLR_MemoryStream firstStream(firstBlock);
     VLR_MemoryStream secondStream(secondBlock);
     VLR_Document firstDocument(VLR_DocumentReadKeepEncrypted);
@@ -135,17 +141,13 @@ void SynchronizeFiles::handOff(const NSURL& url)
     ConduitSynchronizeSender::conduitSynchronizeSenderWithFilePath(url.urlString(), *this, host.conduit);
 }
 
-VLR_MemoryBlock SynchronizeFiles::readFile(const std::string& path) const
-{
-    return SysToVLR(host.conduit.files.dataWithContentsOfFile(path));
-}
-
 /// No rollback: a failure here leaves the other file as it is, old or new.
 void SynchronizeFiles::writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const
 {
     block.Resize(0); // the document's stream must be empty
     document.WriteVersion4Contents();
     host.conduit.files.writeToFile(NSData::dataWithBytesNoCopy(block.Bytes(), block.Length()), path);
+    block.Resize(0); // room for the other file's
     ExtraStringUtilities::setType(path, kTypeCode, kCreatorCode);
 }
 

@@ -61,7 +61,6 @@ private:
     Pair checkedInput(const AMInput& input) const;
     void synchronize(const Pair& pair);
     void handOff(const NSURL& url);
-    VLR_MemoryBlock readFile(const std::string& path) const;
     void writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const;
     static AMErrorDictionary errorDictionaryForException(const NSException& exception);
 

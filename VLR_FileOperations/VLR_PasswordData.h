@@ -180,8 +180,14 @@ public:
     /// Raises: kNoOriginalData for an encrypted record without cipher text.
     void WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish);
 
+    /// The bytes that WriteDataWithFish would write, FileBlockLength() of them, if they still lie where the record was
+    /// read from: a block that borrows its content, in a document that keeps its records encrypted. Else null. They are
+    /// proven the same at each call, so that no change of a field needs to be told.
+    const unsigned char* FileBlockAsRead() const;
+
     /// Reads a file block of format version 0 to 4 (a higher version reads as 4); `block` stays as it was. Fields are
-    /// assigned as they are read, so after a failure the record keeps those before it.
+    /// assigned as they are read, so after a failure the record keeps those before it. From a block that borrows, the
+    /// record borrows too: from the same owner, for as long as it lives (VLR_MemoryBlock::Borrow).
     /// Raises: the failures of VLR_Stream and VLR_BlowFish.
     void ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFish& fish);
 
@@ -213,6 +219,8 @@ private:
     void ReplaceEditedText(VLR_String& field, const VLR_String& text);
     const char* FirstDifferingField(const VLR_PasswordData& other) const;
 
+    template <class Sink>
+    void WalkClearPart(Sink& sink) const;
     void WriteClearPart(VLR_Stream& stream) const;
     void WriteEncryptedPart(VLR_Stream& stream) const;
     void WriteGrowthArea(VLR_Stream& stream) const;
@@ -240,6 +248,7 @@ private:
     uint32_t lastUsedDate_;
     void* referenceConstant_ = nullptr; // a host's handle
     VLR_Document* document_;
+    const unsigned char* blockAsRead = nullptr; // where the record's file block begins, if the record borrows from it
     std::unique_ptr<VLR_PasswordDataDetails> details;
 
     static uint64_t titleChanges;

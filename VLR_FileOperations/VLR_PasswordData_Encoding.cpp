@@ -6,6 +6,7 @@
 #include "VLR_System.h"
 
 #include <bit>
+#include <utility>
 
 namespace {
 
@@ -67,6 +68,64 @@ void SwapUnits(VLR_MemoryBlock& utf16BigEndian)
 //   SInt8   collapsed             SInt32  clear value
 //   UInt8   changed since sync    chunk   encrypted part
 
+/// All but the encrypted part. What is written and what is compared with the bytes of a file follow this one list.
+template <class Sink>
+void VLR_PasswordData::WalkClearPart(Sink& sink) const
+{
+    sink.WriteUInt32(kRecordFormatVersion);
+    sink.WriteData(uuid_);
+    sink.WriteSInt8(collapsed_);
+    sink.WriteUInt8(changedSinceSync_);
+    sink.WriteData(category_);
+    sink.WriteData(clearBlock_);
+    sink.WriteSInt32(clearValue_);
+}
+
+namespace {
+
+/// Stands where a stream would be written to, and compares what is given to it with bytes of a file that are in memory.
+/// Chunks are the same if they still borrow their content from their very place: nothing is read but counts and numbers,
+/// and nothing behind the first difference.
+class ComparingSink {
+public:
+    explicit ComparingSink(const unsigned char* bytes) : next(bytes) { }
+
+    bool AllSame() const { return allSame; }
+
+    void WriteUInt8(uint8_t value) { Take(allSame && next[0] == value, 1); }
+    void WriteSInt8(int8_t value) { WriteUInt8(static_cast<uint8_t>(value)); }
+    void WriteUInt32(uint32_t value) { Take(allSame && VLR_Stream::UInt32At(next) == value, 4); }
+    void WriteSInt32(int32_t value) { WriteUInt32(static_cast<uint32_t>(value)); }
+    void WriteData(const VLR_MemoryBlock& block)
+    {
+        WriteUInt32(block.Length());
+        Take(allSame && (block.IsEmpty() || block.Bytes() == next), block.Length());
+    }
+
+private:
+    void Take(bool same, uint32_t n)
+    {
+        allSame = same;
+        if (same)
+            next += n;
+    }
+
+    const unsigned char* next;
+    bool allSame = true;
+};
+
+} // namespace
+
+const unsigned char* VLR_PasswordData::FileBlockAsRead() const
+{
+    if (blockAsRead == nullptr || !document_->KeepEncrypted() || encryptedBody.IsEmpty())
+        return nullptr;
+    ComparingSink sink(blockAsRead);
+    WalkClearPart(sink);
+    sink.WriteData(encryptedBody);
+    return sink.AllSame() ? blockAsRead : nullptr;
+}
+
 void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish)
 {
     const bool keepEncrypted = document_->KeepEncrypted();
@@ -93,13 +152,7 @@ void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFis
 void VLR_PasswordData::WriteClearPart(VLR_Stream& stream) const
 {
     stream.ExpectBytes(FileBlockLength());
-    stream.WriteUInt32(kRecordFormatVersion);
-    stream.WriteUTF8String(uuid_);
-    stream.WriteSInt8(collapsed_);
-    stream.WriteUInt8(changedSinceSync_);
-    stream.WriteUTF8String(category_);
-    stream.WriteData(clearBlock_);
-    stream.WriteSInt32(clearValue_);
+    WalkClearPart(stream);
 }
 
 uint64_t VLR_PasswordData::FileBlockLength() const
@@ -110,6 +163,7 @@ uint64_t VLR_PasswordData::FileBlockLength() const
 
 void VLR_PasswordData::ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFish& fish)
 {
+    blockAsRead = nullptr;
     checksum = block.ComputeChecksum();
     originalChecksum = checksum;
 
@@ -118,6 +172,7 @@ void VLR_PasswordData::ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFi
     ReadClearPart(stream, version);
     if (document_->KeepEncrypted()) {
         stream.ReadData(encryptedBody);
+        blockAsRead = block.IsBorrowed() ? std::as_const(block).Bytes() : nullptr;
         return;
     }
     VLR_MemoryBlock plain;
