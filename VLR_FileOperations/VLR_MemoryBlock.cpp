@@ -54,6 +54,8 @@ VLR_MemoryBlock::VLR_MemoryBlock(const VLR_MemoryBlock& other)
 
 VLR_MemoryBlock::~VLR_MemoryBlock()
 {
+    if (bytes == nullptr || IsBorrowed())
+        return;
     // A damaged guard can't be raised from here; the content is wiped all the same, and the storage stays behind.
     try {
         VLR_MemoryBlock::FreeStorage();
@@ -86,15 +88,6 @@ void VLR_MemoryBlock::CopyFrom(const VLR_MemoryBlock& other)
     length = other.length;
     capacity = newCapacity;
     VLR_System::MemCopy(bytes, other.bytes, length); // the tail behind it is zero on both sides
-}
-
-void VLR_MemoryBlock::Borrow(const unsigned char* source, uint32_t n)
-{
-    FreeStorage();
-    if (n == 0)
-        return;
-    bytes = const_cast<unsigned char*>(source); // never written to: see CopyBorrowed
-    length = n;
 }
 
 /// Comes before each change of a borrowed content.
@@ -173,11 +166,9 @@ void VLR_MemoryBlock::AppendPiece(const VLR_MemoryBlock& piece)
     Append(piece);
 }
 
-void VLR_MemoryBlock::FreeStorage()
+void VLR_MemoryBlock::GiveUpContent()
 {
-    // At the end of a block nobody is left whom the hook could tell, as its header says.
-    MemoryBlockChanged(); // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
-    if (bytes != nullptr && !IsBorrowed()) {
+    if (!IsBorrowed()) {
         VLR_System::MemWipe(bytes, length);
         VLR_System::Free(bytes);
     }
@@ -209,7 +200,10 @@ void VLR_MemoryBlock::AppendByte(unsigned char value)
 void VLR_MemoryBlock::Append(const void* source, uint32_t n)
 {
     const uint32_t oldLength = length;
-    Resize(AddLengths(oldLength, n));
+    if (n > capacity - oldLength || IsBorrowed() || n == 0)
+        Resize(AddLengths(oldLength, n));
+    else
+        length += n; // as a rule there is room; the guards are looked at when the storage changes or goes
     if (n > 0)
         VLR_System::MemCopy(bytes + oldLength, source, n);
 }

@@ -48,7 +48,12 @@ public:
     /// Takes `n` bytes for the content without copying them; what the block held goes first. Their owner keeps them, as
     /// they are, for as long as this block shows them, and so do the blocks that a stream over this block fills
     /// (VLR_MemoryStream). Nothing of them is wiped here: that is their owner's duty.
-    void Borrow(const unsigned char* source, uint32_t n);
+    void Borrow(const unsigned char* source, uint32_t n)
+    {
+        FreeStorage();
+        bytes = n > 0 ? const_cast<unsigned char*>(source) : nullptr; // never written to: see CopyBorrowed
+        length = n;
+    }
 
     /// Orders by length first, then by the first differing byte, taken as unsigned: the difference of either.
     int32_t Compare(const VLR_Object* other) const override;
@@ -86,7 +91,13 @@ public:
     void AppendPiece(const VLR_MemoryBlock& piece);
 
     /// Wipes and frees the storage, after MemoryBlockChanged.
-    void FreeStorage();
+    void FreeStorage()
+    {
+        // At the end of a block nobody is left whom the hook could tell, as it says.
+        MemoryBlockChanged(); // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+        if (bytes != nullptr)
+            GiveUpContent();
+    }
 
     /// Raises: kOutOfRange for an index at or past the length, as does SetByteAtIndex.
     unsigned char ByteAtIndex(uint32_t index) const;
@@ -108,6 +119,7 @@ public:
 
 private:
     void CopyBorrowed();
+    void GiveUpContent();
 
     uint32_t length = 0; // bytes in use; first, because it fills the gap behind the reference count
     unsigned char* bytes = nullptr; // payload of the allocation, or what is borrowed; null only if all the others are 0

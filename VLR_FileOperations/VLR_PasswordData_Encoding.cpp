@@ -141,6 +141,7 @@ void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFis
     WriteClearPart(stream);
     if (!keepEncrypted) {
         stream.WriteData(enciphered);
+        SettleChecksums();
         checksum = out.ComputeChecksum();
         return;
     }
@@ -161,9 +162,75 @@ uint64_t VLR_PasswordData::FileBlockLength() const
     return 4 + ChunkLength(uuid_) + 1 + 1 + ChunkLength(category_) + ChunkLength(clearBlock_) + 4 + kCount + bodyLength;
 }
 
+namespace {
+
+/// Stands where a stream would be read from, and lends what lies in memory without any fuss. False where the bytes don't
+/// suffice.
+class LendingWalk {
+public:
+    explicit LendingWalk(const VLR_MemoryBlock& bytes) : next(bytes.Bytes()), left(bytes.Length()) { }
+
+    bool UInt8(uint8_t& value) { return Has(1) && (value = *Take(1), true); }
+    bool UInt32(uint32_t& value) { return Has(4) && (value = VLR_Stream::UInt32At(Take(4)), true); }
+    bool Chunk(VLR_MemoryBlock& block)
+    {
+        uint32_t n = 0;
+        return UInt32(n) && Has(n) && (block.Borrow(Take(n), n), true);
+    }
+
+private:
+    bool Has(uint32_t n) const { return n <= left; }
+
+    const unsigned char* Take(uint32_t n)
+    {
+        left -= n;
+        return std::exchange(next, next + n);
+    }
+
+    const unsigned char* next;
+    uint32_t left;
+};
+
+} // namespace
+
+/// Reads a sound block of format version 4 whose content is borrowed, which is nearly every one, in a fraction of the
+/// time. False for any other, with some fields assigned: the careful reader assigns them again.
+bool VLR_PasswordData::BorrowFileBlock(const VLR_MemoryBlock& block)
+{
+    LendingWalk walk(block);
+    uint32_t version = 0;
+    uint8_t collapsed = 0;
+    uint32_t clearValue = 0;
+    const bool isWhole = walk.UInt32(version) && version == kRecordFormatVersion && walk.Chunk(uuid_)
+        && walk.UInt8(collapsed) && walk.UInt8(changedSinceSync_) && walk.Chunk(category_) && walk.Chunk(clearBlock_)
+        && walk.UInt32(clearValue) && walk.Chunk(encryptedBody);
+    if (!isWhole)
+        return false;
+    collapsed_ = static_cast<int8_t>(collapsed);
+    clearValue_ = static_cast<int32_t>(clearValue);
+    blockAsRead = block.Bytes();
+    lengthToSum = block.Length();
+    return true;
+}
+
+/// A checksum is asked for at an edit, if ever, and would be all that looks at a record's body.
+void VLR_PasswordData::SettleChecksums() const
+{
+    if (lengthToSum == 0)
+        return;
+    VLR_MemoryBlock block;
+    block.Borrow(blockAsRead, lengthToSum);
+    checksum = block.ComputeChecksum();
+    originalChecksum = checksum;
+    lengthToSum = 0;
+}
+
 void VLR_PasswordData::ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFish& fish)
 {
     blockAsRead = nullptr;
+    lengthToSum = 0;
+    if (block.IsBorrowed() && document_->KeepEncrypted() && BorrowFileBlock(block))
+        return;
     checksum = block.ComputeChecksum();
     originalChecksum = checksum;
 
@@ -172,7 +239,6 @@ void VLR_PasswordData::ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFi
     ReadClearPart(stream, version);
     if (document_->KeepEncrypted()) {
         stream.ReadData(encryptedBody);
-        blockAsRead = block.IsBorrowed() ? std::as_const(block).Bytes() : nullptr;
         return;
     }
     VLR_MemoryBlock plain;

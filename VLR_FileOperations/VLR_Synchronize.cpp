@@ -113,8 +113,15 @@ public:
         , index(VLR_StringComparisonExact, list.Count())
     {
         hashes.reserve(list.Count());
-        for (uint32_t i = 0; i < list.Count(); ++i)
-            Note(list.ObjectAtIndex(i));
+        for (uint32_t i = 0; i < list.Count(); ++i) {
+            PrefetchUUIDBehind(i);
+            hashes.push_back(index.HashOf(UUIDAt(i)));
+        }
+        for (uint32_t i = 0; i < list.Count(); ++i) {
+            if (i + kPrefetchAhead < list.Count())
+                index.Prefetch(hashes[i + kPrefetchAhead], 0);
+            index.Add(UUIDAt(i), hashes[i], list.ObjectAtIndex(i));
+        }
     }
 
     Records& List() { return list; }
@@ -123,7 +130,8 @@ public:
     void Append(VLR_PasswordData* record)
     {
         list.AppendObject(record);
-        Note(record);
+        hashes.push_back(index.HashOf(record->UUID()));
+        index.Add(record->UUID(), hashes.back(), record);
     }
 
     /// Takes records out of the list and leaves them in the index.
@@ -134,19 +142,22 @@ public:
     /// Asks memory for what the walk over `side` will look for here some records later.
     void PrefetchBehind(const IndexedRecords& side, uint32_t i) const
     {
-        if (i + 2 * kPrefetchAhead >= side.hashes.size())
+        side.PrefetchUUIDBehind(i);
+        if (i + VLR_TextIndex::kPrefetchSteps * kPrefetchAhead >= side.hashes.size())
             return;
-        index.PrefetchFirst(side.hashes[i + 2 * kPrefetchAhead]);
-        index.PrefetchSecond(side.hashes[i + kPrefetchAhead]);
+        for (uint32_t step = 0; step < VLR_TextIndex::kPrefetchSteps; ++step)
+            index.Prefetch(side.hashes[i + (VLR_TextIndex::kPrefetchSteps - step) * kPrefetchAhead], step);
     }
 
 private:
-    static constexpr uint32_t kPrefetchAhead = 8;
+    static constexpr uint32_t kPrefetchAhead = 6; // records
 
-    void Note(VLR_PasswordData* record)
+    const VLR_String& UUIDAt(uint32_t i) const { return list.ObjectAtIndex(i)->UUID(); }
+
+    void PrefetchUUIDBehind(uint32_t i) const
     {
-        hashes.push_back(index.HashOf(record->UUID()));
-        index.Add(record->UUID(), hashes.back(), record);
+        if (i + kPrefetchAhead < list.Count())
+            VLR_TextIndex::Prefetch(UUIDAt(i + kPrefetchAhead));
     }
 
     Records& list;

@@ -26,7 +26,7 @@ VLR_TextIndex::VLR_TextIndex(VLR_StringComparisonType type, uint32_t expectedCou
     : type(type)
     , slots(SlotsFor(expectedCount))
 {
-    entries.reserve(expectedCount);
+    entries.reserve(slots.size() / 2);
 }
 
 uint64_t VLR_TextIndex::HashOf(const VLR_String& text) const
@@ -67,16 +67,30 @@ VLR_TextIndex::Slot& VLR_TextIndex::SlotFor(const VLR_String& text, uint64_t has
     }
 }
 
-void VLR_TextIndex::PrefetchFirst(uint64_t hash) const
-{
-    __builtin_prefetch(&slots[hash & (slots.size() - 1)]);
-}
-
-void VLR_TextIndex::PrefetchSecond(uint64_t hash) const
+void VLR_TextIndex::Prefetch(uint64_t hash, uint32_t step) const
 {
     const Slot& slot = slots[hash & (slots.size() - 1)];
-    if (slot.number != 0)
-        __builtin_prefetch(&entries[slot.number - 1]);
+    if (step == 0) {
+        __builtin_prefetch(&slot);
+        return;
+    }
+    if (slot.tag != TagOf(hash) || slot.number == 0)
+        return;
+    const Entry& entry = entries[slot.number - 1];
+    switch (step) {
+    case 1: __builtin_prefetch(&entry); break;
+    case 2:
+        __builtin_prefetch(entry.text);
+        __builtin_prefetch(entry.text + 1); // where a record has its next text
+        break;
+    default: Prefetch(*entry.text); break;
+    }
+}
+
+void VLR_TextIndex::Prefetch(const VLR_String& text)
+{
+    __builtin_prefetch(text.Bytes());
+    __builtin_prefetch(text.Bytes() + text.Length()); // an identity fits into two lines of the cache
 }
 
 void VLR_TextIndex::Grow()
@@ -92,4 +106,5 @@ void VLR_TextIndex::Grow()
         larger[i] = slot;
     }
     slots.swap(larger);
+    entries.reserve(slots.size() / 2);
 }

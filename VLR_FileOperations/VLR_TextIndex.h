@@ -28,10 +28,14 @@ public:
     VLR_Object* Find(const VLR_String& text) const { return Find(text, HashOf(text)); }
     VLR_Object* Find(const VLR_String& text, uint64_t hash) const;
 
-    /// For a walk over many texts: asks memory for what a later Find will look at, so that it need not wait. The first
-    /// step comes some texts ahead, the second later but still before the Find. They change nothing.
-    void PrefetchFirst(uint64_t hash) const;
-    void PrefetchSecond(uint64_t hash) const;
+    /// For a walk over many texts: asks memory for what a later Find with this hash will look at, so that it need not
+    /// wait. Each step needs that the one before has arrived: the walk does step 0 for a text far ahead, step 1 for a
+    /// nearer one, and so on. Changes nothing.
+    void Prefetch(uint64_t hash, uint32_t step) const;
+    static constexpr uint32_t kPrefetchSteps = 4;
+
+    /// The same for the bytes of a text that is not too long.
+    static void Prefetch(const VLR_String& text);
 
 private:
     struct Entry {

@@ -132,6 +132,11 @@ bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
         if ((word & kHighBits) != 0)
             return false;
     }
+    if (i < length && length >= 8) { // some of these for the second time
+        uint64_t word = 0;
+        std::memcpy(&word, bytes + length - sizeof word, sizeof word);
+        return (word & kHighBits) == 0;
+    }
     unsigned char rest = 0;
     for (; i < length; ++i)
         rest |= bytes[i];
