@@ -13,6 +13,7 @@
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kWorthBeginning = 4 * kChunk; // less is on the disk as soon as it is asked for
 constexpr std::size_t kRandomBytes = 8; // two digits each
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr std::size_t kLongestNamePart = 120; // a temporary name has 138 bytes then; enciphered names end at 143
@@ -85,6 +86,7 @@ void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::si
 {
     const auto* next = static_cast<const uint8_t*>(bytes);
     std::size_t left = count;
+    std::size_t begun = 0; // of what is written
     while (left > 0) {
         throwIfInterrupted();
         const ssize_t written = calls.write(descriptor, next, std::min(left, kChunk));
@@ -96,6 +98,11 @@ void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::si
             failStep("write");
         next += written;
         left -= static_cast<std::size_t>(written);
+        const std::size_t done = count - left;
+        if (done - begun >= kWorthBeginning) {
+            calls.beginSync(descriptor, static_cast<off_t>(begun), done - begun);
+            begun = done;
+        }
     }
 }
 
