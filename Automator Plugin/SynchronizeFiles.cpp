@@ -9,11 +9,14 @@
 #include "NSURL.h"
 #include "VLR_Document.h"
 #include "VLR_Exception.h"
+#include "VLR_GatheringStream.h"
 #include "VLR_Synchronize.h"
 #include "VLR_SystemConversions.h"
 #include "VLR_Utility.h"
 
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -40,6 +43,11 @@ NSException platformException(const VLR_Exception& exception)
     std::snprintf(numbers, sizeof numbers, " (%d:0x%x)", exception.line, static_cast<unsigned int>(exception.code));
     return NSException(std::to_string(exception.code),
         VLRToSys(VLR_Utility::LastPathComponent(exception.file)) + ":" + VLRToSys(exception.function) + numbers);
+}
+
+VLR_ForeignBytes bytesOf(const VLR_MemoryBlock& block)
+{
+    return { block.Bytes(), block.Length() };
 }
 
 template <class T>
@@ -130,8 +138,13 @@ void SynchronizeFiles::synchronize(const Pair& pair)
     firstDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
     secondDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
     const VLR_Synchronize merge(firstDocument, secondDocument, VLR_SyncMerge);
-    writeFile(firstDocument, firstBlock, pair.first.path());
-    writeFile(secondDocument, secondBlock, pair.second.path());
+
+    // Most of what is written stands in what was read.
+    const std::vector<VLR_ForeignBytes> sources { bytesOf(firstBlock), bytesOf(secondBlock) };
+    VLR_GatheringStream newFirst(sources);
+    writeFile(firstDocument, newFirst, pair.first.path());
+    VLR_GatheringStream newSecond(sources);
+    writeFile(secondDocument, newSecond, pair.second.path());
 }
 
 /// The sender goes to the host's autorelease scope, which gives back the lock and sends the stop event.
@@ -142,12 +155,14 @@ void SynchronizeFiles::handOff(const NSURL& url)
 }
 
 /// No rollback: a failure here leaves the other file as it is, old or new.
-void SynchronizeFiles::writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const
+void SynchronizeFiles::writeFile(VLR_Document& document, VLR_GatheringStream& stream, const std::string& path) const
 {
-    block.Resize(0); // the document's stream must be empty
+    const StVLR_DocumentStream whileWriting(document, &stream);
     document.WriteVersion4Contents();
-    host.conduit.files.writeToFile(NSData::dataWithBytesNoCopy(block.Bytes(), block.Length()), path);
-    block.Resize(0); // room for the other file's
+    std::vector<NSData::ByteRange> ranges;
+    for (const VLR_ForeignBytes& piece : stream.Pieces())
+        ranges.push_back({ piece.bytes, piece.length });
+    host.conduit.files.writeToFile(NSData::dataWithRangesNoCopy(std::move(ranges)), path);
     ExtraStringUtilities::setType(path, kTypeCode, kCreatorCode);
 }
 

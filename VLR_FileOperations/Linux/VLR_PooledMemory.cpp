@@ -1,7 +1,6 @@
 #include "VLR_PooledMemory.h"
 
 #include "LargePages.h"
-#include "VLR_Guards.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -61,45 +60,11 @@ void* ObtainSmall(std::size_t size)
     return std::memset(piece, 0, pieceSize);
 }
 
-/// The large piece that came back last. A run writes two files of about the same length, one after the other, and fresh
-/// pages cost more than filling them.
-struct KeptPiece {
-    void* memory = nullptr;
-    std::size_t size = 0;
-};
-
-KeptPiece gKept;
-
-void GiveBackKept()
-{
-    if (gKept.memory != nullptr)
-        LargePages::giveBack(gKept.memory, gKept.size);
-    gKept = {};
-}
-
-/// Its payload is zero: who gives up a piece of this size is a block, which wipes it. So only the framing is cleared.
-void* ReuseKept()
-{
-    auto* const memory = static_cast<unsigned char*>(gKept.memory);
-    std::memset(memory, 0, kGuardPayloadOffset);
-    std::memset(memory + gKept.size - (kGuardFraming - kGuardPayloadOffset), 0, kGuardFraming - kGuardPayloadOffset);
-    gKept = {};
-    return memory;
-}
-
-void* ObtainLarge(std::size_t size)
-{
-    if (gKept.memory != nullptr && LargePages::lengthFor(gKept.size) == LargePages::lengthFor(size))
-        return ReuseKept();
-    GiveBackKept();
-    return LargePages::obtain(size);
-}
-
 void* Obtain(std::size_t size)
 {
     if (size <= kLargestSmall)
         return ObtainSmall(size);
-    return size < LargePages::kWorthwhile ? std::calloc(1, size) : ObtainLarge(size);
+    return size < LargePages::kWorthwhile ? std::calloc(1, size) : LargePages::obtain(size);
 }
 
 void GiveBack(void* memory)
@@ -111,8 +76,7 @@ void GiveBack(void* memory)
     } else if (size < LargePages::kWorthwhile) {
         std::free(memory);
     } else {
-        GiveBackKept();
-        gKept = { memory, size };
+        LargePages::giveBack(memory, size);
     }
 }
 

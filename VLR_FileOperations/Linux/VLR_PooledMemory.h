@@ -3,8 +3,7 @@
 #include "VLR_RawMemory.h"
 
 /// A source of guarded allocations for a program that makes very many and ends soon: small ones of one size come from
-/// large pages and are used again for the same size, large ones have pages of their own, and
-/// the last of them that came back waits for one of about its size.
+/// large pages and are used again for the same size, large ones have pages of their own.
 ///
 /// The pages of small allocations stay with the process. One thread, as in all of the core. Put it in place with
 /// VLR_SetRawMemory before the first allocation.
