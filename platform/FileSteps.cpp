@@ -14,6 +14,7 @@
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kJoined = 1 << 16; // stays near the processor
 constexpr std::size_t kWorthBeginning = 4 * kChunk; // less is on the disk as soon as it is asked for
 constexpr std::size_t kRandomBytes = 8; // two digits each
 constexpr char kDigits[] = "0123456789abcdef";
@@ -123,13 +124,18 @@ private:
     std::size_t begun = 0; // of these, on their way to the disk
 };
 
-/// Joins what comes in short pieces to chunks.
+/// Joins short pieces, so that each needs no call of its own.
 class JoiningWriter {
 public:
-    JoiningWriter(FileWriter& writer, std::size_t total) : writer(writer) { buffer.setLength(std::min(total, kChunk)); }
+    explicit JoiningWriter(FileWriter& writer) : writer(writer) { buffer.setLength(kJoined); }
 
     void write(const uint8_t* bytes, std::size_t count)
     {
+        if (count >= buffer.length()) {
+            flush();
+            writer.write(bytes, count);
+            return;
+        }
         while (count > 0) {
             const std::size_t now = std::min(count, buffer.length() - filled);
             std::copy_n(bytes, now, buffer.mutableBytes() + filled);
@@ -168,7 +174,7 @@ void writeAll(FileSystemCalls& calls, int descriptor, const NSData& data)
         writer.write(ranges.front().bytes, ranges.front().length);
         return;
     }
-    JoiningWriter joining(writer, data.length());
+    JoiningWriter joining(writer);
     for (const NSData::ByteRange& range : ranges)
         joining.write(range.bytes, range.length);
     joining.flush();
