@@ -14,18 +14,18 @@ std::size_t roundedUp(std::size_t size, std::size_t to)
     return (size + to - 1) / to * to;
 }
 
-} // namespace
-
-std::size_t LargePages::lengthFor(std::size_t size)
+std::size_t mappedLength(std::size_t size)
 {
     if (size >= kLargePage)
         return roundedUp(size, kLargePage);
     return roundedUp(size > 0 ? size : 1, kPage);
 }
 
+} // namespace
+
 void* LargePages::obtain(std::size_t size)
 {
-    const std::size_t length = lengthFor(size);
+    const std::size_t length = mappedLength(size);
     if (length > SIZE_MAX - kLargePage || length < size)
         return nullptr;
     // More than is wanted, so that there is a large page's boundary to begin at; the rest goes back at once.
@@ -46,5 +46,5 @@ void* LargePages::obtain(std::size_t size)
 
 void LargePages::giveBack(void* memory, std::size_t size)
 {
-    ::munmap(memory, lengthFor(size));
+    ::munmap(memory, mappedLength(size));
 }

@@ -6,14 +6,11 @@
 /// megabytes then costs a few page faults and not thousands.
 namespace LargePages {
 
-/// Null if there is none.
+/// Null if there is none. From a large page on, the last one is a whole one too: small ones at the end would cost more page
+/// faults than all before them.
 void* obtain(std::size_t size);
 
-/// The bytes that are there for this size. Whole large pages where there is at least one: small ones at the end would
-/// cost more page faults than all before them.
-std::size_t lengthFor(std::size_t size);
-
-/// `size` as it was obtained with, or another one with the same length.
+/// `size` as it was obtained with.
 void giveBack(void* memory, std::size_t size);
 
 /// From here on it pays.
