@@ -127,7 +127,7 @@ private:
 /// Joins short pieces, so that each needs no call of its own.
 class JoiningWriter {
 public:
-    explicit JoiningWriter(FileWriter& writer) : writer(writer) { buffer.setLength(kJoined); }
+    JoiningWriter(FileWriter& writer, std::size_t total) : writer(writer) { buffer.setLength(std::min(total, kJoined)); }
 
     void write(const uint8_t* bytes, std::size_t count)
     {
@@ -174,7 +174,7 @@ void writeAll(FileSystemCalls& calls, int descriptor, const NSData& data)
         writer.write(ranges.front().bytes, ranges.front().length);
         return;
     }
-    JoiningWriter joining(writer);
+    JoiningWriter joining(writer, data.length());
     for (const NSData::ByteRange& range : ranges)
         joining.write(range.bytes, range.length);
     joining.flush();
