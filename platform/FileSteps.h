@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FileSystemCalls.h"
+#include "NSData.h"
 
 #include <cstddef>
 #include <string>
@@ -48,6 +49,7 @@ int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& nam
 
 /// Raises: FileSystemFailure. Throws Interrupted.
 void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::size_t count);
+void writeAll(FileSystemCalls& calls, int descriptor, const NSData& data);
 
 /// A signal does not end it: interruptions are looked for between the steps. False and errno on a failure.
 bool syncToItsEnd(FileSystemCalls& calls, int descriptor);

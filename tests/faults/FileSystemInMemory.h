@@ -42,6 +42,7 @@ public:
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override;
     int sync(int descriptor) override;
+    void beginSync(int, off_t, std::size_t) override { }
     int statAt(int folder, const std::string& name, struct stat& status, int flags) override;
     int statOf(int descriptor, struct stat& status) override;
     int renameAt(int folder, const std::string& from, const std::string& to) override;
