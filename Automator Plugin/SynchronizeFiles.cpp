@@ -9,11 +9,14 @@
 #include "NSURL.h"
 #include "VLR_Document.h"
 #include "VLR_Exception.h"
+#include "VLR_GatheringStream.h"
 #include "VLR_Synchronize.h"
 #include "VLR_SystemConversions.h"
 #include "VLR_Utility.h"
 
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -40,6 +43,11 @@ NSException platformException(const VLR_Exception& exception)
     std::snprintf(numbers, sizeof numbers, " (%d:0x%x)", exception.line, static_cast<unsigned int>(exception.code));
     return NSException(std::to_string(exception.code),
         VLRToSys(VLR_Utility::LastPathComponent(exception.file)) + ":" + VLRToSys(exception.function) + numbers);
+}
+
+VLR_ForeignBytes bytesOf(const VLR_MemoryBlock& block)
+{
+    return { block.Bytes(), block.Length() };
 }
 
 template <class T>
@@ -113,8 +121,14 @@ void SynchronizeFiles::synchronize(const Pair& pair)
     handOff(pair.second);
 
     // Only now, with both files let go and locked, are their bytes looked at.
-    VLR_MemoryBlock firstBlock = readFile(pair.first.path());
-    VLR_MemoryBlock secondBlock = readFile(pair.second.path());
+    // The records of both documents borrow from both.
+    NSFileManager& files = host.conduit.files;
+    const std::optional<NSData> firstBytes = files.dataWithContentsOfFile(pair.first.path());
+    VLR_MemoryBlock firstBlock;
+    SysToVLR(firstBytes, firstBlock);
+    const std::optional<NSData> secondBytes = files.dataWithContentsOfFile(pair.second.path());
+    VLR_MemoryBlock secondBlock;
+    SysToVLR(secondBytes, secondBlock);
     VLR_MemoryStream firstStream(firstBlock);
     VLR_MemoryStream secondStream(secondBlock);
     VLR_Document firstDocument(VLR_DocumentReadKeepEncrypted);
@@ -124,8 +138,13 @@ void SynchronizeFiles::synchronize(const Pair& pair)
     firstDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
     secondDocument.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword);
     const VLR_Synchronize merge(firstDocument, secondDocument, VLR_SyncMerge);
-    writeFile(firstDocument, firstBlock, pair.first.path());
-    writeFile(secondDocument, secondBlock, pair.second.path());
+
+    // Most of what is written stands in what was read.
+    const std::vector<VLR_ForeignBytes> sources { bytesOf(firstBlock), bytesOf(secondBlock) };
+    VLR_GatheringStream newFirst(sources);
+    writeFile(firstDocument, newFirst, pair.first.path());
+    VLR_GatheringStream newSecond(sources);
+    writeFile(secondDocument, newSecond, pair.second.path());
 }
 
 /// The sender goes to the host's autorelease scope, which gives back the lock and sends the stop event.
@@ -135,17 +154,15 @@ void SynchronizeFiles::handOff(const NSURL& url)
     ConduitSynchronizeSender::conduitSynchronizeSenderWithFilePath(url.urlString(), *this, host.conduit);
 }
 
-VLR_MemoryBlock SynchronizeFiles::readFile(const std::string& path) const
-{
-    return SysToVLR(host.conduit.files.dataWithContentsOfFile(path));
-}
-
 /// No rollback: a failure here leaves the other file as it is, old or new.
-void SynchronizeFiles::writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const
+void SynchronizeFiles::writeFile(VLR_Document& document, VLR_GatheringStream& stream, const std::string& path) const
 {
-    block.Resize(0); // the document's stream must be empty
+    const StVLR_DocumentStream whileWriting(document, &stream);
     document.WriteVersion4Contents();
-    host.conduit.files.writeToFile(NSData::dataWithBytesNoCopy(block.Bytes(), block.Length()), path);
+    std::vector<NSData::ByteRange> ranges;
+    for (const VLR_ForeignBytes& piece : stream.Pieces())
+        ranges.push_back({ piece.bytes, piece.length });
+    host.conduit.files.writeToFile(NSData::dataWithRangesNoCopy(std::move(ranges)), path);
     ExtraStringUtilities::setType(path, kTypeCode, kCreatorCode);
 }
 

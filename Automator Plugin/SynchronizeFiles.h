@@ -12,7 +12,7 @@
 class NSAlertPresenter;
 class NSException;
 class VLR_Document;
-class VLR_MemoryBlock;
+class VLR_GatheringStream;
 
 /// What the action needs of its host; everything is borrowed and outlives the action.
 struct SynchronizeFilesHost {
@@ -61,8 +61,7 @@ private:
     Pair checkedInput(const AMInput& input) const;
     void synchronize(const Pair& pair);
     void handOff(const NSURL& url);
-    VLR_MemoryBlock readFile(const std::string& path) const;
-    void writeFile(VLR_Document& document, VLR_MemoryBlock& block, const std::string& path) const;
+    void writeFile(VLR_Document& document, VLR_GatheringStream& stream, const std::string& path) const;
     static AMErrorDictionary errorDictionaryForException(const NSException& exception);
 
     SynchronizeFilesHost host;

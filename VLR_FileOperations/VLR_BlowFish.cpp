@@ -194,13 +194,14 @@ void VLR_BlowFish::Decipher(uint32_t* left, uint32_t* right) const
     WorkBlocks<Direction::Decipher, 1>(P, S, left, right);
 }
 
-void VLR_BlowFish::EncryptMemoryBlock(VLR_MemoryBlock& block) const
+void VLR_BlowFish::EncryptMemoryBlock(VLR_MemoryBlock& block, uint32_t start) const
 {
     if (!ready)
         VLR_RAISE(kNotReadyToEncrypt);
-    const uint32_t padding = (kBlockLength - block.Length() % kBlockLength) % kBlockLength;
+    const uint32_t length = block.Length() - start;
+    const uint32_t padding = (kBlockLength - length % kBlockLength) % kBlockLength;
     block.Resize(block.Length() + padding); // new bytes read as zero
-    WorkBuffer<Direction::Encipher>(P, S, block.Bytes(), block.Length());
+    WorkBuffer<Direction::Encipher>(P, S, block.Bytes() + start, length + padding);
 }
 
 void VLR_BlowFish::DecryptMemoryBlock(VLR_MemoryBlock& block) const

@@ -38,9 +38,9 @@ public:
     void Encipher(uint32_t* left, uint32_t* right) const;
     void Decipher(uint32_t* left, uint32_t* right) const;
 
-    /// Enciphers in place, after padding with zero bytes to a multiple of 8. The old length is not recorded.
-    /// Raises: kNotReadyToEncrypt.
-    void EncryptMemoryBlock(VLR_MemoryBlock& block) const;
+    /// Enciphers in place what stands from `start` on, after padding that with zero bytes to a multiple of 8. The old
+    /// length is not recorded. Raises: kNotReadyToEncrypt.
+    void EncryptMemoryBlock(VLR_MemoryBlock& block, uint32_t start = 0) const;
 
     /// Deciphers in place; the block keeps its length, padding included.
     /// Raises: kNotReadyToDecrypt, kLengthNotRounded, with the block unchanged.

@@ -91,6 +91,12 @@ void VLR_Document::WriteRecords()
         VLR_PasswordData& record = *recordList.ObjectAtIndex(i);
         stream->WriteUInt32(kVLR_TagRecord);
         record.PrintDebugOutput("Write");
+        if (const unsigned char* const asRead = record.FileBlockAsRead()) {
+            const auto length = static_cast<uint32_t>(record.FileBlockLength());
+            stream->WriteUInt32(length);
+            stream->PutBytes(asRead, length);
+            continue;
+        }
         VLR_MemoryBlock block;
         record.WriteDataWithFish(block, docFish);
         stream->WriteData(block);

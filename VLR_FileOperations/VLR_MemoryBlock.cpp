@@ -5,6 +5,8 @@
 #include "VLR_System.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -52,6 +54,8 @@ VLR_MemoryBlock::VLR_MemoryBlock(const VLR_MemoryBlock& other)
 
 VLR_MemoryBlock::~VLR_MemoryBlock()
 {
+    if (bytes == nullptr || IsBorrowed())
+        return;
     // A damaged guard can't be raised from here; the content is wiped all the same, and the storage stays behind.
     try {
         VLR_MemoryBlock::FreeStorage();
@@ -79,10 +83,20 @@ int32_t VLR_MemoryBlock::Compare(const VLR_Object* other) const
 void VLR_MemoryBlock::CopyFrom(const VLR_MemoryBlock& other)
 {
     FreeStorage();
-    bytes = VLR_System::Allocate(other.capacity);
+    const uint32_t newCapacity = std::max(other.capacity, other.length); // the length of a borrowed content is above
+    bytes = VLR_System::Allocate(newCapacity);
     length = other.length;
-    capacity = other.capacity;
+    capacity = newCapacity;
     VLR_System::MemCopy(bytes, other.bytes, length); // the tail behind it is zero on both sides
+}
+
+/// Comes before each change of a borrowed content.
+void VLR_MemoryBlock::CopyBorrowed()
+{
+    unsigned char* const copy = VLR_System::Allocate(length);
+    VLR_System::MemCopy(copy, bytes, length);
+    bytes = copy;
+    capacity = length;
 }
 
 void VLR_MemoryBlock::Exchange(VLR_MemoryBlock& other)
@@ -112,7 +126,7 @@ void VLR_MemoryBlock::Resize(uint32_t n)
         FreeStorage();
         return;
     }
-    CheckGuards(bytes, /*freeing=*/false);
+    CheckGuards(Bytes(), /*freeing=*/false);
     if (n > capacity) {
         unsigned char* const oldBytes = bytes;
         const uint32_t oldLength = length;
@@ -128,7 +142,7 @@ void VLR_MemoryBlock::Resize(uint32_t n)
 
 void VLR_MemoryBlock::Reserve(uint32_t finalLength)
 {
-    CheckGuards(bytes, /*freeing=*/false);
+    CheckGuards(Bytes(), /*freeing=*/false);
     if (finalLength <= capacity)
         return;
     unsigned char* const oldBytes = bytes;
@@ -152,11 +166,9 @@ void VLR_MemoryBlock::AppendPiece(const VLR_MemoryBlock& piece)
     Append(piece);
 }
 
-void VLR_MemoryBlock::FreeStorage()
+void VLR_MemoryBlock::GiveUpContent()
 {
-    // At the end of a block nobody is left whom the hook could tell, as its header says.
-    MemoryBlockChanged(); // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
-    if (bytes != nullptr) {
+    if (!IsBorrowed()) {
         VLR_System::MemWipe(bytes, length);
         VLR_System::Free(bytes);
     }
@@ -177,7 +189,7 @@ void VLR_MemoryBlock::SetByteAtIndex(unsigned char value, uint32_t index)
 {
     if (index >= length)
         VLR_RAISE(kOutOfRange);
-    bytes[index] = value;
+    Bytes()[index] = value;
 }
 
 void VLR_MemoryBlock::AppendByte(unsigned char value)
@@ -188,7 +200,10 @@ void VLR_MemoryBlock::AppendByte(unsigned char value)
 void VLR_MemoryBlock::Append(const void* source, uint32_t n)
 {
     const uint32_t oldLength = length;
-    Resize(AddLengths(oldLength, n));
+    if (n > capacity - oldLength || IsBorrowed() || n == 0)
+        Resize(AddLengths(oldLength, n));
+    else
+        length += n; // as a rule there is room; the guards are looked at when the storage changes or goes
     if (n > 0)
         VLR_System::MemCopy(bytes + oldLength, source, n);
 }
@@ -198,15 +213,28 @@ void VLR_MemoryBlock::Append(const VLR_MemoryBlock& other)
     Append(other.bytes, other.length);
 }
 
+/// Eight bytes at a time: sums whose carries are folded back are the same for words of any width, and in the other byte
+/// order they are the same with their bytes exchanged.
 uint16_t VLR_MemoryBlock::ComputeChecksum() const
 {
-    const uint32_t wordCount = length / 2;
-    uint64_t sum = 0; // wide enough for a block of any length
-    for (uint32_t i = 0; i < wordCount; ++i)
-        sum += static_cast<uint32_t>(bytes[2 * i] << 8) | bytes[2 * i + 1];
+    constexpr uint64_t kLowHalf = 0xFFFFFFFF;
+    const uint32_t summed = length & ~uint32_t { 1 };
+    uint64_t sum = 0; // of halves, so that it is wide enough for a block of any length
+    uint32_t i = 0;
+    for (; summed - i >= 8; i += 8) {
+        uint64_t words = 0;
+        std::memcpy(&words, bytes + i, sizeof words);
+        sum += (words & kLowHalf) + (words >> 32);
+    }
+    for (; i < summed; i += 2) {
+        uint16_t word = 0;
+        std::memcpy(&word, bytes + i, sizeof word);
+        sum += word;
+    }
     while (sum > 0xFFFF)
         sum = (sum & 0xFFFF) + (sum >> 16);
-    return static_cast<uint16_t>(sum);
+    const auto checksum = static_cast<uint16_t>(sum);
+    return std::endian::native == std::endian::big ? checksum : __builtin_bswap16(checksum);
 }
 
 void VLR_MemoryBlock::ClearAndFree(unsigned char* bytes, uint32_t n)

@@ -8,6 +8,9 @@
 ///
 /// A block with storage owns exactly one guarded allocation. It wipes every byte that it gives up, whether it is
 /// destroyed, regrown or shrunk, and keeps the spare room behind `length` zero. Lengths are bytes. One thread at a time.
+///
+/// A block may also borrow its content (Borrow). Then it has no storage, and makes its own copy at the first change: a
+/// reader sees no difference.
 class VLR_MemoryBlock : public VLR_Object {
 public:
     /// No storage.
@@ -28,11 +31,29 @@ public:
     /// ends up empty.
     VLR_MemoryBlock& operator=(const VLR_MemoryBlock& other);
 
-    unsigned char* Bytes() { return bytes; }
+    /// For changes: a borrowed content is copied first. Raises then: "Can't allocate", with the block as it was.
+    unsigned char* Bytes()
+    {
+        if (IsBorrowed())
+            CopyBorrowed();
+        return bytes;
+    }
     const unsigned char* Bytes() const { return bytes; }
     uint32_t Length() const { return length; }
     uint32_t Capacity() const { return capacity; }
     bool IsEmpty() const { return length == 0; }
+
+    bool IsBorrowed() const { return length > capacity; }
+
+    /// Takes `n` bytes for the content without copying them; what the block held goes first. Their owner keeps them, as
+    /// they are, for as long as this block shows them, and so do the blocks that a stream over this block fills
+    /// (VLR_MemoryStream). Nothing of them is wiped here: that is their owner's duty.
+    void Borrow(const unsigned char* source, uint32_t n)
+    {
+        FreeStorage();
+        bytes = n > 0 ? const_cast<unsigned char*>(source) : nullptr; // never written to: see CopyBorrowed
+        length = n;
+    }
 
     /// Orders by length first, then by the first differing byte, taken as unsigned: the difference of either.
     int32_t Compare(const VLR_Object* other) const override;
@@ -40,7 +61,7 @@ public:
     /// Called by FreeStorage and Exchange alone: Append, a Resize to a length other than 0 and writes through Bytes() go unnoticed.
     virtual void MemoryBlockChanged() { }
 
-    /// Takes over content and capacity of `other`; the next growth starts again with the smallest step. A copy of a
+    /// Takes over content and capacity of `other`, a borrowed content as a copy; the next growth starts again with the smallest step. A copy of a
     /// block without storage has storage, of capacity 0.
     virtual void CopyFrom(const VLR_MemoryBlock& other);
 
@@ -70,7 +91,13 @@ public:
     void AppendPiece(const VLR_MemoryBlock& piece);
 
     /// Wipes and frees the storage, after MemoryBlockChanged.
-    void FreeStorage();
+    void FreeStorage()
+    {
+        // At the end of a block nobody is left whom the hook could tell, as it says.
+        MemoryBlockChanged(); // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+        if (bytes != nullptr)
+            GiveUpContent();
+    }
 
     /// Raises: kOutOfRange for an index at or past the length, as does SetByteAtIndex.
     unsigned char ByteAtIndex(uint32_t index) const;
@@ -91,8 +118,11 @@ public:
     static constexpr char kOutOfRange[] = "out of range";
 
 private:
+    void CopyBorrowed();
+    void GiveUpContent();
+
     uint32_t length = 0; // bytes in use; first, because it fills the gap behind the reference count
-    unsigned char* bytes = nullptr; // payload of the allocation; null only if all the others are 0
-    uint32_t capacity = 0; // payload bytes allocated
+    unsigned char* bytes = nullptr; // payload of the allocation, or what is borrowed; null only if all the others are 0
+    uint32_t capacity = 0; // payload bytes allocated; below the length if the content is borrowed
     uint32_t growStep = 0; // spare room given to the last allocation: 0, 16, 64 or 256
 };

@@ -2,6 +2,7 @@
 
 #include "VLR_Document.h"
 #include "VLR_Exception.h"
+#include "VLR_Guards.h"
 #include "VLR_System.h"
 
 namespace {
@@ -46,7 +47,7 @@ uint64_t VLR_PasswordData::titleChanges = 0;
 
 VLR_PasswordData::VLR_PasswordData(VLR_Document* document)
     : modifiedDate_(VLR_System::SecondsSince2001())
-    , lastUsedDate_(VLR_System::SecondsSince2001())
+    , lastUsedDate_(modifiedDate_)
     , document_(document)
 {
     VLR_System::AlloctatePasswordDataReferenceConstant(this);
@@ -55,6 +56,17 @@ VLR_PasswordData::VLR_PasswordData(VLR_Document* document)
 VLR_PasswordData::~VLR_PasswordData()
 {
     VLR_System::FreePasswordDataReferenceConstant(this);
+}
+
+void* VLR_PasswordData::operator new(std::size_t size)
+{
+    static_assert(alignof(VLR_PasswordData) <= kGuardPayloadOffset);
+    return VLR_System::Allocate(static_cast<unsigned int>(size));
+}
+
+void VLR_PasswordData::operator delete(void* record, std::size_t size)
+{
+    VLR_MemoryBlock::ClearAndFree(static_cast<unsigned char*>(record), static_cast<uint32_t>(size));
 }
 
 void VLR_PasswordData::SetTitle(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::title_, text); }
@@ -131,10 +143,10 @@ void VLR_PasswordData::syncFixShuffleUUIDs()
     // What can fail comes first: an identity that is listed as deleted must never stay a live record's.
     VLR_String fresh = VLR_System::NewUUID();
     VLR_String& original = ChangeableDetails().originalUUID;
-    document_->AddDeletedUUID(uuid_, checksum);
+    document_->AddDeletedUUID(uuid_, Checksum());
     original.Exchange(uuid_);
     uuid_.Exchange(fresh);
-    originalChecksum = checksum;
+    originalChecksum = Checksum();
 }
 
 int32_t VLR_PasswordData::Compare(const VLR_PasswordData& other, VLR_SortField field, bool descending) const

@@ -5,6 +5,7 @@
 #include "VLR_Stream.h"
 #include "VLR_String.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -56,6 +57,11 @@ public:
     VLR_PasswordData(const VLR_PasswordData&) = delete;
     VLR_PasswordData& operator=(const VLR_PasswordData&) = delete;
 
+    /// Records come from the memory of the blocks, which a program may provide for very many of one size, and go back to
+    /// it wiped. Raises: VLR_System::kCantAllocate.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* record, std::size_t size);
+
     const VLR_String& UUID() const { return uuid_; }
     const VLR_String& Title() const { return Details().title_; }
     const VLR_String& Category() const { return category_; }
@@ -76,7 +82,11 @@ public:
     VLR_Document* Document() const { return document_; }
 
     const VLR_String& OriginalUUID() const { return Details().originalUUID; }
-    uint16_t OriginalChecksum() const { return originalChecksum; }
+    uint16_t OriginalChecksum() const
+    {
+        SettleChecksums();
+        return originalChecksum;
+    }
     int32_t ClearValue() const { return clearValue_; }
     const VLR_MemoryBlock& ClearBlock() const { return clearBlock_; }
     const VLR_MemoryBlock& EncryptedBody() const { return encryptedBody; }
@@ -85,7 +95,11 @@ public:
     const VLR_Color& Color() const { return Details().color_; }
 
     /// Checksum of the record's file block as last read, or as last written from a document that deciphers.
-    uint16_t Checksum() const { return checksum; }
+    uint16_t Checksum() const
+    {
+        SettleChecksums();
+        return checksum;
+    }
 
     /// The field setters. A text equal to the field's (exact comparison) changes nothing at all; any other is assigned,
     /// sets Dirty and ChangedSinceSync, and gives the record its new identity. None touches the modified date.
@@ -180,8 +194,14 @@ public:
     /// Raises: kNoOriginalData for an encrypted record without cipher text.
     void WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish);
 
+    /// The bytes that WriteDataWithFish would write, FileBlockLength() of them, if they still lie where the record was
+    /// read from: a block that borrows its content, in a document that keeps its records encrypted. Else null. They are
+    /// proven the same at each call, so that no change of a field needs to be told.
+    const unsigned char* FileBlockAsRead() const;
+
     /// Reads a file block of format version 0 to 4 (a higher version reads as 4); `block` stays as it was. Fields are
-    /// assigned as they are read, so after a failure the record keeps those before it.
+    /// assigned as they are read, so after a failure the record keeps those before it. From a block that borrows, the
+    /// record borrows too: from the same owner, for as long as it lives (VLR_MemoryBlock::Borrow).
     /// Raises: the failures of VLR_Stream and VLR_BlowFish.
     void ReadDataWithFish(VLR_MemoryBlock& block, const VLR_BlowFish& fish);
 
@@ -213,11 +233,15 @@ private:
     void ReplaceEditedText(VLR_String& field, const VLR_String& text);
     const char* FirstDifferingField(const VLR_PasswordData& other) const;
 
+    template <class Sink>
+    void WalkClearPart(Sink& sink) const;
     void WriteClearPart(VLR_Stream& stream) const;
     void WriteEncryptedPart(VLR_Stream& stream) const;
+    void SettleChecksums() const;
     void WriteGrowthArea(VLR_Stream& stream) const;
     uint64_t EncryptedPartLength() const;
     uint64_t GrowthAreaLength() const;
+    bool BorrowFileBlock(const VLR_MemoryBlock& block);
     void ReadClearPart(VLR_Stream& stream, uint32_t version);
     void ReadIdentityBeforeVersion4(VLR_Stream& stream);
     void ReadEncryptedPart(VLR_Stream& stream, uint32_t version);
@@ -233,13 +257,15 @@ private:
     uint8_t selected = 0;
     int32_t clearValue_ = 0; // carried, not interpreted
     VLR_MemoryBlock clearBlock_; // carried, not interpreted
-    uint16_t originalChecksum = 0;
-    uint16_t checksum = 0;
+    mutable uint16_t originalChecksum = 0; // settled first, as is `checksum`
+    mutable uint16_t checksum = 0;
     uint32_t modifiedDate_;
     VLR_MemoryBlock encryptedBody; // cipher text as read, in documents that keep it
     uint32_t lastUsedDate_;
     void* referenceConstant_ = nullptr; // a host's handle
     VLR_Document* document_;
+    const unsigned char* blockAsRead = nullptr; // where the record's file block begins, if the record borrows from it
+    mutable uint32_t lengthToSum = 0; // of that block, while nobody has asked for its checksum
     std::unique_ptr<VLR_PasswordDataDetails> details;
 
     static uint64_t titleChanges;

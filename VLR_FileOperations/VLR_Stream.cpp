@@ -4,7 +4,9 @@
 #include "VLR_System.h"
 
 #include <bit>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -28,6 +30,10 @@ uint32_t Swapped(uint32_t value)
 }
 
 } // namespace
+
+const unsigned char* VLR_Stream::VirtualBytesAt(uint32_t, uint32_t) const { return nullptr; }
+
+bool VLR_Stream::VirtualLends() const { return false; }
 
 void VLR_Stream::VirtualExpectBytes(uint32_t) { }
 
@@ -60,7 +66,9 @@ bool VLR_Stream::PeekBytes(void* destination, uint32_t n) const
 bool VLR_Stream::PeekUInt32(uint32_t& value) const
 {
     uint32_t wire = 0;
-    if (!PeekBytes(&wire, sizeof wire))
+    if (const unsigned char* const bytes = VirtualBytesAt(offset, sizeof wire))
+        std::memcpy(&wire, bytes, sizeof wire);
+    else if (!PeekBytes(&wire, sizeof wire))
         return false;
     value = FromWire(wire);
     return true;
@@ -88,7 +96,12 @@ template <class Unsigned>
 Unsigned VLR_Stream::Read()
 {
     Unsigned wire = 0;
-    GetBytes(&wire, sizeof wire);
+    if (const unsigned char* const bytes = VirtualBytesAt(offset, sizeof wire)) {
+        std::memcpy(&wire, bytes, sizeof wire);
+        offset += static_cast<uint32_t>(sizeof wire);
+    } else {
+        GetBytes(&wire, sizeof wire); // or the failure
+    }
     return FromWire(wire);
 }
 
@@ -132,6 +145,11 @@ void VLR_Stream::ReadData(VLR_MemoryBlock& block)
         n = 0;
     if (!EnoughDataFor(n))
         VLR_RAISE(kReadDataOutOfRange);
+    if (VirtualLends()) {
+        block.Borrow(VirtualBytesAt(offset, n), n);
+        offset += n;
+        return;
+    }
     block.Resize(n);
     GetBytes(block.Bytes(), n);
 }
@@ -222,8 +240,18 @@ bool VLR_MemoryStream::VirtualGetBytes(void* destination, uint32_t offset, uint3
     if (!Fits(offset, n, block->Length()))
         return false;
     if (n > 0)
-        VLR_System::MemCopy(destination, block->Bytes() + offset, n);
+        VLR_System::MemCopy(destination, std::as_const(*block).Bytes() + offset, n);
     return true;
+}
+
+const unsigned char* VLR_MemoryStream::VirtualBytesAt(uint32_t offset, uint32_t n) const
+{
+    return Fits(offset, n, block->Length()) ? std::as_const(*block).Bytes() + offset : nullptr;
+}
+
+bool VLR_MemoryStream::VirtualLends() const
+{
+    return block->IsBorrowed();
 }
 
 void VLR_MemoryStream::VirtualAppendBytes(const void* source, uint32_t n)

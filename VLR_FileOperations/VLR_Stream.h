@@ -40,6 +40,13 @@ public:
     virtual bool VirtualGetBytes(void* destination, uint32_t offset, uint32_t n) const = 0;
     virtual void VirtualAppendBytes(const void* source, uint32_t n) = 0;
 
+    /// `n` bytes of the store at `offset`, for a store that has them in memory; they stay there until the store changes.
+    /// Null if it has not, or does not hold them all.
+    virtual const unsigned char* VirtualBytesAt(uint32_t offset, uint32_t n) const;
+
+    /// True if blocks may borrow what VirtualBytesAt answers (VLR_MemoryBlock::Borrow).
+    virtual bool VirtualLends() const;
+
     /// Announces that the store will grow by `n` bytes in all, so that it can make room once. Nothing needs to follow.
     virtual void VirtualExpectBytes(uint32_t n);
 
@@ -84,7 +91,8 @@ public:
     /// A count of 0xFFFFFFFF stands for an empty chunk. A count that runs past the end leaves `block` unchanged and the
     /// cursor behind the count, from where a caller can look for the next section.
     /// Raises: kReadDataOutOfRange for such a count, kGetBytesOutOfRange if the count itself is cut short.
-    /// Cost: linear in the count; allocates only if `block` lacks the capacity.
+    /// Cost: linear in the count; allocates only if `block` lacks the capacity. From a store that lends `block` borrows
+    /// its content, at no cost.
     void ReadData(VLR_MemoryBlock& block);
     VLR_MemoryBlock ReadData();
 
@@ -97,6 +105,12 @@ public:
 
     /// One count byte and as many bytes of Mac Roman text. If they are cut short the count stays consumed.
     VLR_String ReadStr255();
+
+    /// The integer of the wire that begins at `bytes`.
+    static uint32_t UInt32At(const unsigned char* bytes)
+    {
+        return uint32_t { bytes[0] } << 24 | uint32_t { bytes[1] } << 16 | uint32_t { bytes[2] } << 8 | bytes[3];
+    }
 
     // Writing
 
@@ -137,7 +151,8 @@ private:
     uint32_t nativeByteOrder = 0; // 0: big-endian on the wire; nothing sets anything else
 };
 
-/// A stream over a memory block, which must outlive it.
+/// A stream over a memory block, which must outlive it. While the block's content is borrowed, the stream lends: what is
+/// read of it borrows from the same owner.
 class VLR_MemoryStream final : public VLR_Stream {
 public:
     explicit VLR_MemoryStream(VLR_MemoryBlock& block) : block(&block) { }
@@ -147,6 +162,8 @@ public:
 
     uint32_t VirtualLength() const override;
     bool VirtualGetBytes(void* destination, uint32_t offset, uint32_t n) const override;
+    const unsigned char* VirtualBytesAt(uint32_t offset, uint32_t n) const override;
+    bool VirtualLends() const override;
     void VirtualAppendBytes(const void* source, uint32_t n) override;
     void VirtualExpectBytes(uint32_t n) override;
 

@@ -7,6 +7,7 @@
 #include "VLR_TextRepresentations.h"
 
 #include <cstdio>
+#include <vector>
 
 namespace {
 
@@ -104,55 +105,131 @@ void VLR_Synchronize::MergeDeletionLists()
         pc.deletionList = hh.deletionList;
 }
 
+/// One side's records, found by identity, and the hash of each identity: it is asked for on the other side too.
+class VLR_Synchronize::IndexedRecords {
+public:
+    explicit IndexedRecords(VLR_Document& document)
+        : list(document.recordList)
+        , index(VLR_StringComparisonExact, list.Count())
+    {
+        hashes.reserve(list.Count());
+        for (uint32_t i = 0; i < list.Count(); ++i) {
+            PrefetchUUIDBehind(i);
+            hashes.push_back(index.HashOf(UUIDAt(i)));
+        }
+        for (uint32_t i = 0; i < list.Count(); ++i) {
+            if (i + kPrefetchAhead < list.Count())
+                index.Prefetch(hashes[i + kPrefetchAhead], 0);
+            index.Add(UUIDAt(i), hashes[i], list.ObjectAtIndex(i));
+        }
+    }
+
+    Records& List() { return list; }
+    uint64_t HashAt(uint32_t i) const { return hashes[i]; }
+
+    void Append(VLR_PasswordData* record)
+    {
+        list.AppendObject(record);
+        hashes.push_back(index.HashOf(record->UUID()));
+        index.Add(record->UUID(), hashes.back(), record);
+    }
+
+    /// Takes records out of the list and leaves them in the index.
+    void RemoveFromList(const Records& removals) { list.RemoveObjects(removals); }
+
+    const VLR_Object* Find(const VLR_PasswordData& record, uint64_t hash) const { return index.Find(record.UUID(), hash); }
+
+    /// Asks memory for what the walk over `side` will look for here some records later.
+    void PrefetchBehind(const IndexedRecords& side, uint32_t i) const
+    {
+        side.PrefetchUUIDBehind(i);
+        if (i + VLR_TextIndex::kPrefetchSteps * kPrefetchAhead >= side.hashes.size())
+            return;
+        for (uint32_t step = 0; step < VLR_TextIndex::kPrefetchSteps; ++step)
+            index.Prefetch(side.hashes[i + (VLR_TextIndex::kPrefetchSteps - step) * kPrefetchAhead], step);
+    }
+
+private:
+    static constexpr uint32_t kPrefetchAhead = 6; // records
+
+    const VLR_String& UUIDAt(uint32_t i) const { return list.ObjectAtIndex(i)->UUID(); }
+
+    void PrefetchUUIDBehind(uint32_t i) const
+    {
+        if (i + kPrefetchAhead < list.Count())
+            VLR_TextIndex::Prefetch(UUIDAt(i + kPrefetchAhead));
+    }
+
+    Records& list;
+    VLR_TextIndex index;
+    std::vector<uint64_t> hashes; // in the list's order, as it was before the first removal
+};
+
+class VLR_Synchronize::IndexedDeletions {
+public:
+    explicit IndexedDeletions(const VLR_Document& document)
+        : index(VLR_StringComparisonCaseless, document.deletionList.Count())
+    {
+        for (uint32_t i = 0; i < document.deletionList.Count(); ++i)
+            index.Add(document.deletionList.ObjectAtIndex(i)->uuid, document.deletionList.ObjectAtIndex(i));
+    }
+
+    bool Contain(const VLR_PasswordData& record) const { return index.Find(record.UUID()) != nullptr; }
+
+private:
+    VLR_TextIndex index;
+};
+
 void VLR_Synchronize::MergePCWithHH()
 {
-    // hh first and to its end: the second pass sees what this one has added to pc and removed from hh.
-    MergeSide(hh, pc, hhDeleted, hhToPcCopied);
-    MergeSide(pc, hh, pcDeleted, pcToHhCopied);
+    Records removedFromHH; // here, because representations and index refer to their texts to the end
+    StVLR_TextRepresentations whileComparing;
+    KeepComparedTexts(hh.recordList, whileComparing);
+    KeepComparedTexts(pc.recordList, whileComparing);
+    IndexedRecords hhRecords(hh);
+    IndexedRecords pcRecords(pc);
+    const IndexedDeletions deletions(hh); // both sides have the same by now
+
+    // hh first and to its end: the second pass sees what this one has added to pc and removed from hh. What it has
+    // removed may stay in the index of hh: pc has no record of that identity, and so nobody asks for it.
+    removedFromHH = MergeSide(hhRecords, pcRecords, deletions, hhDeleted, hhToPcCopied);
+    MergeSide(pcRecords, hhRecords, deletions, pcDeleted, pcToHhCopied);
 }
 
-void VLR_Synchronize::MergeSide(VLR_Document& side, VLR_Document& other, uint32_t& deleted, uint32_t& copied)
+/// Answers the records that it has removed from `side`.
+VLR_Synchronize::Records VLR_Synchronize::MergeSide(IndexedRecords& side, IndexedRecords& other,
+    const IndexedDeletions& otherDeletions, uint32_t& deleted, uint32_t& copied)
 {
-    VLR_TextIndex otherRecords(VLR_StringComparisonExact, other.recordList.Count());
-    for (uint32_t i = 0; i < other.recordList.Count(); ++i)
-        otherRecords.Add(other.recordList.ObjectAtIndex(i)->UUID(), other.recordList.ObjectAtIndex(i));
-    VLR_TextIndex otherDeletions(VLR_StringComparisonCaseless, other.deletionList.Count());
-    for (uint32_t i = 0; i < other.deletionList.Count(); ++i)
-        otherDeletions.Add(other.deletionList.ObjectAtIndex(i)->uuid, other.deletionList.ObjectAtIndex(i));
-
-    const auto appendToOther = [&](VLR_PasswordData* record, uint32_t& counter) {
-        other.recordList.AppendObject(record);
-        otherRecords.Add(record->UUID(), record);
-        ++counter;
+    const auto fateOf = [&](const VLR_PasswordData& record, uint64_t hash) {
+        const VLR_Object* const match = other.Find(record, hash);
+        if (match != nullptr)
+            return record.Compare(match) == 0 ? RecordFate::Identical : RecordFate::Differs;
+        return otherDeletions.Contain(record) ? RecordFate::DeletedThere : RecordFate::New;
     };
 
     Records removals;
-    StVLR_TextRepresentations whileComparing;
-    KeepComparedTexts(side.recordList, whileComparing);
-    KeepComparedTexts(other.recordList, whileComparing);
-    const uint32_t count = side.recordList.Count(); // appends go to the other side
+    const uint32_t count = side.List().Count(); // appends go to the other side
     for (uint32_t i = 0; i < count; ++i) {
-        VLR_PasswordData* const record = side.recordList.ObjectAtIndex(i);
-        switch (FateOf(*record, otherRecords, otherDeletions)) {
+        other.PrefetchBehind(side, i);
+        VLR_PasswordData* const record = side.List().ObjectAtIndex(i);
+        switch (fateOf(*record, side.HashAt(i))) {
         case RecordFate::Identical: ++identical; break;
-        case RecordFate::Differs: appendToOther(record, duplicated); break;
-        case RecordFate::New: appendToOther(record, copied); break;
+        case RecordFate::Differs:
+            other.Append(record);
+            ++duplicated;
+            break;
+        case RecordFate::New:
+            other.Append(record);
+            ++copied;
+            break;
         case RecordFate::DeletedThere:
             removals.AppendObject(record);
             ++deleted;
             break;
         }
     }
-    side.recordList.RemoveObjects(removals);
-}
-
-VLR_Synchronize::RecordFate VLR_Synchronize::FateOf(
-    const VLR_PasswordData& record, const VLR_TextIndex& otherRecords, const VLR_TextIndex& otherDeletions)
-{
-    const VLR_Object* const match = otherRecords.Find(record.UUID());
-    if (match != nullptr)
-        return record.Compare(match) == 0 ? RecordFate::Identical : RecordFate::Differs;
-    return otherDeletions.Find(record.UUID()) != nullptr ? RecordFate::DeletedThere : RecordFate::New;
+    side.RemoveFromList(removals);
+    return removals;
 }
 
 bool VLR_Synchronize::FindRecordByUUID(

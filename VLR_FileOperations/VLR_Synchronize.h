@@ -7,7 +7,6 @@
 class VLR_Document;
 class VLR_PasswordData;
 class VLR_String;
-class VLR_TextIndex;
 
 enum VLR_SynchronizationStyle : int32_t {
     VLR_SyncMerge = 0, // as any value that has no name here
@@ -56,9 +55,10 @@ private:
     void VerifyMastersCompatible() const;
     void MergeDeletionLists();
     void MergePCWithHH();
-    void MergeSide(VLR_Document& side, VLR_Document& other, uint32_t& deleted, uint32_t& copied);
-    static RecordFate FateOf(
-        const VLR_PasswordData& record, const VLR_TextIndex& otherRecords, const VLR_TextIndex& otherDeletions);
+    class IndexedRecords;
+    class IndexedDeletions;
+    Records MergeSide(IndexedRecords& side, IndexedRecords& other, const IndexedDeletions& otherDeletions,
+        uint32_t& deleted, uint32_t& copied);
 
     /// The first record of `records` with this record's UUID goes into `found`, which stays as it is if there is none.
     static bool FindRecordByUUID(const VLR_PasswordData& record, const Records& records, VLR_PasswordData*& found);

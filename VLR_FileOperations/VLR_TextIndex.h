@@ -17,23 +17,43 @@ class VLR_TextIndex {
 public:
     VLR_TextIndex(VLR_StringComparisonType type, uint32_t expectedCount);
 
+    /// What Add and Find begin with. Who asks more than once for a text can keep it and pass it on.
+    uint64_t HashOf(const VLR_String& text) const;
+
     /// Adds an object behind those already there: an equal text that is there keeps its object.
-    void Add(const VLR_String& text, VLR_Object* object);
+    void Add(const VLR_String& text, VLR_Object* object) { Add(text, HashOf(text), object); }
+    void Add(const VLR_String& text, uint64_t hash, VLR_Object* object);
 
     /// The first object added with an equal text, or null.
-    VLR_Object* Find(const VLR_String& text) const;
+    VLR_Object* Find(const VLR_String& text) const { return Find(text, HashOf(text)); }
+    VLR_Object* Find(const VLR_String& text, uint64_t hash) const;
+
+    /// For a walk over many texts: asks memory for what a later Find with this hash will look at, so that it need not
+    /// wait. Each step needs that the one before has arrived: the walk does step 0 for a text far ahead, step 1 for a
+    /// nearer one, and so on. Changes nothing.
+    void Prefetch(uint64_t hash, uint32_t step) const;
+    static constexpr uint32_t kPrefetchSteps = 4;
+
+    /// The same for the bytes of a text that is not too long.
+    static void Prefetch(const VLR_String& text);
 
 private:
-    struct Slot {
-        uint64_t hash = 0;
-        const VLR_String* text = nullptr; // null in a free slot
-        VLR_Object* object = nullptr;
+    struct Entry {
+        uint64_t hash;
+        const VLR_String* text;
+        VLR_Object* object;
     };
 
-    const Slot& SlotFor(const VLR_String& text, uint64_t hash) const;
+    /// Small, so that many are near the processor. Most texts that differ are told apart by the tag.
+    struct Slot {
+        uint32_t tag = 0; // the upper half of the hash
+        uint32_t number = 0; // of the entry, from 1; 0 in a free slot
+    };
+
+    Slot& SlotFor(const VLR_String& text, uint64_t hash);
     void Grow();
 
     VLR_StringComparisonType type;
-    uint32_t used = 0;
+    std::vector<Entry> entries; // in the order in which they were added
     std::vector<Slot> slots; // a power of two of them, at least half of them free
 };

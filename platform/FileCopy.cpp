@@ -18,7 +18,7 @@ constexpr std::size_t kCopyChunk = 1 << 16;
 /// One copy, step by step. Ending it before `finish` has succeeded leaves nothing.
 class FileCopy {
 public:
-    FileCopy(FileSystemCalls& calls, const std::string& to);
+    FileCopy(FileSystemCalls& calls, const std::string& from, const std::string& to);
     ~FileCopy();
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
@@ -42,14 +42,16 @@ private:
     int descriptor = -1;
 };
 
-FileCopy::FileCopy(FileSystemCalls& calls, const std::string& to)
+/// The temporary file is named for the source: who replaces or copies that again removes what was left. A backup's
+/// number may never come up again.
+FileCopy::FileCopy(FileSystemCalls& calls, const std::string& from, const std::string& to)
     : calls(calls)
     , name(nameOf(to))
     , folder(openFolder(calls, folderOf(to)))
 {
     try {
-        removeLeftoverFiles(calls, folder.descriptor, name);
-        std::string temporary = temporaryName(name);
+        removeLeftoverFiles(calls, folder.descriptor, nameOf(from));
+        std::string temporary = temporaryName(nameOf(from));
         descriptor = makeTemporaryFile(calls, folder.descriptor, temporary);
         presentName = std::move(temporary);
     } catch (...) {
@@ -142,7 +144,7 @@ void copyFile(FileSystemCalls& calls, const std::string& from, const std::string
     if (!S_ISREG(status.st_mode))
         throw FileSystemFailure { "not a regular file", /*isReplaced=*/false };
 
-    FileCopy copy(calls, to);
+    FileCopy copy(calls, from, to);
     copy.takeContent(source.value, static_cast<uint64_t>(status.st_size));
     copy.takeMetadata(status, source.value);
     if (!isUnchanged(calls, source.value, status))

@@ -73,7 +73,7 @@ std::optional<struct stat> FileReplacement::presentFile()
 void FileReplacement::write(const NSData& data)
 {
     makeNewFile();
-    writeAll(calls_, descriptor_, data.bytes(), data.length());
+    writeAll(calls_, descriptor_, data);
     takeOverMetadata();
     if (!syncToItsEnd(calls_, descriptor_))
         failStep("sync");

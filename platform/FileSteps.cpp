@@ -1,6 +1,7 @@
 #include "FileSteps.h"
 
 #include "Interruption.h"
+#include "NSMutableData.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +14,8 @@
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20; // between two looks for an interruption
+constexpr std::size_t kJoined = 1 << 16; // stays near the processor
+constexpr std::size_t kWorthBeginning = 4 * kChunk; // less is on the disk as soon as it is asked for
 constexpr std::size_t kRandomBytes = 8; // two digits each
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr std::size_t kLongestNamePart = 120; // a temporary name has 138 bytes then; enciphered names end at 143
@@ -81,22 +84,100 @@ int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& nam
     return descriptor;
 }
 
+namespace {
+
+/// Writes a new file from its beginning.
+class FileWriter {
+public:
+    FileWriter(FileSystemCalls& calls, int descriptor) : calls(calls), descriptor(descriptor) { }
+
+    void write(const uint8_t* bytes, std::size_t count)
+    {
+        std::size_t left = count;
+        while (left > 0) {
+            throwIfInterrupted();
+            const ssize_t written = calls.write(descriptor, bytes + (count - left), std::min(left, kChunk));
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written == 0)
+                errno = EIO; // a file that takes nothing would be written for ever
+            if (written <= 0)
+                failStep("write");
+            left -= static_cast<std::size_t>(written);
+            done += static_cast<std::size_t>(written);
+            beginSync();
+        }
+    }
+
+private:
+    void beginSync()
+    {
+        if (done - begun < kWorthBeginning)
+            return;
+        calls.beginSync(descriptor, static_cast<off_t>(begun), done - begun);
+        begun = done;
+    }
+
+    FileSystemCalls& calls;
+    const int descriptor;
+    std::size_t done = 0;
+    std::size_t begun = 0; // of these, on their way to the disk
+};
+
+/// Joins short pieces, so that each needs no call of its own.
+class JoiningWriter {
+public:
+    JoiningWriter(FileWriter& writer, std::size_t total) : writer(writer) { buffer.setLength(std::min(total, kJoined)); }
+
+    void write(const uint8_t* bytes, std::size_t count)
+    {
+        if (count >= buffer.length()) {
+            flush();
+            writer.write(bytes, count);
+            return;
+        }
+        while (count > 0) {
+            const std::size_t now = std::min(count, buffer.length() - filled);
+            std::copy_n(bytes, now, buffer.mutableBytes() + filled);
+            filled += now;
+            bytes += now;
+            count -= now;
+            if (filled == buffer.length())
+                flush();
+        }
+    }
+
+    void flush()
+    {
+        writer.write(buffer.bytes(), filled);
+        filled = 0;
+    }
+
+private:
+    FileWriter& writer;
+    NSMutableData buffer; // wipes itself
+    std::size_t filled = 0;
+};
+
+} // namespace
+
 void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::size_t count)
 {
-    const auto* next = static_cast<const uint8_t*>(bytes);
-    std::size_t left = count;
-    while (left > 0) {
-        throwIfInterrupted();
-        const ssize_t written = calls.write(descriptor, next, std::min(left, kChunk));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written == 0)
-            errno = EIO; // a file that takes nothing would be written for ever
-        if (written <= 0)
-            failStep("write");
-        next += written;
-        left -= static_cast<std::size_t>(written);
+    FileWriter(calls, descriptor).write(static_cast<const uint8_t*>(bytes), count);
+}
+
+void writeAll(FileSystemCalls& calls, int descriptor, const NSData& data)
+{
+    const std::vector<NSData::ByteRange> ranges = data.byteRanges();
+    FileWriter writer(calls, descriptor);
+    if (ranges.size() == 1) {
+        writer.write(ranges.front().bytes, ranges.front().length);
+        return;
     }
+    JoiningWriter joining(writer, data.length());
+    for (const NSData::ByteRange& range : ranges)
+        joining.write(range.bytes, range.length);
+    joining.flush();
 }
 
 bool renameToFreeName(FileSystemCalls& calls, int folder, const std::string& from, const std::string& to)

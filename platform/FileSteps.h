@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FileSystemCalls.h"
+#include "NSData.h"
 
 #include <cstddef>
 #include <string>
@@ -48,6 +49,7 @@ int makeTemporaryFile(FileSystemCalls& calls, int folder, const std::string& nam
 
 /// Raises: FileSystemFailure. Throws Interrupted.
 void writeAll(FileSystemCalls& calls, int descriptor, const void* bytes, std::size_t count);
+void writeAll(FileSystemCalls& calls, int descriptor, const NSData& data);
 
 /// Renames within a folder, and never takes the place of another file: false and EEXIST where the name is taken. False
 /// and errno on any other failure.

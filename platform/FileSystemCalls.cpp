@@ -61,6 +61,11 @@ int FileSystemCalls::sync(int descriptor)
     return ::fsync(descriptor);
 }
 
+void FileSystemCalls::beginSync(int descriptor, off_t offset, std::size_t count)
+{
+    ::sync_file_range(descriptor, offset, static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
+}
+
 int FileSystemCalls::statAt(int folder, const std::string& name, struct stat& status, int flags)
 {
     return ::fstatat(folder, name.c_str(), &status, flags);

@@ -18,6 +18,10 @@ public:
     virtual ssize_t read(int descriptor, void* bytes, std::size_t count);
     virtual ssize_t write(int descriptor, const void* bytes, std::size_t count);
     virtual int sync(int descriptor);
+
+    /// Asks for these bytes of a file to be on their way to the disk while others are still written, so that a later
+    /// sync has less to wait for. It promises nothing, and nobody is told whether it did anything.
+    virtual void beginSync(int descriptor, off_t offset, std::size_t count);
     virtual int statAt(int folder, const std::string& name, struct stat& status, int flags);
     virtual int statOf(int descriptor, struct stat& status);
     virtual int renameAt(int folder, const std::string& from, const std::string& to);

@@ -16,6 +16,8 @@ std::size_t roundedUp(std::size_t size, std::size_t to)
 
 std::size_t mappedLength(std::size_t size)
 {
+    if (size >= kLargePage)
+        return roundedUp(size, kLargePage);
     return roundedUp(size > 0 ? size : 1, kPage);
 }
 

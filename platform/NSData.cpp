@@ -29,6 +29,33 @@ NSData NSData::dataWithBytesNoCopy(const void* bytes, std::size_t length)
     return data;
 }
 
+NSData NSData::dataWithRangesNoCopy(std::vector<ByteRange> ranges)
+{
+    NSData data;
+    for (const ByteRange& range : ranges)
+        data.length_ += range.length;
+    data.ranges_ = std::make_shared<const std::vector<ByteRange>>(std::move(ranges));
+    return data;
+}
+
+const uint8_t* NSData::bytes() const
+{
+    if (bytes_ != nullptr || ranges_ == nullptr)
+        return bytes_;
+    const auto joined = std::make_shared_for_overwrite<uint8_t[]>(length_);
+    uint8_t* next = joined.get();
+    for (const ByteRange& range : *ranges_)
+        next = std::copy_n(range.bytes, range.length, next);
+    bytes_ = joined.get();
+    owned_ = joined;
+    return bytes_;
+}
+
+std::vector<NSData::ByteRange> NSData::byteRanges() const
+{
+    return ranges_ != nullptr ? *ranges_ : std::vector<ByteRange> { { bytes_, length_ } };
+}
+
 NSData NSData::dataWithBuffer(std::shared_ptr<const uint8_t[]> buffer, std::size_t length)
 {
     NSData data;
@@ -40,5 +67,5 @@ NSData NSData::dataWithBuffer(std::shared_ptr<const uint8_t[]> buffer, std::size
 
 bool NSData::operator==(const NSData& other) const
 {
-    return std::equal(bytes_, bytes_ + length_, other.bytes_, other.bytes_ + other.length_);
+    return std::equal(bytes(), bytes() + length_, other.bytes(), other.bytes() + other.length_);
 }

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// SipHash-2-4, the keyed hash for tables whose keys come from files.
+/// SipHash-1-3, the keyed hash for tables whose keys come from files.
 class VLR_SipHash {
 public:
     VLR_SipHash(uint64_t key0, uint64_t key1);

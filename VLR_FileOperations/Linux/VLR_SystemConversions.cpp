@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -112,11 +113,18 @@ NSData VLRToSys(const VLR_MemoryBlock& block)
 
 VLR_MemoryBlock SysToVLR(const std::optional<NSData>& data)
 {
+    VLR_MemoryBlock borrowed;
+    SysToVLR(data, borrowed);
+    return VLR_MemoryBlock(std::as_const(borrowed).Bytes(), borrowed.Length());
+}
+
+void SysToVLR(const std::optional<NSData>& data, VLR_MemoryBlock& block)
+{
     if (!data)
         RaiseBadClass("NSData");
     if (data->length() > UINT32_MAX)
         VLR_RAISE(VLR_System::kCantAllocate);
-    return VLR_MemoryBlock(data->bytes(), static_cast<uint32_t>(data->length()));
+    block.Borrow(data->bytes(), static_cast<uint32_t>(data->length()));
 }
 
 CGRect VLRToSys(const VLR_Rect& rect)

@@ -35,6 +35,9 @@ NSData VLRToSys(const VLR_MemoryBlock& block);
 /// Raises also "Can't allocate" for data longer than any block.
 VLR_MemoryBlock SysToVLR(const std::optional<NSData>& data);
 
+/// Lets `block` borrow the data's bytes, which `data` has to keep for it (VLR_MemoryBlock::Borrow).
+void SysToVLR(const std::optional<NSData>& data, VLR_MemoryBlock& block);
+
 CGRect VLRToSys(const VLR_Rect& rect);
 
 /// Each edge is cut to a 16-bit integer.

@@ -41,11 +41,11 @@ const VLR_SystemRepresentation::SearchKey& VLR_SystemRepresentation::Key(VLR_Str
     return *key;
 }
 
-const VLR_SystemRepresentation::SearchPattern& VLR_SystemRepresentation::Pattern(VLR_StringComparisonType type) const
+const VLR_SystemRepresentation::SearchPattern& VLR_SystemRepresentation::KeepPattern(
+    VLR_StringComparisonType type) const
 {
     std::unique_ptr<SearchPattern>& pattern = patterns[type == VLR_StringComparisonCaseless ? 1 : 0];
-    if (!pattern)
-        pattern = std::make_unique<SearchPattern>(MakePattern(type));
+    pattern = std::make_unique<SearchPattern>(MakePattern(type));
     return *pattern;
 }
 

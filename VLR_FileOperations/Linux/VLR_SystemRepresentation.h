@@ -42,12 +42,17 @@ public:
 
     /// Both are made at the first use and kept.
     const SearchKey& Key(VLR_StringComparisonType type) const;
-    const SearchPattern& Pattern(VLR_StringComparisonType type) const;
+    const SearchPattern& Pattern(VLR_StringComparisonType type) const
+    {
+        const std::unique_ptr<SearchPattern>& pattern = patterns[type == VLR_StringComparisonCaseless ? 1 : 0];
+        return pattern ? *pattern : KeepPattern(type);
+    }
 
     static constexpr uint32_t kInside = 0xFFFFFFFF;
 
 private:
     SearchKey MakeKey(VLR_StringComparisonType type) const;
+    const SearchPattern& KeepPattern(VLR_StringComparisonType type) const;
     SearchPattern MakePattern(VLR_StringComparisonType type) const;
 
     std::size_t validUnits = 0;

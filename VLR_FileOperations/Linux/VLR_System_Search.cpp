@@ -10,6 +10,9 @@
 #include <iterator>
 #include <span>
 
+// A find asks for each text of each record. What most of them don't need stands in functions of its own that are not
+// inlined, so that it costs the others no frame.
+
 namespace {
 
 VLR_Range RangeOf(
@@ -63,6 +66,39 @@ VLR_Range FindByKeys(const VLR_SystemRepresentation& text, const VLR_SystemRepre
     return { boundaries[found], boundaries[found + pattern.size()] - boundaries[found] };
 }
 
+/// Whether a match of ASCII text that ends at `place` ends between two characters, and not before a mark that belongs to
+/// its last letter.
+bool EndsAtBoundary(const VLR_String& text, const unsigned char* place)
+{
+    auto offset = static_cast<uint32_t>(place - text.Bytes());
+    if (offset == text.Length() || *place < VLR_Unicode::kFirstBeyondASCII)
+        return true;
+    return VLR_Unicode::HasBoundaryBefore(VLR_Unicode::CodePointAt(text.Bytes(), text.Length(), offset));
+}
+
+/// The range of a match of ASCII text at `found`. A text that is not valid has none.
+[[gnu::noinline]] VLR_Range RangeInUnits(const VLR_String& text, const unsigned char* found, uint32_t length)
+{
+    const auto before = static_cast<uint32_t>(found - text.Bytes());
+    if (VLR_Unicode::IsASCII(text))
+        return { before, length };
+    const uint32_t location = VLR_Unicode::CountUnits(text.Bytes(), before);
+    const uint32_t behind = VLR_Unicode::CountUnits(found, text.Length() - before);
+    const bool isValid = location != VLR_Unicode::kNoUnits && behind != VLR_Unicode::kNoUnits;
+    return isValid ? VLR_Range { location, length } : kVLR_RangeNotFound;
+}
+
+/// The first match in the bytes of a whole text that holds no equivalent of ASCII, so that it can stand nowhere but where
+/// the bytes match.
+VLR_Range FindInBytes(const VLR_String& text, const VLR_ASCIIPattern& pattern)
+{
+    const unsigned char* const last = text.Bytes() + text.Length();
+    const unsigned char* found = pattern.FirstIn(text.Bytes(), last);
+    while (found != last && !EndsAtBoundary(text, found + pattern.Length()))
+        found = pattern.FirstIn(found + 1, last);
+    return found != last ? RangeInUnits(text, found, pattern.Length()) : kVLR_RangeNotFound;
+}
+
 /// The first match in a whole text, without a key of it all. A text that turns out not to be valid has none.
 VLR_Range FindInStretches(const VLR_String& text, const VLR_SystemRepresentation::SearchPattern& pattern)
 {
@@ -89,6 +125,50 @@ VLR_Range FindInStretches(const VLR_String& text, const VLR_SystemRepresentation
         }
     }
     return stretches.IsValid() ? found : kVLR_RangeNotFound;
+}
+
+/// Whether the bytes of a text alone tell where it has the pattern.
+bool IsFoundByBytes(const VLR_String& text, const VLR_SystemRepresentation::SearchPattern& pattern)
+{
+    return pattern.ascii
+        && (!pattern.ascii->MayHaveEquivalents() || VLR_Unicode::IsASCII(text.Bytes(), text.Length())
+            || !VLR_Unicode::HoldsEquivalentOfASCII(text.Bytes(), text.Length()));
+}
+
+[[gnu::noinline]] VLR_Range FindBeyondBytes(const VLR_String& text, const VLR_String& search,
+    const VLR_SystemRepresentation& what, VLR_StringComparisonType type)
+{
+    if (!what.IsValid())
+        return kVLR_RangeNotFound;
+    const VLR_SystemRepresentation::SearchPattern& pattern = what.Pattern(type);
+    if (VLR_Unicode::IsASCII(text)) {
+        if (!pattern.keyIsASCII)
+            return kVLR_RangeNotFound;
+        if (VLR_Unicode::IsASCII(search)) // and long
+            return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
+    }
+    if (!pattern.borders.empty())
+        return FindInStretches(text, pattern);
+    const VLR_SystemRepresentation where(text);
+    if (!where.IsValid())
+        return kVLR_RangeNotFound;
+    return FindByKeys(where, what, { 0, static_cast<uint32_t>(where.Units().size()) }, type);
+}
+
+/// In a whole text, of which no representation is kept.
+VLR_Range FindPrepared(const VLR_String& text, const VLR_String& search, const VLR_SystemRepresentation& what,
+    VLR_StringComparisonType type)
+{
+    const VLR_SystemRepresentation::SearchPattern& pattern = what.Pattern(type);
+    return IsFoundByBytes(text, pattern) ? FindInBytes(text, *pattern.ascii) : FindBeyondBytes(text, search, what, type);
+}
+
+[[gnu::noinline]] VLR_Range FindUnprepared(
+    const VLR_String& text, const VLR_String& search, VLR_StringComparisonType type)
+{
+    if (VLR_Unicode::IsASCII(text) && VLR_Unicode::IsASCII(search))
+        return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
+    return FindPrepared(text, search, VLR_SystemRepresentation(search), type);
 }
 
 } // namespace
@@ -122,23 +202,7 @@ VLR_Range VLR_System::FindRangeOfString(
         return kVLR_RangeNotFound;
     if (text.systemRepresentation != nullptr)
         return FindRangeOfString(text, search, { 0, LengthOfString(text) }, type);
-    const bool textIsASCII = VLR_Unicode::IsASCII(text);
-    if (textIsASCII && search.systemRepresentation == nullptr && VLR_Unicode::IsASCII(search))
-        return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
-    const StVLR_Representation what(search);
-    if (!what->IsValid())
-        return kVLR_RangeNotFound;
-    const VLR_SystemRepresentation::SearchPattern& pattern = what->Pattern(type);
-    if (textIsASCII && pattern.ascii)
-        return RangeOf(*pattern.ascii, text, text.Bytes(), text.Bytes() + text.Length());
-    if (textIsASCII && !pattern.keyIsASCII)
-        return kVLR_RangeNotFound;
-    if (textIsASCII && VLR_Unicode::IsASCII(search)) // and long
-        return FindASCII(text, search, { 0, text.Length() }, type == VLR_StringComparisonCaseless);
-    if (!pattern.borders.empty())
-        return FindInStretches(text, pattern);
-    const VLR_SystemRepresentation where(text);
-    if (!where.IsValid())
-        return kVLR_RangeNotFound;
-    return FindByKeys(where, *what, { 0, static_cast<uint32_t>(where.Units().size()) }, type);
+    if (const auto* const prepared = static_cast<const VLR_SystemRepresentation*>(search.systemRepresentation))
+        return FindPrepared(text, search, *prepared, type);
+    return FindUnprepared(text, search, type);
 }

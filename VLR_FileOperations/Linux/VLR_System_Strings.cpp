@@ -25,7 +25,7 @@ constexpr unsigned char kFirstBeyondASCII = 0x80;
 
 bool HasSameBytes(const VLR_String& a, const VLR_String& b)
 {
-    return a.Length() == b.Length() && VLR_System::MemCompare(a.Bytes(), b.Bytes(), a.Length()) == 0;
+    return a.Length() == b.Length() && (a.IsEmpty() || std::memcmp(a.Bytes(), b.Bytes(), a.Length()) == 0);
 }
 
 VLR_String TextOf(VLR_UTF16 units)

@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr char32_t kFirstBeyondASCII = 0x80;
+using VLR_Unicode::kFirstBeyondASCII;
+constexpr uint64_t kHighBits = 0x8080808080808080;
 constexpr char16_t kEscapedByte = 0xDC00;
 constexpr int32_t kLongestMapping = 32; // UTF-16 units of one code point's decomposition or folding
 
@@ -114,24 +115,45 @@ void OrderMarks(char32_t* first, char32_t* last)
     }
 }
 
+uint64_t WordAt(const unsigned char* bytes)
+{
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// The UTF-8 forms of the characters in question. Neither ASCII nor a continuation byte begins any of them.
+bool BeginsWithEquivalentOfASCII(const unsigned char* at, uint32_t left)
+{
+    const unsigned char second = left > 1 ? at[1] : 0;
+    const unsigned char third = left > 2 ? at[2] : 0;
+    switch (at[0]) {
+    case 0xC3: return second == 0x9F; // U+00DF: ss
+    case 0xC5: return second == 0xBF; // U+017F: s
+    case 0xCD: return second == 0xBE; // U+037E: the semicolon
+    case 0xE1: return (second == 0xBA && third == 0x9E) || (second == 0xBF && third == 0xAF); // U+1E9E, U+1FEF: ss, `
+    case 0xE2: return second == 0x84 && third == 0xAA; // U+212A: K
+    case 0xEF: return second == 0xAC && third <= 0x86; // U+FB00 to U+FB06: ff, fi, fl, ffi, ffl, st, st
+    default: return false;
+    }
+}
+
 } // namespace
 
 bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
 {
-    constexpr uint64_t kHighBits = 0x8080808080808080;
     uint32_t i = 0;
     for (; length - i >= 32; i += 32) { // a stretch at a time, so that a text that begins otherwise is told early
-        uint64_t words[4];
-        std::memcpy(words, bytes + i, sizeof words);
-        if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0)
+        const unsigned char* const at = bytes + i;
+        if (((WordAt(at) | WordAt(at + 8) | WordAt(at + 16) | WordAt(at + 24)) & kHighBits) != 0)
             return false;
     }
-    for (; length - i >= 8; i += 8) {
-        uint64_t word = 0;
-        std::memcpy(&word, bytes + i, sizeof word);
-        if ((word & kHighBits) != 0)
+    for (; length - i > 8; i += 8) {
+        if ((WordAt(bytes + i) & kHighBits) != 0)
             return false;
     }
+    if (length >= 8) // the last word may take in bytes that were looked at before
+        return (WordAt(bytes + length - 8) & kHighBits) == 0;
     unsigned char rest = 0;
     for (; i < length; ++i)
         rest |= bytes[i];
@@ -141,6 +163,32 @@ bool VLR_Unicode::IsASCII(const unsigned char* bytes, uint32_t length)
 bool VLR_Unicode::IsASCII(const VLR_MemoryBlock& text)
 {
     return IsASCII(text.Bytes(), text.Length());
+}
+
+bool VLR_Unicode::HoldsEquivalentOfASCII(const unsigned char* bytes, uint32_t length)
+{
+    for (uint32_t i = 0; i < length;) {
+        if (length - i >= 8 && (WordAt(bytes + i) & kHighBits) == 0)
+            i += 8;
+        else if (BeginsWithEquivalentOfASCII(bytes + i, length - i))
+            return true;
+        else
+            ++i;
+    }
+    return false;
+}
+
+uint32_t VLR_Unicode::CountUnits(const unsigned char* bytes, uint32_t length)
+{
+    uint32_t count = 0;
+    for (uint32_t i = 0; i < length;) {
+        UChar32 codePoint = 0;
+        U8_NEXT(bytes, i, length, codePoint);
+        if (codePoint < 0)
+            return kNoUnits;
+        count += static_cast<uint32_t>(U16_LENGTH(codePoint));
+    }
+    return count;
 }
 
 VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::size_t& validUnits)
@@ -166,6 +214,13 @@ VLR_UTF16 VLR_Unicode::Decode(const unsigned char* bytes, uint32_t length, std::
     if (isValid)
         validUnits = count;
     return units;
+}
+
+char32_t VLR_Unicode::CodePointAt(const unsigned char* bytes, uint32_t length, uint32_t offset)
+{
+    UChar32 codePoint = 0;
+    U8_NEXT(bytes, offset, length, codePoint);
+    return codePoint >= 0 ? static_cast<char32_t>(codePoint) : kReplacement;
 }
 
 bool VLR_Unicode::DecodeNext(const unsigned char* bytes, uint32_t length, uint32_t& offset, VLR_UTF16& units)

@@ -64,6 +64,71 @@ TEST_F(Version4, WrittenBackEncipheredOnlyTheDateDiffers)
     }
 }
 
+/// What reading a vault and writing it back gives, after `edit` of each record: failures, errors and bytes.
+std::string rewritten(VLR_MemoryBlock& file, const std::function<void(VLR_PasswordData&)>& edit)
+{
+    VLR_Document kept(VLR_DocumentReadKeepEncrypted);
+    VLR_MemoryBlock written;
+    uint32_t errors = 0;
+    std::string result = failure([&] { errors = kept.FromBlock(file); });
+    result += std::to_string(errors) + " errors ";
+    kept.uniqueDocumentID = S("A"); // it may have got a fresh one
+    for (uint32_t i = 0; i < kept.recordList.Count(); ++i)
+        edit(*kept.recordList.ObjectAtIndex(i));
+    result += failure([&] { kept.ToBlock(written); });
+    std::string bytes = str(written);
+    if (bytes.size() > 284)
+        bytes.replace(280, 4, "date");
+    return result + bytes;
+}
+
+TEST_F(Version4, WhatIsBorrowedIsWrittenLikeWhatIsCopied)
+{
+    using Record = VLR_PasswordData;
+    const std::function<void(Record&)> kNothing = [](Record&) {};
+    const std::function<void(Record&)> kEdits[] = { kNothing, [](Record& r) { r.SetUUID(S("X")); },
+        [](Record& r) { r.SetUUID(r.Category()); }, [](Record& r) { r.ReplaceCategoryName(S("x")); },
+        [](Record& r) { r.ReplaceCategoryName(S(str(r.Category()))); }, [](Record& r) { r.SetCollapsed(7); },
+        [](Record& r) { r.SetChangedSinceSync(9); }, [](Record& r) { r.SetModifiedDate(1); },
+        [](Record& r) { r.SetTitle(S("t")), r.SetUUID(S("X")); } };
+    for (const auto& [name, content] : golden) {
+        SCOPED_TRACE(name);
+        const auto expectSame = [](const std::string& bytes, const std::function<void(Record&)>& edit) {
+            VLR_MemoryBlock copied = S(bytes);
+            VLR_MemoryBlock borrowed;
+            borrowed.Borrow(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+            const std::string before = bytes;
+            EXPECT_TRUE(rewritten(borrowed, edit) == rewritten(copied, edit));
+            EXPECT_TRUE(bytes == before);
+            EXPECT_EQ(borrowed.IsBorrowed(), !bytes.empty());
+        };
+        for (const auto& edit : kEdits)
+            expectSame(content, edit);
+        for (std::size_t i = 310; i < content.size(); ++i) {
+            std::string damaged = content;
+            damaged[i] = static_cast<char>(damaged[i] ^ (i % 2 == 0 ? 0xFF : 0x01));
+            expectSame(damaged, kNothing);
+            expectSame(content.substr(0, i), kNothing);
+        }
+    }
+}
+
+TEST_F(Version4, AnUntouchedRecordIsTakenFromWhereItWasRead)
+{
+    const std::string content = golden.at("two-records");
+    VLR_MemoryBlock borrowed;
+    borrowed.Borrow(reinterpret_cast<const unsigned char*>(content.data()), static_cast<uint32_t>(content.size()));
+    closed.FromBlock(borrowed);
+    VLR_PasswordData& record = *closed.recordList.ObjectAtIndex(1);
+    EXPECT_EQ(record.FileBlockAsRead(), reinterpret_cast<const unsigned char*>(content.data()) + 652);
+    EXPECT_EQ(record.FileBlockLength(), 142u);
+    record.SetChangedSinceSync(0);
+    EXPECT_EQ(record.FileBlockAsRead(), nullptr);
+    VLR_MemoryBlock copied = S(content);
+    closed.FromBlock(copied);
+    EXPECT_EQ(closed.recordList.ObjectAtIndex(1)->FileBlockAsRead(), nullptr);
+}
+
 TEST_F(Version4, AnEmptyDocumentIsItsSections)
 {
     document.uniqueDocumentID = S("D");

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -131,6 +132,62 @@ TEST(VLR_MemoryBlock, WithoutMemoryItStaysAsItWas)
     EXPECT_THROW(block.Append("x", 0xFFFFFFFE), VLR_Exception); // the sum wraps; nothing is read
     EXPECT_EQ(bytesOf(block), "abc");
     EXPECT_EQ(block.Capacity(), 19u);
+}
+
+TEST(VLR_MemoryBlock, ABorrowedContentIsReadInPlaceAndCopiedBeforeAChange)
+{
+    const std::string owned = "abcdef";
+    const auto* const source = reinterpret_cast<const unsigned char*>(owned.data());
+    const struct {
+        void (*change)(VLR_MemoryBlock&);
+        std::string after;
+    } kChanges[] = {
+        { [](VLR_MemoryBlock& block) { block.Bytes()[0] = 'X'; }, "Xbcdef" },
+        { [](VLR_MemoryBlock& block) { block.SetByteAtIndex('X', 5); }, "abcdeX" },
+        { [](VLR_MemoryBlock& block) { block.Append("X", 1); }, "abcdefX" },
+        { [](VLR_MemoryBlock& block) { block.AppendPiece(VLR_String("X", VLR_CharacterSetUTF8)); }, "abcdefX" },
+        { [](VLR_MemoryBlock& block) { block.Resize(2); }, "ab" },
+        { [](VLR_MemoryBlock& block) { block.Resize(8); }, std::string("abcdef\0\0", 8) },
+        { [](VLR_MemoryBlock& block) { block.Resize(6); }, "abcdef" },
+        { [](VLR_MemoryBlock& block) { block.Reserve(100); }, "abcdef" },
+        { [](VLR_MemoryBlock& block) { block.Resize(0); }, "" },
+        { [](VLR_MemoryBlock& block) { block = VLR_MemoryBlock(block); }, "abcdef" },
+    };
+    for (const auto& c : kChanges) {
+        const WatchedMemory memory;
+        {
+            VLR_MemoryBlock block = blockOf("before");
+            block.Borrow(source, 6);
+            const std::size_t obtained = WatchedMemory::obtained;
+            EXPECT_TRUE(block.IsBorrowed());
+            EXPECT_EQ(std::as_const(block).Bytes(), source);
+            EXPECT_EQ(block.ByteAtIndex(5), 'f');
+            EXPECT_EQ(WatchedMemory::obtained, obtained);
+            c.change(block);
+            EXPECT_FALSE(block.IsBorrowed());
+            EXPECT_EQ(bytesOf(block), c.after);
+            EXPECT_TRUE(tailIsZero(block));
+        }
+        EXPECT_EQ(owned, "abcdef");
+        EXPECT_EQ(WatchedMemory::obtained, WatchedMemory::returned);
+        EXPECT_EQ(WatchedMemory::dirty, 0u);
+    }
+    VLR_MemoryBlock borrowing;
+    borrowing.Borrow(source, 6);
+    const VLR_MemoryBlock copy(borrowing);
+    EXPECT_FALSE(copy.IsBorrowed());
+    EXPECT_EQ(bytesOf(copy), owned);
+    VLR_MemoryBlock other = blockOf("other");
+    other.Exchange(borrowing);
+    EXPECT_EQ(std::as_const(other).Bytes(), source);
+    EXPECT_EQ(bytesOf(borrowing), "other");
+    const WatchedMemory scarce;
+    WatchedMemory::left = 0;
+    EXPECT_ANY_THROW(other.Bytes());
+    EXPECT_EQ(std::as_const(other).Bytes(), source);
+    other.Borrow(source, 0);
+    EXPECT_FALSE(other.IsBorrowed());
+    EXPECT_EQ(std::as_const(other).Bytes(), nullptr);
 }
 
 TEST(VLR_MemoryBlock, IndicesAreBounded)

@@ -1,3 +1,4 @@
+#include "Backups.h"
 #include "FaultyCalls.h"
 #include "FileSystemInMemory.h"
 #include "ScratchFolder.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <random>
 
 #include <fcntl.h>
@@ -23,6 +25,7 @@ namespace {
 using Kind = FaultyCalls::Kind;
 using Fault = FaultyCalls::Fault;
 
+constexpr char kFolder[] = "/vaults/";
 constexpr char kFirst[] = "/vaults/a.vlr";
 constexpr char kSecond[] = "/vaults/b.vlr";
 constexpr char kFirstLock[] = "/vaults/.a.vlr/";
@@ -31,10 +34,32 @@ constexpr char kSecondLock[] = "/vaults/.b.vlr/";
 constexpr int kPowerCuts = 16; // random ones, behind each run
 constexpr std::array<int, 5> kErrors { ENOSPC, EIO, EINTR, EDQUOT, EACCES };
 
+/// Pairs of vaults that each sweep meets, and where.
+struct Row {
+    const char* name;
+    int pairs;
+    bool isBackedUp; // each vault has bytes that can't be carried over, so that it is copied before it is replaced
+    bool knowsRenamingToFreeNames; // or a copy gets its name as a second one
+};
+
+constexpr Row kRows[] = {
+    { "carried whole", 10, /*isBackedUp=*/false, /*knowsRenamingToFreeNames=*/true },
+    { "backed up", 2, /*isBackedUp=*/true, /*knowsRenamingToFreeNames=*/true },
+    { "backed up by a second name", 1, /*isBackedUp=*/true, /*knowsRenamingToFreeNames=*/false },
+};
+
+VaultPair pairOf(const Row& row, uint64_t seed)
+{
+    const VaultPair vaults = VaultHistory(seed).pair();
+    return row.isBackedUp ? withUncarriedBytes(vaults) : vaults;
+}
+
 /// The vaults of a run and what an undisturbed one makes of them.
 struct Expected {
-    explicit Expected(const VaultPair& vaults)
-        : before { stateOf(vaults.first), stateOf(vaults.second) }
+    Expected(const VaultPair& vaults, const Row& row)
+        : vaults(vaults)
+        , isBackedUp(row.isBackedUp)
+        , before { stateOf(vaults.first), stateOf(vaults.second) }
         , after(afterMerge(vaults))
     {
     }
@@ -45,16 +70,47 @@ struct Expected {
         return { stateOf(result.first), stateOf(result.second) };
     }
 
+    VaultPair vaults;
+    bool isBackedUp;
     std::array<VaultState, 2> before;
     std::array<VaultState, 2> after;
 };
 
+/// Behind an undisturbed run: both are new, and nothing else is there but backups.
+void expectMerged(const Files& files, const Expected& expected)
+{
+    std::string names;
+    for (const auto& [name, bytes] : files)
+        names += isBackup(name) ? "" : name + " ";
+    ASSERT_EQ(names, "a.vlr b.vlr ");
+    EXPECT_TRUE(stateOf(files.at("a.vlr")) == expected.after[0]);
+    EXPECT_TRUE(stateOf(files.at("b.vlr")) == expected.after[1]);
+    expectBackups(files, expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
+}
+
 class FailingCalls : public ::testing::Test {
 protected:
-    /// One run in memory with a fault in it, then one without.
-    void meet(const VaultPair& vaults, const Expected& expected, const Fault& fault)
+    static FileSystemInMemory folderWith(const Expected& expected, const Row& row)
     {
-        FileSystemInMemory files({ { kFirst, vaults.first }, { kSecond, vaults.second } });
+        FileSystemInMemory files({ { kFirst, expected.vaults.first }, { kSecond, expected.vaults.second } });
+        files.knowsRenamingToFreeNames = row.knowsRenamingToFreeNames;
+        return files;
+    }
+
+    static Files filesIn(const FileSystemInMemory::Tree& tree)
+    {
+        Files files;
+        for (const auto& [path, bytes] : tree) {
+            if (path != kFolder)
+                files[path.substr(sizeof kFolder - 1)] = bytes;
+        }
+        return files;
+    }
+
+    /// One run in memory with a fault in it, then one without.
+    void meet(const Expected& expected, const Row& row, const Fault& fault)
+    {
+        FileSystemInMemory files = folderWith(expected, row);
         FaultyCalls calls(files);
         const StFileSystemCalls inPlace(calls);
         calls.set(fault);
@@ -63,15 +119,16 @@ protected:
         calls.set({});
         EXPECT_EQ(files.openDescriptors(), 0u);
         expectOldOrNew(files.tree(), expected, result, synchronisation.notReplaced);
+        expectBackups(filesIn(files.tree()), expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
         const bool succeeded = result == SynchronizeFiles::kSuccess && synchronisation.notReplaced.empty();
-        expectWholeAfterPowerCut(files, vaults, succeeded && fault.error != EACCES);
+        expectWholeAfterPowerCut(files, expected, succeeded, /*folderLasts=*/fault.error != EACCES);
         if (fault.fromThenOn) // then a lock may stay, as it can't be removed
             breakLocks();
         EXPECT_EQ(files.tree().count(kFirstLock) + files.tree().count(kSecondLock), 0u) << "a lock stays";
 
         EXPECT_EQ(synchronisation.run(kFirst, kSecond), SynchronizeFiles::kSuccess);
         EXPECT_TRUE(synchronisation.notReplaced.empty());
-        expectMerged(files.tree(), expected);
+        expectMerged(filesIn(files.tree()), expected);
     }
 
     /// Each file is its old or its new self, and none is old without word of it.
@@ -91,29 +148,22 @@ protected:
 
     /// A sync that fails is no sync: what the run says of it must hold in what a power cut right behind the run leaves. Only
     /// of a folder that may not be read a success says nothing, as it can't be synced.
-    void expectWholeAfterPowerCut(const FileSystemInMemory& files, const VaultPair& vaults, bool mustBeNew)
+    void expectWholeAfterPowerCut(
+        const FileSystemInMemory& files, const Expected& expected, bool succeeded, bool folderLasts)
     {
         const FileSystemInMemory::Tree present = files.tree();
         for (int state = 0; state < kPowerCuts; ++state) {
             const FileSystemInMemory::Tree left
                 = files.afterPowerCut([&](std::size_t bound) { return random() % bound; });
-            for (const auto& [path, old] : { std::pair(kFirst, vaults.first), std::pair(kSecond, vaults.second) }) {
+            for (const auto& [path, old] :
+                { std::pair(kFirst, expected.vaults.first), std::pair(kSecond, expected.vaults.second) }) {
                 ASSERT_EQ(left.count(path), 1u) << path;
                 const bool isOld = left.at(path) == old;
-                EXPECT_TRUE(left.at(path) == present.at(path) || (isOld && !mustBeNew))
+                EXPECT_TRUE(left.at(path) == present.at(path) || (isOld && !(succeeded && folderLasts)))
                     << path << (isOld ? " is old again" : " is damaged") << " after a power cut";
             }
+            expectBackups(filesIn(left), expected.vaults, expected.isBackedUp, /*mustBeThere=*/folderLasts);
         }
-    }
-
-    static void expectMerged(const FileSystemInMemory::Tree& tree, const Expected& expected)
-    {
-        std::string names;
-        for (const auto& [path, bytes] : tree)
-            names += path + " ";
-        EXPECT_EQ(names, std::string("/vaults/ ") + kFirst + " " + kSecond + " ");
-        EXPECT_TRUE(stateOf(tree.at(kFirst)) == expected.after[0]);
-        EXPECT_TRUE(stateOf(tree.at(kSecond)) == expected.after[1]);
     }
 
     /// What docs/hand-off.md tells people to do about a lock that stays.
@@ -123,27 +173,37 @@ protected:
             LinuxLockSystem().lockWithPath(lock)->breakLock();
     }
 
-    std::size_t callsOf(const VaultPair& vaults)
+    std::size_t callsOf(const Expected& expected, const Row& row)
     {
-        FileSystemInMemory files({ { kFirst, vaults.first }, { kSecond, vaults.second } });
+        FileSystemInMemory files = folderWith(expected, row);
         FaultyCalls calls(files);
         const StFileSystemCalls inPlace(calls);
         EXPECT_EQ(Synchronisation(clock).run(kFirst, kSecond), SynchronizeFiles::kSuccess);
+        expectMerged(filesIn(files.tree()), expected);
         return calls.count();
     }
 
-    /// Every call of a run on one pair, with each fault of `faults`; `at` is filled in here.
-    void sweep(uint64_t seed, const std::vector<Fault>& faults)
+    /// Every call of a run on each row's pairs, with each fault of `faults`; `at` is filled in here.
+    void sweep(uint64_t firstSeed, const std::vector<Fault>& faults)
     {
-        const VaultPair vaults = VaultHistory(seed).pair();
-        const Expected expected(vaults);
-        const std::size_t calls = callsOf(vaults);
-        ASSERT_GT(calls, 50u);
+        uint64_t seed = firstSeed;
+        for (const Row& row : kRows) {
+            for (int pair = 0; pair < row.pairs && !HasFailure(); ++pair)
+                sweep(row, seed++, faults);
+        }
+    }
+
+    void sweep(const Row& row, uint64_t seed, const std::vector<Fault>& faults)
+    {
+        const Expected expected(pairOf(row, seed), row);
+        const std::size_t calls = callsOf(expected, row);
+        ASSERT_GT(calls, row.isBackedUp ? 100u : 50u);
         for (Fault fault : faults) {
             for (fault.at = 0; fault.at < calls; ++fault.at) {
-                SCOPED_TRACE("call " + std::to_string(fault.at) + (fault.fromThenOn ? " and all behind it" : "")
-                    + ", error " + std::to_string(fault.error) + ", seed " + std::to_string(seed));
-                meet(vaults, expected, fault);
+                SCOPED_TRACE(std::string(row.name) + ", call " + std::to_string(fault.at)
+                    + (fault.fromThenOn ? " and all behind it" : "") + ", error " + std::to_string(fault.error) + ", seed "
+                    + std::to_string(seed));
+                meet(expected, row, fault);
                 if (HasFailure())
                     return;
             }
@@ -162,8 +222,7 @@ TEST_F(FailingCalls, EachOnceWithEachError)
     std::vector<Fault> faults;
     for (const int error : kErrors)
         faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/false, error });
-    for (uint64_t seed = 100; seed < 110 && !HasFailure(); ++seed)
-        sweep(seed, faults);
+    sweep(/*firstSeed=*/100, faults);
 }
 
 TEST_F(FailingCalls, AllFromOneOnWithEachError)
@@ -171,13 +230,13 @@ TEST_F(FailingCalls, AllFromOneOnWithEachError)
     std::vector<Fault> faults;
     for (const int error : kErrors)
         faults.push_back({ Kind::Fails, 0, /*fromThenOn=*/true, error });
-    for (uint64_t seed = 200; seed < 210 && !HasFailure(); ++seed)
-        sweep(seed, faults);
+    sweep(/*firstSeed=*/200, faults);
 }
 
 TEST_F(FailingCalls, ShortReadsAndWritesLoseNothing)
 {
-    sweep(/*seed=*/4, { { Kind::Short, 0, /*fromThenOn=*/false, 0 }, { Kind::Short, 0, /*fromThenOn=*/true, 0 } });
+    sweep(/*firstSeed=*/300,
+        { { Kind::Short, 0, /*fromThenOn=*/false, 0 }, { Kind::Short, 0, /*fromThenOn=*/true, 0 } });
 }
 
 /// Files on the disk, and a child process for each run that is killed.
@@ -205,10 +264,32 @@ protected:
             LinuxLockSystem().lockWithPath(folder.path(name))->breakLock();
     }
 
-    void expectOldOrNew(const char* name, const VaultState& before, const VaultState& after)
+    Files files() const { return filesIn(folder); }
+
+    /// A run is killed before each of its calls, and another one comes after it. Answers how often something was left.
+    std::size_t sweep(const Expected& expected)
     {
-        const VaultState state = stateOf(folder.read(name));
-        EXPECT_TRUE(state == before || state == after) << name;
+        bool gotThrough = false;
+        std::size_t left = 0;
+        for (std::size_t killedAt = 0; !gotThrough && !HasFailure(); ++killedAt) {
+            SCOPED_TRACE("killed before call " + std::to_string(killedAt));
+            for (const auto& [name, bytes] : files())
+                std::filesystem::remove_all(folder.path(name));
+            folder.write("a.vlr", expected.vaults.first);
+            folder.write("b.vlr", expected.vaults.second);
+            gotThrough = runInChild(killedAt);
+            for (std::size_t i = 0; i < 2; ++i) {
+                const VaultState state = stateOf(folder.read(i == 0 ? "a.vlr" : "b.vlr"));
+                EXPECT_TRUE(state == expected.before[i] || state == expected.after[i]) << i;
+            }
+            expectBackups(files(), expected.vaults, expected.isBackedUp, /*mustBeThere=*/true);
+            breakLocks();
+            left += folder.listing() != "a.vlr b.vlr";
+            calls.set({});
+            EXPECT_EQ(Synchronisation(clock).run(first, second), SynchronizeFiles::kSuccess);
+            expectMerged(files(), expected);
+        }
+        return left;
     }
 
     StNoLog log;
@@ -224,26 +305,11 @@ protected:
 TEST_F(KilledRuns, LeaveWholeFilesAndNothingThatTheNextRunDoesNotRemove)
 {
     clock.step = 1;
-    const VaultPair vaults = VaultHistory(/*seed=*/5).pair();
-    const Expected expected(vaults);
-    bool gotThrough = false;
-    std::size_t left = 0;
-    for (std::size_t killedAt = 0; !gotThrough && !HasFailure(); ++killedAt) {
-        SCOPED_TRACE("killed before call " + std::to_string(killedAt));
-        folder.write("a.vlr", vaults.first);
-        folder.write("b.vlr", vaults.second);
-        gotThrough = runInChild(killedAt);
-        expectOldOrNew("a.vlr", expected.before[0], expected.after[0]);
-        expectOldOrNew("b.vlr", expected.before[1], expected.after[1]);
-        breakLocks();
-        left += folder.listing() != "a.vlr b.vlr";
-        calls.set({});
-        EXPECT_EQ(Synchronisation(clock).run(first, second), SynchronizeFiles::kSuccess);
-        EXPECT_TRUE(stateOf(folder.read("a.vlr")) == expected.after[0]);
-        EXPECT_TRUE(stateOf(folder.read("b.vlr")) == expected.after[1]);
-        EXPECT_EQ(folder.listing(), "a.vlr b.vlr");
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        unsynced.knowsRenamingToFreeNames = row.knowsRenamingToFreeNames;
+        EXPECT_GT(sweep(Expected(pairOf(row, /*seed=*/5), row)), 10u); // there was something to remove
     }
-    EXPECT_GT(left, 10u); // there was something to remove
 }
 
 /// The two file systems of these tests behave alike where a synchronisation looks.

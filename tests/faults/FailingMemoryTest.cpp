@@ -1,3 +1,4 @@
+#include "Backups.h"
 #include "FaultyCalls.h"
 #include "ScarceMemory.h"
 #include "ScratchFolder.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 
 // Each allocation of a synchronisation fails in turn, and then all from one on.
@@ -38,10 +40,12 @@ protected:
     void sweep(bool failsOnce)
     {
         for (uint64_t seed = 8; seed < 16 && !HasFailure(); ++seed)
-            sweep(VaultHistory(seed).pair(), failsOnce);
+            sweep(VaultHistory(seed).pair(), /*isBackedUp=*/false, failsOnce);
+        for (uint64_t seed = 16; seed < 20 && !HasFailure(); ++seed)
+            sweep(withUncarriedBytes(VaultHistory(seed).pair()), /*isBackedUp=*/true, failsOnce);
     }
 
-    void sweep(const VaultPair& vaults, bool failsOnce)
+    void sweep(const VaultPair& vaults, bool isBackedUp, bool failsOnce)
     {
         const VaultPair after = merged(vaults);
         const VaultState states[] = { stateOf(vaults.first), stateOf(after.first), stateOf(vaults.second),
@@ -49,19 +53,30 @@ protected:
         std::size_t failures = 0;
         for (std::size_t allocations = 0; !HasFailure(); ++allocations) {
             SCOPED_TRACE("allocation " + std::to_string(allocations) + (failsOnce ? "" : " and all behind it"));
+            for (const auto& [name, bytes] : filesIn(folder))
+                std::filesystem::remove_all(folder.path(name));
             folder.write("a.vlr", vaults.first);
             folder.write("b.vlr", vaults.second);
             const std::string result = runWith(allocations, failsOnce);
             const bool succeeded = result == SynchronizeFiles::kSuccess && synchronisation.notReplaced.empty();
             expectOneOf("a.vlr", states[0], states[1], succeeded);
             expectOneOf("b.vlr", states[2], states[3], succeeded);
-            EXPECT_EQ(folder.listing(), "a.vlr b.vlr") << result;
+            expectBackups(filesIn(folder), vaults, isBackedUp, /*mustBeThere=*/true);
+            EXPECT_EQ(namesButBackups(), "a.vlr b.vlr ") << result;
             failures += !succeeded;
             if (ScarceMemory::shortages == 0)
                 break;
             ScarceMemory::shortages = 0;
         }
         EXPECT_GT(failures, 100u);
+    }
+
+    std::string namesButBackups() const
+    {
+        std::string names;
+        for (const auto& [name, bytes] : filesIn(folder))
+            names += isBackup(name) ? "" : name + " ";
+        return names;
     }
 
     void expectOneOf(const char* name, const VaultState& before, const VaultState& after, bool mustBeNew)

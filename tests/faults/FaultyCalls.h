@@ -2,6 +2,7 @@
 
 #include "FileSystemCalls.h"
 
+#include <cerrno>
 #include <functional>
 
 /// System calls in front of others, which count them and let one of them, or all from one on, fail in a chosen way.
@@ -37,6 +38,7 @@ public:
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override;
     int sync(int descriptor) override;
+    void beginSync(int descriptor, off_t offset, std::size_t count) override { inner.beginSync(descriptor, offset, count); }
     int statAt(int folder, const std::string& name, struct stat& status, int flags) override;
     int statOf(int descriptor, struct stat& status) override;
     int renameAt(int folder, const std::string& from, const std::string& to) override;
@@ -76,6 +78,14 @@ private:
 class UnsyncedCalls final : public FileSystemCalls {
 public:
     int sync(int) override { return 0; }
+    void beginSync(int, off_t, std::size_t) override { }
+    int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override
+    {
+        errno = EINVAL;
+        return knowsRenamingToFreeNames ? FileSystemCalls::renameToFreeNameAt(folder, from, to) : -1;
+    }
+
+    bool knowsRenamingToFreeNames = true;
 };
 
 /// An implementation in place of the system's for a scope.

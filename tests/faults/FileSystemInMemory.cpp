@@ -366,6 +366,8 @@ int FileSystemInMemory::setTimes(int descriptor, const struct timespec&, const s
 
 int FileSystemInMemory::renameToFreeNameAt(int folder, const std::string& from, const std::string& to)
 {
+    if (!knowsRenamingToFreeNames)
+        return failWith(EINVAL);
     return place(folder, to).node ? failWith(EEXIST) : renameAt(folder, from, to);
 }
 
@@ -375,7 +377,7 @@ int FileSystemInMemory::linkAt(int folder, const std::string& from, const std::s
     const Place target = place(folder, to);
     if (!knowsLinks)
         return failWith(EPERM);
-    if (!source.node || target.node)
+    if (!source.node || !target.folder || target.node)
         return failWith(target.node ? EEXIST : ENOENT);
     change(target.folder, { { target.name, source.node } });
     return 0;

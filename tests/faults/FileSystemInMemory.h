@@ -37,12 +37,14 @@ public:
     // What not every file system has
     bool knowsExchange = true;
     bool knowsLinks = true;
+    bool knowsRenamingToFreeNames = true; // without it a copy gets its name as a second one
 
     int openAt(int folder, const std::string& name, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override;
     int sync(int descriptor) override;
+    void beginSync(int, off_t, std::size_t) override { }
     int statAt(int folder, const std::string& name, struct stat& status, int flags) override;
     int statOf(int descriptor, struct stat& status) override;
     int renameAt(int folder, const std::string& from, const std::string& to) override;
@@ -60,7 +62,7 @@ public:
     int removeFolderAt(int folder, const std::string& name) override;
     int namesIn(int folder, std::vector<std::string>& names) override;
     int markInUse(int descriptor) override;
-    int clone(int from, int to) override;
+    int clone(int from, int to) override; // not known
     int setTimes(int descriptor, const struct timespec& accessed, const struct timespec& modified) override;
     int renameToFreeNameAt(int folder, const std::string& from, const std::string& to) override;
     int linkAt(int folder, const std::string& from, const std::string& to) override;

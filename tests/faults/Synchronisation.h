@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NSAlert.h"
+#include "HostServices.h"
 #include "NSAutoreleasePool.h"
 #include "NSException.h"
 #include "NSLog.h"
@@ -10,33 +10,8 @@
 #include <set>
 #include <string>
 
-/// The file manager of Linux, and a note of each file that it could not replace as it should.
-class NotingFiles final : public NSFileManager {
-public:
-    bool fileExistsAtPath(const std::string& path) override { return files.fileExistsAtPath(path); }
-    std::optional<NSData> dataWithContentsOfFile(const std::string& path) override
-    {
-        return files.dataWithContentsOfFile(path);
-    }
-    bool writeToFile(const NSData& data, const std::string& path, std::string*) override
-    {
-        std::string reason;
-        const bool replaced = files.writeToFile(data, path, &reason);
-        if (!replaced)
-            notReplaced.insert(path);
-        return replaced;
-    }
-
-    LinuxFileManager files;
-    std::set<std::string> notReplaced;
-};
-
-class NoAlerts final : public NSAlertPresenter {
-public:
-    void runModal(const NSAlert&) override { }
-};
-
-/// Runs of the action as vellorin-sync makes them, over the file system calls in place and without a running application.
+/// Runs of the action with the services of vellorin-sync, over the file system calls in place, by another clock and
+/// without a running application.
 class Synchronisation {
 public:
     /// `clock` must outlive the object.
@@ -47,10 +22,10 @@ public:
     {
         EventSystemStandIn events;
         events.running.clear();
-        LinuxLockSystem locks;
-        NotingFiles files;
-        NoAlerts alerts;
-        SynchronizeFiles action({ { events, locks, files, clock }, alerts, pause });
+        HostServices services;
+        const SynchronizeFilesHost ofProgram = services.forAction();
+        const ConduitServices conduit { events, ofProgram.conduit.locks, ofProgram.conduit.files, clock };
+        SynchronizeFiles action({ conduit, ofProgram.alerts, pause });
         NSAutoreleasePool senders;
         AMErrorDictionary error;
         std::string result;
@@ -61,7 +36,9 @@ public:
             throw;
         }
         senders.drain();
-        notReplaced = files.notReplaced;
+        notReplaced.clear();
+        for (const HostServices::NotReplaced& file : services.notReplaced())
+            notReplaced.insert(file.path);
         return result;
     }
 

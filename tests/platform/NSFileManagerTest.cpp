@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <functional>
 #include <string_view>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -53,6 +54,25 @@ TEST_F(FileManager, ReadsRegularFilesAlone)
     folder.write("huge", "");
     ASSERT_EQ(::truncate(folder.path("huge").c_str(), 0xFFFFFFF3), 0);
     EXPECT_FALSE(files.dataWithContentsOfFile(folder.path("huge")));
+}
+
+TEST_F(FileManager, WritesBytesFromSeveralPlacesInTheirOrder)
+{
+    const std::string file = folder.write("a", "old");
+    const std::string pieces[] = { "head", std::string(3 << 20, 'x'), "", "between", std::string((1 << 20) - 11, 'y'), "tail" };
+    for (const std::size_t count : { 0u, 1u, 2u, 4u, 5u, 6u }) { // five end with a full chunk
+        std::vector<NSData::ByteRange> ranges;
+        std::string expected;
+        for (std::size_t i = 0; i < count; ++i) {
+            ranges.push_back({ reinterpret_cast<const uint8_t*>(pieces[i].data()), pieces[i].size() });
+            expected += pieces[i];
+        }
+        const NSData data = NSData::dataWithRangesNoCopy(ranges);
+        EXPECT_EQ(data.length(), expected.size());
+        EXPECT_TRUE(files.writeToFile(data, file, &reason)) << reason;
+        EXPECT_TRUE(folder.read("a") == expected) << count;
+        EXPECT_TRUE(data == dataOf(expected)) << count;
+    }
 }
 
 TEST_F(FileManager, ReplacesAtOneStrokeAndKeepsWhatTheFileHad)

@@ -1,0 +1,85 @@
+#include "CoreFixture.h"
+#include "VLR_GatheringStream.h"
+
+#include <algorithm>
+#include <random>
+
+namespace {
+
+const unsigned char* addressOf(const std::string& text)
+{
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+VLR_ForeignBytes sourceOf(const std::string& text)
+{
+    return { addressOf(text), static_cast<uint32_t>(text.size()) };
+}
+
+void put(VLR_GatheringStream& stream, std::string_view text)
+{
+    stream.PutBytes(text.data(), static_cast<uint32_t>(text.size()));
+}
+
+std::string joined(const VLR_GatheringStream& stream)
+{
+    std::string result;
+    for (const VLR_ForeignBytes& piece : stream.Pieces())
+        result.append(reinterpret_cast<const char*>(piece.bytes), piece.length);
+    return result;
+}
+
+TEST(VLR_GatheringStream, WhatRepeatsASourceIsOnePieceOfIt)
+{
+    const std::string source = "headPdat1234bodyPdat5678text";
+    VLR_GatheringStream stream({ sourceOf(source) });
+    put(stream, "HEAD"); // own
+    put(stream, "Pdat");
+    put(stream, "1234");
+    put(stream, std::string_view(source).substr(12, 4));
+    for (const char* const frame : { "Pdat", "5678" }) // from elsewhere, but the same as what comes next
+        put(stream, frame);
+    put(stream, std::string_view(source).substr(24));
+    put(stream, "behind the source's end");
+    const std::vector<VLR_ForeignBytes> pieces = stream.Pieces();
+    ASSERT_EQ(pieces.size(), 3u);
+    EXPECT_EQ(pieces[0].length, 12u);
+    EXPECT_EQ(pieces[1].bytes, addressOf(source) + 12);
+    EXPECT_EQ(pieces[1].length, 16u);
+    EXPECT_EQ(joined(stream), "HEADPdat1234bodyPdat5678textbehind the source's end");
+    EXPECT_EQ(stream.Length(), joined(stream).size());
+}
+
+TEST(VLR_GatheringStream, ThePiecesAreWhatWasWrittenWhateverItWas)
+{
+    std::mt19937 random(20260611);
+    const auto below = [&](std::size_t bound) { return random() % bound; };
+    for (int round = 0; round < 2000; ++round) {
+        std::string sources[2];
+        for (std::string& source : sources) // of few letters, so that repetitions come by chance
+            std::generate_n(std::back_inserter(source), below(60), [&] { return static_cast<char>('a' + below(2)); });
+        VLR_GatheringStream stream({ sourceOf(sources[0]), sourceOf(sources[1]) });
+        std::string expected;
+        for (std::size_t i = below(20); i > 0; --i) {
+            const std::string& source = sources[below(2)];
+            const std::size_t start = below(source.size() + 1);
+            const std::string_view part = std::string_view(source).substr(start, below(12));
+            const std::string elsewhere(part);
+            put(stream, below(3) == 0 ? std::string_view(elsewhere) : part);
+            expected += part;
+        }
+        ASSERT_EQ(joined(stream), expected) << round;
+        ASSERT_EQ(stream.Length(), expected.size()) << round;
+    }
+}
+
+TEST(VLR_GatheringStream, NoSumOfLengthsWraps)
+{
+    const std::string text = "text";
+    VLR_GatheringStream stream({ { addressOf(text), 0xFFFFFFF0 } }); // nobody looks behind the text
+    stream.PutBytes(text.data(), 0xFFFFFFF0);
+    EXPECT_EQ(failure([&] { stream.PutBytes(text.data(), 0x10); }), "Can't allocate");
+    EXPECT_EQ(stream.Length(), 0xFFFFFFF0u);
+}
+
+} // namespace
