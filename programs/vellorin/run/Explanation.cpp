@@ -187,7 +187,7 @@ nlohmann::ordered_json jsonOf(const Explanation& explanation)
         for (const std::string& path : event.otherFiles)
             others.push_back(jsonText(path));
         events.push_back({ { "run", event.runId }, { "command", event.command }, { "deed", nameOf(event.deed) },
-            { "other-files", others }, { "taken-back", event.wasTakenBack }, { "cut-off", event.wasCutOff } });
+            { "otherFiles", others }, { "takenBack", event.wasTakenBack }, { "cutOff", event.wasCutOff } });
     }
     Json categories = Json::array();
     for (const std::string& category : explanation.categories)

@@ -1,11 +1,13 @@
 #include "Console.h"
 
 #include "Interruption.h"
+#include "TimeText.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include <poll.h>
@@ -121,7 +123,7 @@ void Console::complain(const std::string& text)
 void Console::line(const std::string& text)
 {
     clearProgress();
-    writeToStandardError(text + '\n');
+    writeToStandardError((manner_.timed ? localTimeText(std::time(nullptr)) + " " : "") + text + '\n');
 }
 
 void Console::progress(const std::string& what, uint64_t part, uint64_t whole)
@@ -150,7 +152,7 @@ void Console::clearProgress()
 
 bool Console::confirm(const std::string& question)
 {
-    if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)
+    if (!manner_.asks || ::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)
         return false;
     clearProgress();
     writeToStandardError(question + " [y/N] ");

@@ -16,6 +16,8 @@ public:
     struct Manner {
         bool quiet = false; // nothing but failures and data
         bool verbose = false;
+        bool timed = false; // each line on standard error begins with the time: for a program that runs for days
+        bool asks = true; // false: nobody is asked, not even at a terminal
     };
 
     /// `programName` stands in front of failures.
