@@ -110,7 +110,7 @@ private:
             printJson(console, document);
             return statusOf(report);
         } catch (const GuardRefusal& refusal) {
-            document["paths"] = jsonOf(CopiesReport { paths, {}, false })["paths"];
+            document["paths"] = jsonOfPaths(paths);
             document["refused"] = jsonOf(refusal.objection);
             printJson(console, document);
             throw;

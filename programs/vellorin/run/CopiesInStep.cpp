@@ -198,14 +198,19 @@ void printReport(const CopiesReport& report, Console& console)
         console.say("The copies still differ: some records grow with each run, such as one identity in two categories.");
 }
 
+nlohmann::ordered_json jsonOfPaths(const std::vector<std::string>& paths)
+{
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const std::string& path : paths)
+        list.push_back(jsonText(path));
+    return list;
+}
+
 nlohmann::ordered_json jsonOf(const CopiesReport& report)
 {
     using Json = nlohmann::ordered_json;
     Json runs = Json::array();
     for (const SyncReport& run : report.runs)
         runs.push_back(jsonOf(run));
-    Json paths = Json::array();
-    for (const std::string& path : report.paths)
-        paths.push_back(jsonText(path));
-    return { { "paths", paths }, { "equal", report.equal }, { "runs", runs } };
+    return { { "paths", jsonOfPaths(report.paths) }, { "equal", report.equal }, { "runs", runs } };
 }

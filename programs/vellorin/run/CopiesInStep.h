@@ -42,5 +42,7 @@ CopiesReport synchronizeCopies(
 
 void printReport(const CopiesReport& report, Console& console);
 
+nlohmann::ordered_json jsonOfPaths(const std::vector<std::string>& paths);
+
 /// Members for a document of the command.
 nlohmann::ordered_json jsonOf(const CopiesReport& report);
