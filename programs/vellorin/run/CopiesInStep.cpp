@@ -195,7 +195,8 @@ void printReport(const CopiesReport& report, Console& console)
     if (report.runs.empty() && !console.manner().quiet)
         console.data("all " + grouped(report.paths.size()) + " copies are already in step\n");
     if (report.paths.size() > 2 && !report.equal)
-        console.say("The copies still differ: some records grow with each run, such as one identity in two categories.");
+        console.say(
+            "The copies still differ: some records grow with each run, such as one identity in two categories.");
 }
 
 nlohmann::ordered_json jsonOfPaths(const std::vector<std::string>& paths)

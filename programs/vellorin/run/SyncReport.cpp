@@ -22,7 +22,8 @@ ReportedFile reported(const PlannedFile& file, bool isReplaced)
 
 KeptTwice pairOf(const VaultRecord& first, const VaultRecord& second)
 {
-    return { std::string(first.uuid), std::string(second.uuid), std::string(first.category), first.uuid == second.uuid };
+    return { std::string(first.uuid), std::string(second.uuid), std::string(first.category),
+        first.uuid == second.uuid };
 }
 
 } // namespace

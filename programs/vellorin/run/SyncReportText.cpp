@@ -116,13 +116,14 @@ nlohmann::ordered_json jsonOf(const SyncReport& report)
 {
     Json twice = Json::array();
     for (const KeptTwice& pair : report.keptTwice)
-        twice.push_back({ { "uuidInFirst", jsonText(pair.uuidInFirst) },
-            { "uuidInSecond", jsonText(pair.uuidInSecond) }, { "category", jsonText(pair.category) },
-            { "sameUuid", pair.sameUuid } });
+        twice.push_back(
+            { { "uuidInFirst", jsonText(pair.uuidInFirst) }, { "uuidInSecond", jsonText(pair.uuidInSecond) },
+                { "category", jsonText(pair.category) }, { "sameUuid", pair.sameUuid } });
     Json objections = Json::array();
     for (const Objection& objection : report.objections)
         objections.push_back(jsonOf(objection));
-    return { { "outcome", nameOf(report.outcome) }, { "run", report.runId.empty() ? Json(nullptr) : Json(report.runId) },
+    return { { "outcome", nameOf(report.outcome) },
+        { "run", report.runId.empty() ? Json(nullptr) : Json(report.runId) },
         { "files", Json::array({ jsonOf(report.first), jsonOf(report.second) }) }, { "sentences", report.sentences },
         { "keptTwice", twice }, { "objections", objections },
         { "counters", { { "identical", report.identical }, { "duplicated", report.duplicated } } },
