@@ -27,7 +27,7 @@ protected:
 
     static std::string numbered(int number)
     {
-        char id[40];
+        char id[64];
         std::snprintf(id, sizeof id, "2026-11-21T10:36:08.%06dZ-00000000", number);
         return id;
     }
