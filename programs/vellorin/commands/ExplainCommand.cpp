@@ -19,7 +19,8 @@ public:
                     Completion::Nothing },
             },
             { { "--json", "", "", "answer as JSON", &json } },
-            { "Looks the record up in the journal of what was synchronised on this machine, and in the file as it is now." },
+            { "Looks the record up in the journal of what was synchronised on this machine, and in the file as it is "
+              "now." },
             { { "vellorin explain ~/vault.vlr 5A3B1E00", "what has become of this record" } } };
     }
 

@@ -84,7 +84,7 @@ nlohmann::ordered_json jsonOf(const VaultCopy& copy, const ResolvedCopy& resolve
     json["synchroniser"]
         = copy.synchroniser.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(copy.synchroniser);
     json["outcome"] = nameOf(resolved.outcome);
-    json["in-trash"] = resolved.inTrash;
+    json["inTrash"] = resolved.inTrash;
     json["status"] = resolved.status;
     json["message"] = resolved.message.empty() ? nlohmann::ordered_json() : jsonText(resolved.message);
     json["report"] = resolved.report ? jsonOf(*resolved.report) : nlohmann::ordered_json();
@@ -98,7 +98,7 @@ int ResolveCommand::run(Console& console)
     const FoundCopies found = find(console, journal);
     int status = kDone;
     nlohmann::ordered_json document = jsonDocument("resolve");
-    document["dry-run"] = dryRun_;
+    document["dryRun"] = dryRun_;
     document["vaults"] = nlohmann::ordered_json::array();
     document["problems"] = nlohmann::ordered_json::array();
     for (const CopiesOfVault& vault : found.vaults) {

@@ -41,7 +41,8 @@ public:
                 { "--exit-code", "", "", "with --dry-run: end with 1 if there is something to do", &exitCode },
                 { "--json", "", "", "report as JSON", &json },
                 { "--no-backup", "", "", "make no numbered backups first", &noBackup },
-                { "--keep-backups", "", "N", "keep so many backups of each file, the newest [10]", &options.keepBackups },
+                { "--keep-backups", "", "N", "keep so many backups of each file, the newest [10]",
+                    &options.keepBackups },
                 { "--allow-removals", "", "", "go on though much would be removed from a file",
                     &options.guards.allowRemovals },
                 { "--allow-unrelated", "", "", "go on though the vaults have nothing in common",
@@ -52,13 +53,14 @@ public:
                     &options.guards.allowOlder },
             },
             {
-                "Merges the copies so that afterwards each holds the records of all: new ones go everywhere, deleted ones "
-                "go, and of a record that was edited on both sides both versions stay. No password is asked for and "
-                "nothing is deciphered.",
-                "Before, both files are read and merged in memory, and what looks like a mistake is refused: each refusal "
-                "names the option to go on, and at a terminal it is a question. Then the files are locked, merged and "
-                "written beside the old ones, read back and proved to have lost nothing, backed up under numbered names, "
-                "and replaced together. Either all of this is done or nothing is changed.",
+                "Merges the copies so that afterwards each holds the records of all: new ones go everywhere, "
+                "deleted ones go, and of a record that was edited on both sides both versions stay. No password "
+                "is asked for and nothing is deciphered.",
+                "Before, both files are read and merged in memory, and what looks like a mistake is refused: each "
+                "refusal names the option to go on, and at a terminal it is a question. Then the files are "
+                "locked, merged and written beside the old ones, read back and proved to have lost nothing, "
+                "backed up under numbered names, and replaced together: if the second can't be, the first is "
+                "taken back.",
                 "More than two copies are made equal by as few runs of two as it takes.",
                 "\"vellorin undo\" takes the last run back.",
             },
@@ -110,6 +112,7 @@ private:
             printJson(console, document);
             return statusOf(report);
         } catch (const GuardRefusal& refusal) {
+            document["paths"] = jsonOfPaths(paths);
             document["refused"] = jsonOf(refusal.objection);
             printJson(console, document);
             throw;

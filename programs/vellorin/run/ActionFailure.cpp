@@ -24,11 +24,13 @@ constexpr std::string_view kLocked = "<It appears your Vellorin file is open by 
 
 constexpr std::array kWords {
     Words { kLocked, "another program has held the write lock for 15 seconds" },
-    Words { "<The file specified in the file synchronization preferences does not appear to exist.", "a file has gone meanwhile" },
+    Words { "<The file specified in the file synchronization preferences does not appear to exist.",
+        "a file has gone meanwhile" },
     Words { "<Can't find file:", "a file has gone meanwhile" },
     Words { "<Can't synchronize a file with itself!>", "both names lead to one file" },
     Words { "<sendStart: Unable to AESend. (-1712)>", "the application that has the file open did not answer in time" },
-    Words { "<sendStart: Unable to AESend.", "the application that has the file open could not be asked to let go of it" },
+    Words {
+        "<sendStart: Unable to AESend.", "the application that has the file open could not be asked to let go of it" },
     Words { "<Bad event response", "the application that has the file open gave no proper answer" },
     Words { "<Unable to AEGetParamPtr.", "the application that has the file open gave no proper answer" },
 };
@@ -43,8 +45,8 @@ std::string holderOf(const std::string& path)
     const std::string who = holder->hasNote
         ? holder->program + ", process " + std::to_string(holder->process) + " on " + holder->host
         : "a program that left no note";
-    return "; " + path + " is locked by " + who + ", since " + localTimeText(holder->since) + "; \"vellorin unlock " + path
-        + "\" tells whether it still runs, and breaks the lock if not";
+    return "; " + path + " is locked by " + who + ", since " + localTimeText(holder->since) + "; \"vellorin unlock "
+        + path + "\" tells whether it still runs, and breaks the lock if not";
 }
 
 /// Without its brackets: they are the action's manner.

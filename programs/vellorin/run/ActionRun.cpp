@@ -57,7 +57,8 @@ ActionRun::ActionRun(const ActionPartners& partners, const SyncPlan& plan, Stage
     : plan_(plan)
     , console_(console)
     , files_(plan, staged)
-    , action_({ { partners.events, partners.locks, files_, partners.clock }, alerts_, partners.pauseBetweenLockAttempts })
+    , action_(
+          { { partners.events, partners.locks, files_, partners.clock }, alerts_, partners.pauseBetweenLockAttempts })
 {
 }
 
@@ -69,11 +70,12 @@ ActionRun::~ActionRun()
 void ActionRun::run()
 {
     AMErrorDictionary error;
-    const std::string result
-        = action_.runWithInput(AMInput(std::vector<std::string> { plan_.first.path, plan_.second.path }), nullptr, error);
+    const std::string result = action_.runWithInput(
+        AMInput(std::vector<std::string> { plan_.first.path, plan_.second.path }), nullptr, error);
     files_.newSelves.clear();
     if (result != SynchronizeFiles::kSuccess)
-        throw CommandFailure(kFailed, inWords(result, { plan_.first.path, plan_.second.path }) + "; no file was changed");
+        throw CommandFailure(
+            kFailed, inWords(result, { plan_.first.path, plan_.second.path }) + "; no file was changed");
 }
 
 void ActionRun::end()

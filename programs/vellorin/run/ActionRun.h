@@ -28,8 +28,8 @@ struct ActionPartners {
 /// Those of Linux.
 ActionPartners& linuxPartners();
 
-/// The action on the two files of a plan, with writes that are staged. Locks are held, and the application stays away from
-/// the files, until `end` or the end of the object.
+/// The action on the two files of a plan, with writes that are staged. Locks are held, and the application stays away
+/// from the files, until `end` or the end of the object.
 class ActionRun {
 public:
     /// Everything is borrowed.
@@ -38,15 +38,16 @@ public:
     ActionRun(const ActionRun&) = delete;
     ActionRun& operator=(const ActionRun&) = delete;
 
-    /// Raises: FileChanged if a file doesn't hold the plan's bytes; CommandFailure (kFailed) with the action's failure in
-    /// words. Throws Interrupted.
+    /// Raises: FileChanged if a file doesn't hold the plan's bytes; CommandFailure (kFailed) with the action's failure
+    /// in words. Throws Interrupted.
     void run();
 
     /// What was read back of the files' new selves.
     const NSData& newFirst() const { return *files_.newFirst; }
     const NSData& newSecond() const { return *files_.newSecond; }
 
-    /// Gives back the locks and lets the application have the files again. What fails here comes too late for the result.
+    /// Gives back the locks and lets the application have the files again. What fails here comes too late for the
+    /// result.
     void end();
 
 private:

@@ -164,15 +164,14 @@ std::vector<std::string> backupsOf(const std::string& path)
     const std::string base = baseOf(name);
     const std::string extension = extensionWithDot(name);
     FileSystemCalls& calls = fileSystemCalls();
-    const StDescriptor folder(
-        calls, calls.openAt(AT_FDCWD, folderOf(file), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    const StDescriptor folder(calls, calls.openAt(AT_FDCWD, folderOf(file), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     std::vector<std::string> names;
     if (folder.value < 0 || calls.namesIn(folder.value, names) != 0)
         return {};
     std::vector<std::tuple<int64_t, int64_t, uint32_t, std::string>> found;
     for (const std::string& candidate : names) {
         const std::optional<uint32_t> number = numberOf(candidate, base, extension);
-        struct stat status {};
+        struct stat status { };
         if (number && calls.statAt(folder.value, candidate, status, AT_SYMLINK_NOFOLLOW) == 0
             && S_ISREG(status.st_mode))
             found.emplace_back(status.st_mtim.tv_sec, status.st_mtim.tv_nsec, *number, candidate);

@@ -14,7 +14,11 @@ class Console;
 class Backups {
 public:
     /// `most` of each file are kept, the new one included.
-    Backups(uint32_t most, Console& console) : most_(most), console_(console) { }
+    Backups(uint32_t most, Console& console)
+        : most_(most)
+        , console_(console)
+    {
+    }
     ~Backups();
     Backups(const Backups&) = delete;
     Backups& operator=(const Backups&) = delete;
@@ -39,9 +43,9 @@ private:
     std::vector<Made> made_;
 };
 
-/// Removes a file's oldest backups, by the time of their content's last change and then by their numbers, until `most` are
-/// left. One that holds damage goes only where another backup holds the same bytes; the paths in `spared` stay as well.
-/// What can't be removed stays.
+/// Removes a file's oldest backups, by the time of their content's last change and then by their numbers, until `most`
+/// are left. One that holds damage goes only where another backup holds the same bytes; the paths in `spared` stay as
+/// well. What can't be removed stays.
 void pruneBackups(const std::string& path, std::size_t most, const std::vector<std::string>& spared);
 
 /// The paths of a file's backups, the oldest first.

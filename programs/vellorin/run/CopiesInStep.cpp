@@ -195,7 +195,16 @@ void printReport(const CopiesReport& report, Console& console)
     if (report.runs.empty() && !console.manner().quiet)
         console.data("all " + grouped(report.paths.size()) + " copies are already in step\n");
     if (report.paths.size() > 2 && !report.equal)
-        console.say("The copies still differ: some records grow with each run, such as one identity in two categories.");
+        console.say(
+            "The copies still differ: some records grow with each run, such as one identity in two categories.");
+}
+
+nlohmann::ordered_json jsonOfPaths(const std::vector<std::string>& paths)
+{
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const std::string& path : paths)
+        list.push_back(jsonText(path));
+    return list;
 }
 
 nlohmann::ordered_json jsonOf(const CopiesReport& report)
@@ -204,8 +213,5 @@ nlohmann::ordered_json jsonOf(const CopiesReport& report)
     Json runs = Json::array();
     for (const SyncReport& run : report.runs)
         runs.push_back(jsonOf(run));
-    Json paths = Json::array();
-    for (const std::string& path : report.paths)
-        paths.push_back(jsonText(path));
-    return { { "paths", paths }, { "equal", report.equal }, { "runs", runs } };
+    return { { "paths", jsonOfPaths(report.paths) }, { "equal", report.equal }, { "runs", runs } };
 }

@@ -18,9 +18,8 @@ struct CopiesSchedule {
 };
 
 /// The fewest runs, tried out in memory. If one copy holds all that the others have, one run of it with each; else each
-/// copy tells what it has by the fewest calls in which everybody gets to know everything (3 for 3 copies, 2n - 4 for n).
-/// Runs of two files that are in step then are left out.
-/// Raises: CommandFailure, as SyncPlan.
+/// copy tells what it has by the fewest calls in which everybody gets to know everything (3 for 3 copies, 2n - 4 for
+/// n). Runs of two files that are in step then are left out. Raises: CommandFailure, as SyncPlan.
 CopiesSchedule scheduleFor(const std::vector<std::string>& paths, Journal& journal);
 
 /// What became of all copies.
@@ -41,6 +40,8 @@ CopiesReport synchronizeCopies(
     const std::vector<std::string>& paths, SyncOptions options, Journal& journal, Console& console);
 
 void printReport(const CopiesReport& report, Console& console);
+
+nlohmann::ordered_json jsonOfPaths(const std::vector<std::string>& paths);
 
 /// Members for a document of the command.
 nlohmann::ordered_json jsonOf(const CopiesReport& report);

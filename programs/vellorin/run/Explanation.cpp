@@ -34,7 +34,10 @@ std::vector<std::pair<Deed, const std::vector<std::string>*>> deedsIn(const Jour
 /// Each UUID that begins like this, by its folded form.
 class Candidates {
 public:
-    explicit Candidates(const std::string& begin) : begin(folded(begin)) { }
+    explicit Candidates(const std::string& begin)
+        : begin(folded(begin))
+    {
+    }
 
     void add(std::string_view uuid)
     {
@@ -126,7 +129,8 @@ std::string wordsOf(const Explanation::Event& event)
 std::string presentState(const Explanation& explanation)
 {
     if (explanation.categories.empty())
-        return explanation.isListedAsDeleted ? "is not there; it is listed as deleted" : "is not there, and not listed as deleted";
+        return explanation.isListedAsDeleted ? "is not there; it is listed as deleted"
+                                             : "is not there, and not listed as deleted";
     std::string text = "is there, in the category ";
     for (std::size_t i = 0; i < explanation.categories.size(); ++i)
         text += (i > 0 ? " and in " : "") + ("\"" + printable(explanation.categories[i]) + "\"");
@@ -187,7 +191,7 @@ nlohmann::ordered_json jsonOf(const Explanation& explanation)
         for (const std::string& path : event.otherFiles)
             others.push_back(jsonText(path));
         events.push_back({ { "run", event.runId }, { "command", event.command }, { "deed", nameOf(event.deed) },
-            { "other-files", others }, { "taken-back", event.wasTakenBack }, { "cut-off", event.wasCutOff } });
+            { "otherFiles", others }, { "takenBack", event.wasTakenBack }, { "cutOff", event.wasCutOff } });
     }
     Json categories = Json::array();
     for (const std::string& category : explanation.categories)

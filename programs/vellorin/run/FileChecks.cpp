@@ -24,7 +24,7 @@ constexpr char kLongestBackupWord[] = " backup 100";
 
 struct stat statusOf(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     if (fileSystemCalls().statAt(AT_FDCWD, path, status, 0) != 0)
         fail(kFailed, path, std::strerror(errno));
     if (!S_ISREG(status.st_mode))
@@ -35,7 +35,7 @@ struct stat statusOf(const std::string& path)
 /// The file system itself knows how long a name may be.
 bool isTooLong(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     return fileSystemCalls().statAt(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENAMETOOLONG;
 }
 

@@ -130,8 +130,8 @@ void refuseUnlessAllowed(const std::vector<Objection>& objections, GuardOptions&
 
 GuardRefusal::GuardRefusal(const Objection& objection)
     : CommandFailure(kRefused,
-          "refused (" + nameOf(objection.kind) + "): " + objection.message + "; no file was changed. To go on all the same: "
-              + optionFor(objection.kind))
+        "refused (" + nameOf(objection.kind) + "): " + objection.message
+            + "; no file was changed. To go on all the same: " + optionFor(objection.kind))
     , objection(objection)
 {
 }

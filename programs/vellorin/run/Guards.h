@@ -42,11 +42,10 @@ public:
 /// - Removals: more than 10 records and more than a quarter of a side would go from it.
 /// - Unrelated: both have records, and no UUID, deletion or identity in common.
 /// - Damage: damaged entries on a side (VaultDamage), each with its offset.
-/// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its bytes are
-///   those of an earlier run, its date of opening is earlier, or it has fewer deletions.
+/// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its
+///   bytes are those of an earlier run, its date of opening is earlier, or it has fewer deletions.
 std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal);
 
-/// Ends the command by the first objection that neither the options nor the user at a terminal wave aside. What the user
-/// has waved aside is in the options from then on.
-/// Raises: GuardRefusal. Throws Interrupted.
+/// Ends the command by the first objection that neither the options nor the user at a terminal wave aside. What the
+/// user has waved aside is in the options from then on. Raises: GuardRefusal. Throws Interrupted.
 void refuseUnlessAllowed(const std::vector<Objection>& objections, GuardOptions& options, Console& console);

@@ -9,7 +9,11 @@
 class HandOff final : private ConduitSynchronizeSenderDelegate {
 public:
     /// Borrows both.
-    HandOff(const ActionPartners& partners, Console& console) : partners_(partners), console_(console) { }
+    HandOff(const ActionPartners& partners, Console& console)
+        : partners_(partners)
+        , console_(console)
+    {
+    }
     ~HandOff();
     HandOff(const HandOff&) = delete;
     HandOff& operator=(const HandOff&) = delete;

@@ -72,7 +72,7 @@ void makeFolders(FileSystemCalls& calls, const std::string& path)
 /// A temporary file whose maker was killed. Young ones stay: many write at once, and may not have marked theirs yet.
 void removeIfLeftOver(FileSystemCalls& calls, int folder, const std::string& name)
 {
-    struct stat status {};
+    struct stat status { };
     if (name[0] != '.' || name.size() <= kTemporaryEnd + 1
         || calls.statAt(folder, name, status, AT_SYMLINK_NOFOLLOW) != 0
         || status.st_mtim.tv_sec > std::time(nullptr) - kYoungSeconds)
@@ -110,7 +110,10 @@ bool leftWithHash(const JournalRun& run, const JournalFile& file, const std::str
     return hash == file.hashAfter || hash == file.hashBefore;
 }
 
-Journal::Journal() : Journal(folderOfUser()) { }
+Journal::Journal()
+    : Journal(folderOfUser())
+{
+}
 
 Journal::Journal(std::string folder)
     : folder_(std::move(folder))
@@ -138,7 +141,7 @@ void Journal::makeFolder() const
 {
     if (folder_.empty())
         fail("of a user without a home", "there is no folder for it");
-    struct stat status {};
+    struct stat status { };
     if (fileSystemCalls().statAt(AT_FDCWD, folder_, status, 0) != 0)
         makeFolders(fileSystemCalls(), folder_);
 }
@@ -232,8 +235,8 @@ std::optional<JournalRun> Journal::newestRun() const
     return newest;
 }
 
-/// Takes away the runs of which each file has newer ones enough, and what killed programs have left. What can't be removed
-/// stays.
+/// Takes away the runs of which each file has newer ones enough, and what killed programs have left. What can't be
+/// removed stays.
 void Journal::prune() const
 {
     FileSystemCalls& calls = fileSystemCalls();

@@ -44,12 +44,13 @@ struct JournalRun {
 /// The hash that a file has when the run is as its state says; of a run that stopped half-way, either of both.
 bool leftWithHash(const JournalRun& run, const JournalFile& file, const std::string& hash);
 
-/// What was synchronised when: one small file for each run in $XDG_STATE_HOME/vellorin/journal (~/.local/state), readable
-/// by its owner alone. No secret stands in it: paths, identities, UUIDs, hashes.
+/// What was synchronised when: one small file for each run in $XDG_STATE_HOME/vellorin/journal (~/.local/state),
+/// readable by its owner alone. No secret stands in it: paths, identities, UUIDs, hashes.
 ///
 /// A run is noted before its first replacement (Begun) and again behind its last, each at one stroke and synced, so
 /// that a killed run leaves word of what it meant to do. The newest 1,000 runs of a file are kept.
-/// An entry that can't be read is skipped, with a word to the log: the journal must never stand in a synchronisation's way.
+/// An entry that can't be read is skipped, with a word to the log: the journal must never stand in a synchronisation's
+/// way.
 class Journal {
 public:
     Journal(); // of this user
@@ -61,11 +62,12 @@ public:
     /// Makes the folder, if it isn't there. Raises: CommandFailure (kFailed).
     void makeFolder() const;
 
-    /// Writes or replaces the run's entry, and removes those that are too many, now and then. Raises: CommandFailure (kFailed)
-    /// if it can't be written. Throws Interrupted.
+    /// Writes or replaces the run's entry, and removes those that are too many, now and then. Raises: CommandFailure
+    /// (kFailed) if it can't be written. Throws Interrupted.
     void write(const JournalRun& run);
 
-    /// Removes the entry of a run that came to nothing. One that can't be removed stays: the files' hashes tell the same.
+    /// Removes the entry of a run that came to nothing. One that can't be removed stays: the files' hashes tell the
+    /// same.
     void forget(const std::string& id);
 
     /// Shows the runs, newest first, until `isEnough` answers true.

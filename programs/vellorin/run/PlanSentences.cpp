@@ -12,16 +12,23 @@ std::string recordsDo(uint64_t number, const std::string& one, const std::string
 /// Tells in the order in which people ask: what comes, what goes, what stays twice.
 class Sentences {
 public:
-    Sentences(const SyncPlan& plan, bool alsoSecond) : plan(plan), names(shortNames({ plan.first.path, plan.second.path })), alsoSecond(alsoSecond) { }
+    Sentences(const SyncPlan& plan, bool alsoSecond)
+        : plan(plan)
+        , names(shortNames({ plan.first.path, plan.second.path }))
+        , alsoSecond(alsoSecond)
+    {
+    }
 
     std::vector<std::string> all()
     {
         comesAndGoes();
         const VaultDifference& difference = plan.difference;
-        tell(difference.likelyPairs.size(), "was edited on both sides and stays twice", "were edited on both sides and stay twice");
+        tell(difference.likelyPairs.size(), "was edited on both sides and stays twice",
+            "were edited on both sides and stay twice");
         tell(difference.otherCategory.size(), "stands in another category on each side and stays twice",
             "stand in another category on each side and stay twice");
-        tell(difference.otherBody.size(), "has another content on each side, under one identity; each file keeps its own",
+        tell(difference.otherBody.size(),
+            "has another content on each side, under one identity; each file keeps its own",
             "have another content on each side, under one identity; each file keeps its own");
         deletions();
         return std::move(sentences);
@@ -62,7 +69,8 @@ private:
             return;
         const auto learns = [&](const std::string& name, uint32_t number) {
             if (number > 0)
-                sentences.push_back(name + " takes over " + counted(number, "deletion", "deletions") + " of records that it doesn't have");
+                sentences.push_back(name + " takes over " + counted(number, "deletion", "deletions")
+                    + " of records that it doesn't have");
         };
         learns(names[0], plan.difference.deletionsOnlyInB);
         if (alsoSecond)

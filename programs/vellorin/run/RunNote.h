@@ -20,8 +20,8 @@ public:
     /// Before the first replacement. Raises: CommandFailure (kFailed). Throws Interrupted.
     void begin();
 
-    /// Behind the last replacement. A note that can't be written any more is told and is no failure: the files' hashes say
-    /// what has become of the run.
+    /// Behind the last replacement. A note that can't be written any more is told and is no failure: the files' hashes
+    /// say what has become of the run.
     void end(JournalRun::State state);
 
     const std::string& id() const { return run_.id; }

@@ -7,7 +7,11 @@
 #include <optional>
 
 struct StagedFiles::Entry {
-    Entry(FileSystemCalls& calls, const std::string& path) : path(path), replacement(calls, path) { }
+    Entry(FileSystemCalls& calls, const std::string& path)
+        : path(path)
+        , replacement(calls, path)
+    {
+    }
 
     const std::string path;
     FileReplacement replacement;
@@ -131,7 +135,8 @@ void StagedFiles::takeBackReplaced(const std::string& reason)
             (*entry)->replacement.syncFolder(); // if not, a crash of the system leaves the old file or the new one
         } catch (const FileSystemFailure& failure) {
             if ((*entry)->isReplaced)
-                outcome += "; " + (*entry)->path + " has its new content already, as it can't be taken back (" + failure.reason + ")";
+                outcome += "; " + (*entry)->path + " has its new content already, as it can't be taken back ("
+                    + failure.reason + ")";
         }
     }
     if (!outcome.empty())

@@ -14,7 +14,10 @@ class FileSystemCalls;
 /// Somebody else changed a file since it was read.
 class FileChanged : public std::exception {
 public:
-    explicit FileChanged(std::string path) : path(std::move(path)) { }
+    explicit FileChanged(std::string path)
+        : path(std::move(path))
+    {
+    }
     const char* what() const noexcept override { return path.c_str(); }
 
     const std::string path;
@@ -22,8 +25,8 @@ public:
 
 /// New selves of files, written and synced beside them, which take their places together.
 ///
-/// Ending the object before `commit` leaves the old files and nothing else; what a killed program leaves goes with the next
-/// run (Leftovers.h).
+/// Ending the object before `commit` leaves the old files and nothing else; what a killed program leaves goes with the
+/// next run (Leftovers.h).
 class StagedFiles {
 public:
     StagedFiles();
@@ -45,9 +48,9 @@ public:
     void discard(const std::string& path);
 
     /// Replaces all, in the order of staging, and makes that last. A file that is no longer as it was read is not
-    /// overwritten: FileChanged, with all files old. So they are when a replacement fails: those before it are taken back,
-    /// CommandFailure with kFailed; with kHalfWritten if that failed too, and the message names what is new and what old.
-    /// Throws Interrupted before it begins; afterwards it goes on to its end.
+    /// overwritten: FileChanged, with all files old. So they are when a replacement fails: those before it are taken
+    /// back, CommandFailure with kFailed; with kHalfWritten if that failed too, and the message names what is new and
+    /// what old. Throws Interrupted before it begins; afterwards it goes on to its end.
     void commit();
 
     std::size_t count() const { return entries_.size(); }

@@ -27,7 +27,8 @@ struct PlannedFile {
 
 /// What a synchronisation of two files would do, without doing any of it.
 struct SyncPlan {
-    /// Merges in memory. Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be merged.
+    /// Merges in memory. Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be
+    /// merged.
     SyncPlan(PlannedFile firstFile, PlannedFile secondFile);
 
     PlannedFile first;
@@ -41,18 +42,19 @@ struct SyncPlan {
     /// The second file has no record, deletion or removal for the first.
     bool firstStaysAsItIs() const;
 
-    /// "3 records go from laptop.vlr to nas.vlr", ...: one sentence for each kind of change that there is, naming direction
-    /// and file. Empty when in step. Without `alsoSecond` only what becomes of the first file.
+    /// "3 records go from laptop.vlr to nas.vlr", ...: one sentence for each kind of change that there is, naming
+    /// direction and file. Empty when in step. Without `alsoSecond` only what becomes of the first file.
     std::vector<std::string> sentences(bool alsoSecond = true) const;
 };
 
 /// Reads both files and merges them in memory; locks nothing, writes nothing, tells nobody.
-/// Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be read, is no vault or can't be
-/// merged.
+/// Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be read, is no vault or
+/// can't be merged.
 SyncPlan planFor(const std::string& first, const std::string& second);
 
 /// The bytes of a file that is to be planned with. Raises: CommandFailure (kFailed).
 NSData bytesOfFile(const std::string& path);
 
-/// Names for texts, as short as they can be while all differ: "laptop.vlr", or "a/vault.vlr" and "b/vault.vlr"; printable.
+/// Names for texts, as short as they can be while all differ: "laptop.vlr", or "a/vault.vlr" and "b/vault.vlr";
+/// printable.
 std::vector<std::string> shortNames(const std::vector<std::string>& paths);

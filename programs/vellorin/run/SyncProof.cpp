@@ -29,7 +29,8 @@ Reason about(const char* what, std::string_view uuid)
 
 /// What is looked up in an output, made once.
 struct Known {
-    explicit Known(const VaultContents& output) : deletions(output.deletions)
+    explicit Known(const VaultContents& output)
+        : deletions(output.deletions)
     {
         for (const VaultRecord& record : output.records) {
             uuids.insert(record.uuid);

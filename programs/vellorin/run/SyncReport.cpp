@@ -2,6 +2,9 @@
 
 #include "SyncPlan.h"
 
+#include <set>
+#include <string_view>
+
 namespace {
 
 ReportedFile reported(const PlannedFile& file, bool isReplaced)
@@ -19,7 +22,8 @@ ReportedFile reported(const PlannedFile& file, bool isReplaced)
 
 KeptTwice pairOf(const VaultRecord& first, const VaultRecord& second)
 {
-    return { std::string(first.uuid), std::string(second.uuid), std::string(first.category), first.uuid == second.uuid };
+    return { std::string(first.uuid), std::string(second.uuid), std::string(first.category),
+        first.uuid == second.uuid };
 }
 
 } // namespace
@@ -31,8 +35,11 @@ std::vector<KeptTwice> keptTwiceBy(const SyncPlan& plan)
     std::vector<KeptTwice> pairs;
     for (const VaultDifference::LikelyPair& pair : plan.difference.likelyPairs)
         pairs.push_back(pairOf(first[pair.a], second[pair.b]));
-    for (const VaultDifference::Match& pair : plan.difference.otherCategory)
-        pairs.push_back(pairOf(first[pair.a], second[pair.b]));
+    std::set<std::string_view> told; // one identity may stand in several categories on a side
+    for (const VaultDifference::Match& pair : plan.difference.otherCategory) {
+        if (told.insert(first[pair.a].uuid).second)
+            pairs.push_back(pairOf(first[pair.a], second[pair.b]));
+    }
     return pairs;
 }
 

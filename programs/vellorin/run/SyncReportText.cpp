@@ -79,9 +79,9 @@ const char* nameOf(SyncReport::Outcome outcome)
 
 Json jsonOf(const ReportedFile& file)
 {
-    return { { "path", jsonText(file.path) }, { "written", file.written }, { "records-before", file.recordsBefore },
-        { "records-after", file.recordsAfter }, { "added", file.added }, { "removed", file.removed },
-        { "deletions-after", file.deletionsAfter },
+    return { { "path", jsonText(file.path) }, { "written", file.written }, { "recordsBefore", file.recordsBefore },
+        { "recordsAfter", file.recordsAfter }, { "added", file.added }, { "removed", file.removed },
+        { "deletionsAfter", file.deletionsAfter },
         { "backup", file.backup.empty() ? Json(nullptr) : jsonText(file.backup) } };
 }
 
@@ -116,15 +116,16 @@ nlohmann::ordered_json jsonOf(const SyncReport& report)
 {
     Json twice = Json::array();
     for (const KeptTwice& pair : report.keptTwice)
-        twice.push_back({ { "uuid-in-first", jsonText(pair.uuidInFirst) },
-            { "uuid-in-second", jsonText(pair.uuidInSecond) }, { "category", jsonText(pair.category) },
-            { "same-uuid", pair.sameUuid } });
+        twice.push_back(
+            { { "uuidInFirst", jsonText(pair.uuidInFirst) }, { "uuidInSecond", jsonText(pair.uuidInSecond) },
+                { "category", jsonText(pair.category) }, { "sameUuid", pair.sameUuid } });
     Json objections = Json::array();
     for (const Objection& objection : report.objections)
         objections.push_back(jsonOf(objection));
-    return { { "outcome", nameOf(report.outcome) }, { "run", report.runId.empty() ? Json(nullptr) : Json(report.runId) },
+    return { { "outcome", nameOf(report.outcome) },
+        { "run", report.runId.empty() ? Json(nullptr) : Json(report.runId) },
         { "files", Json::array({ jsonOf(report.first), jsonOf(report.second) }) }, { "sentences", report.sentences },
-        { "kept-twice", twice }, { "objections", objections },
+        { "keptTwice", twice }, { "objections", objections },
         { "counters", { { "identical", report.identical }, { "duplicated", report.duplicated } } },
         { "attempts", report.attempts } };
 }

@@ -104,7 +104,8 @@ private:
         run.command = options.command;
         run.batch = options.batch;
         run.files.push_back(journalFileOf(plan.first, action.newFirst()));
-        run.files.push_back(journalFileOf(plan.second, options.replaceSecond ? action.newSecond() : plan.second.bytes()));
+        run.files.push_back(
+            journalFileOf(plan.second, options.replaceSecond ? action.newSecond() : plan.second.bytes()));
         if (!options.replaceSecond) {
             run.files.back().added.clear();
             run.files.back().removed.clear();

@@ -46,8 +46,8 @@ std::vector<JournalRun> runsToTakeBack(const std::vector<std::string>& paths, co
     });
     if (runs.empty())
         refuse(paths.empty() ? "the journal knows no run that could be taken back"
-                             : "the journal knows no run on " + paths.front() + (paths.size() > 1 ? " and the others" : "")
-                    + " that could be taken back");
+                             : "the journal knows no run on " + paths.front()
+                    + (paths.size() > 1 ? " and the others" : "") + " that could be taken back");
     return runs;
 }
 
@@ -155,11 +155,12 @@ private:
             run.state = State::Undone;
     }
 
-    /// Notes that the undo begins; at its end writes the entries as they are then, so that those of an undo that came to
-    /// nothing are as before.
+    /// Notes that the undo begins; at its end writes the entries as they are then, so that those of an undo that came
+    /// to nothing are as before.
     class StStates {
     public:
-        explicit StStates(Undoing& undoing) : undoing(undoing)
+        explicit StStates(Undoing& undoing)
+            : undoing(undoing)
         {
             for (JournalRun run : undoing.runs) {
                 run.state = State::UndoBegun;
@@ -205,8 +206,8 @@ void printReport(const UndoReport& report, Console& console)
         return;
     std::string text;
     for (const JournalRun& run : report.runs)
-        text += std::string(report.isDone ? "Taken back: " : "Would be taken back: ") + run.command + " of " + run.time()
-            + "\n";
+        text += std::string(report.isDone ? "Taken back: " : "Would be taken back: ") + run.command + " of "
+            + run.time() + "\n";
     for (const UndoneFile& file : report.files)
         text += "  " + printable(file.path)
             + (file.isOldAlready ? " is as it was before" : " from " + printable(file.backup)) + "\n";

@@ -34,8 +34,8 @@ struct UndoOptions {
 ///
 /// Under the same locks as a synchronisation, and staged and replaced like one. The journal remembers it, so that a
 /// further call takes back the run before.
-/// Raises: CommandFailure: kRefused, with the reason, if there is no such run, if a file has changed since, or if a backup
-/// is missing or not what it was; kFailed; kHalfWritten. Throws Interrupted, with all files as they were.
+/// Raises: CommandFailure: kRefused, with the reason, if there is no such run, if a file has changed since, or if a
+/// backup is missing or not what it was; kFailed; kHalfWritten. Throws Interrupted, with all files as they were.
 UndoReport undo(const std::vector<std::string>& paths, const UndoOptions& options, Journal& journal, Console& console);
 
 void printReport(const UndoReport& report, Console& console);

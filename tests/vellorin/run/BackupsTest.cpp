@@ -36,12 +36,13 @@ TEST_F(BackupsTest, TheOldestGoFirstAndOtherFilesStay)
     writeBackup(1, vault, 1);
     writeBackup(2, vault, 9);
     writeBackup(3, vault, 5);
-    for (const std::string name : { "v backup 0.vlr", "v backup 03.vlr", "v backup 101.vlr", "v backup x.vlr", "w backup 1.vlr",
-             "v backup 2.txt", "v backup 2" })
+    for (const std::string name : { "v backup 0.vlr", "v backup 03.vlr", "v backup 101.vlr", "v backup x.vlr",
+             "w backup 1.vlr", "v backup 2.txt", "v backup 2" })
         folder.write(name, vault);
     backUp(3);
     EXPECT_EQ(folder.listing(),
-        "v backup 0.vlr v backup 03.vlr v backup 1.vlr v backup 101.vlr v backup 2 v backup 2.txt v backup 3.vlr v backup "
+        "v backup 0.vlr v backup 03.vlr v backup 1.vlr v backup 101.vlr v backup 2 v backup 2.txt v backup 3.vlr v "
+        "backup "
         "4.vlr v backup x.vlr v.vlr w backup 1.vlr");
 }
 

@@ -51,11 +51,13 @@ const CopiesCase kCases[] = {
         { holding({ "c", "1" }), holding({ "c", "2" }), holding({ "c", "3" }), holding({ "c", "4" }),
             holding({ "c", "5" }), holding({ "c", "6" }) },
         8, { "c", "1", "2", "3", "4", "5", "6" } },
-    { "one holds all", { holding({ "c" }), holding({ "c", "2" }), holding({ "c", "2", "3" }), holding({ "c", "3" }) }, 3,
-        { "c", "2", "3" } },
-    { "one of five differs", { holding({ "c" }), holding({ "c" }), holding({ "c" }), holding({ "c" }), holding({ "c", "5" }) },
-        4, { "c", "5" } },
-    { "deletions go everywhere", { holding({ "c", "x" }), holding({ "c", "x" }), holding({ "c" }, { "x" }) }, 2, { "c" } },
+    { "one holds all", { holding({ "c" }), holding({ "c", "2" }), holding({ "c", "2", "3" }), holding({ "c", "3" }) },
+        3, { "c", "2", "3" } },
+    { "one of five differs",
+        { holding({ "c" }), holding({ "c" }), holding({ "c" }), holding({ "c" }), holding({ "c", "5" }) }, 4,
+        { "c", "5" } },
+    { "deletions go everywhere", { holding({ "c", "x" }), holding({ "c", "x" }), holding({ "c" }, { "x" }) }, 2,
+        { "c" } },
 };
 
 TEST_F(CopiesInStepTest, AsFewRunsAsItTakes)
@@ -98,8 +100,8 @@ TEST_F(CopiesInStepTest, AGuardRefusesBeforeTheFirstRun)
     std::vector<SketchedVault> copies { holding({ "c", "1" }), holding({ "c", "2" }), holding({ "q" }) };
     copies[2].identity = "J";
     const std::vector<std::string> paths = written(copies);
-    EXPECT_EQ(failureOf([&] { synchronizeCopies(paths, options, journal, console); }).substr(0, 21),
-        "2: refused (unrelated");
+    EXPECT_EQ(
+        failureOf([&] { synchronizeCopies(paths, options, journal, console); }).substr(0, 21), "2: refused (unrelated");
     for (std::size_t i = 0; i < paths.size(); ++i)
         EXPECT_EQ(folder.read(std::to_string(i)), copies[i].bytes());
 }

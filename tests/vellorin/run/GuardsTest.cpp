@@ -9,8 +9,8 @@ class GuardsTest : public RunFixture {
 protected:
     std::string objections(const std::string& first, const std::string& second)
     {
-        const SyncPlan plan(PlannedFile(folder.path("a.vlr"), dataOf(first)),
-            PlannedFile(folder.path("b.vlr"), dataOf(second)));
+        const SyncPlan plan(
+            PlannedFile(folder.path("a.vlr"), dataOf(first)), PlannedFile(folder.path("b.vlr"), dataOf(second)));
         std::string names;
         for (const Objection& objection : objectionsTo(plan, journal))
             names += (names.empty() ? "" : " ") + nameOf(objection.kind);

@@ -27,7 +27,7 @@ protected:
 
     static std::string numbered(int number)
     {
-        char id[40];
+        char id[64];
         std::snprintf(id, sizeof id, "2026-11-21T10:36:08.%06dZ-00000000", number);
         return id;
     }
@@ -38,8 +38,8 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     JournalRun written = run("", { "/v/a\xFF\n.vlr", "/v/b.vlr" });
     written.batch = numbered(1);
     written.state = JournalRun::State::HalfDone;
-    written.files[0] = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, { "A", "\xC0" }, { "B" },
-        { "C" } };
+    written.files[0]
+        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, { "A", "\xC0" }, { "B" }, { "C" } };
     journal.write(written);
     const std::vector<JournalRun> read = journal.runsOf("/v/a\xFF\n.vlr");
     ASSERT_EQ(read.size(), 1u);
@@ -130,7 +130,9 @@ TEST_F(JournalTest, ManyWritersAtOnceLoseNothing)
             ::_exit(failureOf([&] {
                 for (int i = 0; i < kRuns; ++i)
                     journal.write(run(""));
-            }) == "0" ? 0 : 1);
+            }) == "0"
+                    ? 0
+                    : 1);
         }
     }
     int status = 0;

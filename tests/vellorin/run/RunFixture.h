@@ -33,7 +33,11 @@ public:
 /// Whoever holds no terminal hears nothing.
 class QuietConsole : public Console {
 public:
-    QuietConsole() : Console("test") { setManner({ true, false }); }
+    QuietConsole()
+        : Console("test")
+    {
+        setManner({ true, false });
+    }
 };
 
 /// Runs on real files in a scratch folder, with a journal beside them.

@@ -10,8 +10,8 @@
 
 #include <fcntl.h>
 
-// A replacement of two files, on file systems with and without what it would like to have, with a fault in each call and
-// with somebody else who changes a file before each.
+// A replacement of two files, on file systems with and without what it would like to have, with a fault in each call
+// and with somebody else who changes a file before each.
 
 namespace {
 
@@ -31,7 +31,8 @@ struct Abilities {
     bool knowsLinks;
 };
 
-const Abilities kFileSystems[] = { { "exchange", true, true }, { "links alone", false, true }, { "neither", false, false } };
+const Abilities kFileSystems[]
+    = { { "exchange", true, true }, { "links alone", false, true }, { "neither", false, false } };
 
 class Replacement {
 public:

@@ -63,9 +63,7 @@ protected:
     int run()
     {
         Journal journal(kJournal);
-        return statusOf([&] {
-            return synchronizeFiles(kFirst, kSecond, options, journal, console).status();
-        });
+        return statusOf([&] { return synchronizeFiles(kFirst, kSecond, options, journal, console).status(); });
     }
 
     int takeBack()
@@ -151,8 +149,9 @@ protected:
             if (!path.starts_with("/vaults/") || path == "/vaults/" || path == kFirst || path == kSecond)
                 continue;
             EXPECT_TRUE(path.starts_with("/vaults/a backup ") || path.starts_with("/vaults/b backup ")) << path;
-            EXPECT_TRUE(bytes == expected.before.first || bytes == expected.before.second
-                || isNew(bytes, expected.after.first)) << path << " holds something else";
+            EXPECT_TRUE(
+                bytes == expected.before.first || bytes == expected.before.second || isNew(bytes, expected.after.first))
+                << path << " holds something else";
         }
     }
 
@@ -222,7 +221,8 @@ TEST_F(SyncFaults, ShortReadsAndWritesLoseNothing)
 TEST_F(SyncFaults, OnAFileSystemThatCantExchangeNames)
 {
     knowsExchange = false;
-    sweep(/*seed=*/330, { { Kind::Fails, 0, /*fromThenOn=*/false, EIO }, { Kind::Fails, 0, /*fromThenOn=*/true, EIO } });
+    sweep(
+        /*seed=*/330, { { Kind::Fails, 0, /*fromThenOn=*/false, EIO }, { Kind::Fails, 0, /*fromThenOn=*/true, EIO } });
 }
 
 TEST_F(SyncFaults, TakingBackLeavesAllOldOrAllNewToo)

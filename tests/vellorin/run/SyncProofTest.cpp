@@ -37,7 +37,8 @@ const ProofCase kProofs[] = {
         "of two records with one identity one would be lost: 1" },
     { "a repetition kept", { { { "1", "", kX }, { "1", "", kY } } }, { {} }, { { { "1", "", kY }, { "1", "", kX } } },
         "" },
-    { "a repetition gone by a deletion", { { { "1", "", kX }, { "1", "", kY } } }, { {}, { "1" } }, { {}, { "1" } }, "" },
+    { "a repetition gone by a deletion", { { { "1", "", kX }, { "1", "", kY } } }, { {}, { "1" } }, { {}, { "1" } },
+        "" },
 };
 
 TEST(SyncProofTest, NamesTheFirstThingThatIsLostOrForeign)

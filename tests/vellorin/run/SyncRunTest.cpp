@@ -130,8 +130,9 @@ TEST_F(SyncRunTest, ALockThatIsHeldIsToldWithItsHolder)
     std::filesystem::create_directory(folder.path(".b.vlr"));
     folder.write(".b.vlr/holder", "host: elsewhere\nprocess: 4711\nstarted: 2026-11-21T10:00:00Z\nprogram: editor\n");
     const std::string failure = failureOf([&] { sync("a.vlr", "b.vlr"); });
-    EXPECT_EQ(failure.find("3: a.vlr and b.vlr: another program has held the write lock for 15 seconds; b.vlr is locked by "
-                           "editor, process 4711 on elsewhere, since "),
+    EXPECT_EQ(
+        failure.find("3: a.vlr and b.vlr: another program has held the write lock for 15 seconds; b.vlr is locked by "
+                     "editor, process 4711 on elsewhere, since "),
         0u)
         << failure;
     EXPECT_EQ(folder.listing(), ".b.vlr a.vlr b.vlr");

@@ -45,7 +45,8 @@ TEST_F(UndoTest, TakesBackOneRunAfterTheOtherAsLongAsNothingElseHappened)
     folder.write("a.vlr", states[1].first);
     takeBack({ "a.vlr", "b.vlr" });
     EXPECT_EQ(present(), states[0]);
-    EXPECT_EQ(failureOf([&] { takeBack(); }), "2: the journal knows no run that could be taken back; no file was changed");
+    EXPECT_EQ(
+        failureOf([&] { takeBack(); }), "2: the journal knows no run that could be taken back; no file was changed");
     EXPECT_EQ(sync("a.vlr", "b.vlr").outcome, SyncReport::Outcome::Done); // no guard stands in its way
 }
 
@@ -60,8 +61,8 @@ TEST_F(UndoTest, SaysWhyNot)
     folder.write("a backup 1.vlr", "something else");
     EXPECT_EQ(failureOf([&] { takeBack(); }), "2: a.vlr: its backup a backup 1.vlr has changed; no file was changed");
     std::filesystem::remove(folder.path("a backup 1.vlr"));
-    EXPECT_EQ(failureOf([&] { takeBack(); }),
-        "2: a.vlr: its backup a backup 1.vlr is no longer there; no file was changed");
+    EXPECT_EQ(
+        failureOf([&] { takeBack(); }), "2: a.vlr: its backup a backup 1.vlr is no longer there; no file was changed");
     folder.write("a backup 1.vlr", backup);
     EXPECT_EQ(failureOf([&] { takeBack({ "c.vlr" }); }),
         "2: the journal knows no run on c.vlr that could be taken back; no file was changed");

@@ -248,12 +248,12 @@ def json_of_each_outcome(scene):
     scene.write(NEXTCLOUD, ["A"])
     scene.path(DROPBOX).write_bytes(vault_bytes(["A", "C"]) + b"stray")
     planned = checked_json(scene.run("resolve", "--dry-run", "--json", ".").stdout)
-    assert planned["dry-run"] is True
+    assert planned["dryRun"] is True
     done = scene.run("resolve", "--json", "--no-backup", ".", "none")
     document = checked_json(done.stdout)
     assert done.returncode == 3 and document["problems"][0]["status"] == 3, done
     copies = {copy["synchroniser"]: copy for copy in document["vaults"][0]["copies"]}
-    told = {name: (copy["outcome"], copy["in-trash"], copy["status"]) for name, copy in copies.items()}
+    told = {name: (copy["outcome"], copy["inTrash"], copy["status"]) for name, copy in copies.items()}
     assert told == {"Syncthing": ("merged", True, 0), "Nextcloud": ("nothing-new", True, 0),
                     "Dropbox": ("left", False, 2)}, told
 
