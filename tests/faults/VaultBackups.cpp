@@ -1,4 +1,4 @@
-#include "Backups.h"
+#include "VaultBackups.h"
 
 #include "ScratchFolder.h"
 
