@@ -31,7 +31,7 @@ public:
         , journal(journal)
         , console(console)
         , action(partnersOf(options), this->plan, staged, console)
-        , backups(options.keepBackups, console)
+        , backups(options.keepBackups, options.alsoSpared, console)
     {
     }
 
@@ -149,6 +149,7 @@ private:
         }
         backups.keep();
         note.end(JournalRun::State::Done);
+        backups.prune();
     }
 
     const SyncPlan plan;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 class Console;
 class Journal;
@@ -17,6 +18,8 @@ struct SyncOptions {
     GuardOptions guards;
     std::string command = "sync"; // for the journal
     std::string batch; // for the journal
+    std::vector<std::string> alsoSpared; // files of other runs of the command, and their backups: none of them is an old
+                                         // backup that may go
 
     /// The second file gives what it has and stays as it is: its copy is about to go.
     bool replaceSecond = true;
