@@ -20,7 +20,8 @@ ActionPartners& askTheSystem()
 
 } // namespace
 
-ActionPartners& confineTo([[maybe_unused]] const std::vector<std::string>& paths, [[maybe_unused]] const Journal& journal)
+ActionPartners& confineTo(
+    [[maybe_unused]] const std::vector<std::string>& paths, [[maybe_unused]] const Journal& journal)
 {
     ActionPartners& partners = askTheSystem();
 #ifdef VELLORIN_CONFINED

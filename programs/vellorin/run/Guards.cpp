@@ -108,14 +108,16 @@ std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal
 {
     const NamedVault first = named(plan.first);
     const NamedVault second = named(plan.second);
+    const std::size_t selfDeletedInFirst = plan.difference.selfDeletedInA.size();
+    const std::size_t selfDeletedInSecond = plan.difference.selfDeletedInB.size();
     const std::pair<Kind, Words> found[] = {
         { Kind::Unrelated, objectionToUnrelated(first, second, plan.difference) },
         { Kind::Damage, objectionToDamage(first) },
         { Kind::Damage, objectionToDamage(second) },
         { Kind::OlderState, olderState(plan.first, journal) },
         { Kind::OlderState, olderState(plan.second, journal) },
-        { Kind::Removals, objectionToRemovals(first, plan.first.removed.size(), plan.difference.selfDeletedInA.size(), second) },
-        { Kind::Removals, objectionToRemovals(second, plan.second.removed.size(), plan.difference.selfDeletedInB.size(), first) },
+        { Kind::Removals, objectionToRemovals(first, plan.first.removed.size(), selfDeletedInFirst, second) },
+        { Kind::Removals, objectionToRemovals(second, plan.second.removed.size(), selfDeletedInSecond, first) },
     };
     std::vector<Objection> result;
     for (const auto& [kind, words] : found) {

@@ -22,6 +22,7 @@ struct JournalFile {
     std::vector<std::string> added; // UUIDs that the run brought to this file
     std::vector<std::string> removed;
     std::vector<std::string> doubled; // stand twice, or as two likely versions, since this run
+    std::vector<std::string> selfDeleted; // of those removed: the file's own deletions named them; not in older entries
 };
 
 /// One run that replaced files, or began to.

@@ -39,6 +39,7 @@ Json jsonOf(const JournalFile& file)
         { "added", listOf(file.added) }, { "removed", listOf(file.removed) }, { "doubled", listOf(file.doubled) } };
     if (file.recordsAfter)
         json["records-after"] = *file.recordsAfter;
+    json["self-deleted"] = listOf(file.selfDeleted);
     return json;
 }
 
@@ -57,6 +58,8 @@ JournalFile fileOf(const Json& json)
     file.added = textsOf(json.at("added"));
     file.removed = textsOf(json.at("removed"));
     file.doubled = textsOf(json.at("doubled"));
+    if (json.contains("self-deleted"))
+        file.selfDeleted = textsOf(json.at("self-deleted"));
     return file;
 }
 

@@ -111,6 +111,7 @@ private:
             run.files.back().removed.clear();
         }
         noteDoubled(run);
+        noteSelfDeleted(run);
         run.files[0].backup = report.first.backup = backup(plan.first);
         if (options.replaceSecond)
             run.files[1].backup = report.second.backup = backup(plan.second);
@@ -129,6 +130,16 @@ private:
                     file.doubled.push_back(pair.uuidInSecond);
             }
         }
+    }
+
+    void noteSelfDeleted(JournalRun& run) const
+    {
+        for (const uint32_t record : plan.difference.selfDeletedInA)
+            run.files[0].selfDeleted.emplace_back(plan.first.contents.records[record].uuid);
+        if (!options.replaceSecond)
+            return;
+        for (const uint32_t record : plan.difference.selfDeletedInB)
+            run.files[1].selfDeleted.emplace_back(plan.second.contents.records[record].uuid);
     }
 
     std::string backup(const PlannedFile& file)

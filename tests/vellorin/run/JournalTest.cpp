@@ -39,7 +39,8 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     written.batch = numbered(1);
     written.state = JournalRun::State::HalfDone;
     written.files[0]
-        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, 9, { "A", "\xC0" }, { "B" }, { "C" } };
+        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, 9, { "A", "\xC0" }, { "B" }, { "C" },
+              { "D" } };
     journal.write(written);
     const std::vector<JournalRun> read = journal.runsOf("/v/a\xFF\n.vlr");
     ASSERT_EQ(read.size(), 1u);
@@ -57,6 +58,7 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     EXPECT_EQ(file.added, (std::vector<std::string> { "A", "\xC0" }));
     EXPECT_EQ(file.removed, std::vector<std::string> { "B" });
     EXPECT_EQ(file.doubled, std::vector<std::string> { "C" });
+    EXPECT_EQ(file.selfDeleted, std::vector<std::string> { "D" });
     EXPECT_EQ(modeOf(journal.folder() + "/" + written.id + ".json"), 0600u);
     EXPECT_EQ(modeOf(journal.folder()), 0700u);
 }

@@ -143,6 +143,19 @@ TEST_F(UndoTest, ExplainTellsARecordsStory)
     EXPECT_EQ(told.events[1].deed, Explanation::Deed::Added);
     EXPECT_EQ(told.events[1].otherFiles, std::vector<std::string> { canonicalPath(folder.path("a.vlr")) });
     EXPECT_EQ(told.categories.size(), 1u);
+    const std::vector<std::string> kDeleted { "2" };
+    const std::vector<std::string> kNone;
+    for (const bool bySelf : { true, false }) {
+        const SketchedVault with { { { "1" }, { "2" } }, bySelf ? kDeleted : kNone };
+        const SketchedVault without { { { "1" } }, bySelf ? kNone : kDeleted };
+        const std::string keeps = folder.write("keeps", with.bytes());
+        folder.write("gives", without.bytes());
+        sync("keeps", "gives");
+        const Explanation::Event removal = explain(keeps, "2", journal).events.back();
+        EXPECT_EQ(removal.deed, Explanation::Deed::Removed);
+        EXPECT_EQ(removal.bySelf, bySelf);
+        options.guards.allowOlder = true;
+    }
     EXPECT_TRUE(explain(folder.path("a.vlr"), "ABC1", journal).events.empty());
     EXPECT_EQ(failureOf([&] { explain(folder.path("b.vlr"), "AB", journal); }),
         "2: b.vlr: several records begin with ab: ABC1, ABD1");
