@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int kMostLinks = 40;
+constexpr char kReplacedSince[] = "somebody else has replaced it since";
 
 } // namespace
 
@@ -159,14 +160,26 @@ std::optional<struct stat> FileReplacement::replacedFile()
 void FileReplacement::takeBack()
 {
     const std::optional<struct stat> present = presentFile();
-    if (!present || present->st_dev != newFile_.st_dev || present->st_ino != newFile_.st_ino)
-        throw FileSystemFailure { "somebody else has replaced it since", /*isReplaced=*/true };
+    if (!present || !isNew(*present))
+        throw FileSystemFailure { kReplacedSince, /*isReplaced=*/true };
+    takeBackOld();
+    exchanged_ = false;
+    keptName_.clear();
+}
+
+/// What somebody else has put there in the last moment is not taken away.
+void FileReplacement::takeBackOld()
+{
     const int result = exchanged_ ? calls_.exchangeAt(folder_.descriptor, newName_, name_)
                                   : calls_.renameAt(folder_.descriptor, keptName_, name_);
     if (result != 0)
         failStep("put back");
-    exchanged_ = false;
-    keptName_.clear();
+    struct stat taken {};
+    if (!exchanged_ || calls_.statAt(folder_.descriptor, newName_, taken, AT_SYMLINK_NOFOLLOW) != 0 || isNew(taken))
+        return;
+    if (calls_.exchangeAt(folder_.descriptor, newName_, name_) != 0)
+        failStep("put back what somebody else has written since");
+    throw FileSystemFailure { kReplacedSince, /*isReplaced=*/true };
 }
 
 void FileReplacement::commitToFreeName()

@@ -65,6 +65,11 @@ private:
     void markOldFile();
     bool exchange();
     void keepUnderFurtherName();
+    void takeBackOld();
+    bool isNew(const struct stat& file) const
+    {
+        return file.st_dev == newFile_.st_dev && file.st_ino == newFile_.st_ino;
+    }
 
     FileSystemCalls& calls_;
     std::string folderPath_;

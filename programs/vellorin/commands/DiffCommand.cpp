@@ -69,6 +69,8 @@ private:
             partOf("only in " + nameOfB, difference.newInB, b),
             partOf("in " + nameOfA + ", deleted by " + nameOfB, difference.deletedByB, a),
             partOf("in " + nameOfB + ", deleted by " + nameOfA, difference.deletedByA, b),
+            partOf("only in " + nameOfA + ", which lists them as deleted itself", difference.selfDeletedInA, a),
+            partOf("only in " + nameOfB + ", which lists them as deleted itself", difference.selfDeletedInB, b),
             partOf("in both, in different categories", difference.otherCategory, a, b),
             partOf("in both, with different encrypted parts", difference.otherBody, a, b),
             partOf("likely pairs: two versions of one record", difference.likelyPairs, a, b),
@@ -126,6 +128,8 @@ private:
         document["onlyInB"] = jsonOfList(difference.newInB, b);
         document["deletedByB"] = jsonOfList(difference.deletedByB, a);
         document["deletedByA"] = jsonOfList(difference.deletedByA, b);
+        document["selfDeletedInA"] = jsonOfList(difference.selfDeletedInA, a);
+        document["selfDeletedInB"] = jsonOfList(difference.selfDeletedInB, b);
         document["otherCategory"] = jsonOfList(difference.otherCategory, a, b);
         document["otherBody"] = jsonOfList(difference.otherBody, a, b);
         document["likelyPairs"] = jsonOfList(difference.likelyPairs, a, b);

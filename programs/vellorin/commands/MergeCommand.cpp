@@ -94,8 +94,10 @@ private:
         ask(objectionToDamage(a), allowDamage_, "--allow-damage", console);
         ask(objectionToDamage(b), allowDamage_, "--allow-damage", console);
         ask(objectionToUnrelated(a, b, difference), allowUnrelated_, "--allow-unrelated", console);
-        ask(objectionToRemovals(a, difference.deletedByB.size(), b), allowRemovals_, "--allow-removals", console);
-        ask(objectionToRemovals(b, difference.deletedByA.size(), a), allowRemovals_, "--allow-removals", console);
+        ask(objectionToRemovals(a, difference.goFromA(), difference.selfDeletedInA.size(), b), allowRemovals_,
+            "--allow-removals", console);
+        ask(objectionToRemovals(b, difference.goFromB(), difference.selfDeletedInB.size(), a), allowRemovals_,
+            "--allow-removals", console);
     }
 
     static void ask(const std::optional<std::string>& objection, bool isAllowed, const char* option, Console& console)
@@ -128,6 +130,8 @@ private:
             document["fromB"] = difference.newInB.size();
             document["deletedByA"] = difference.deletedByA.size();
             document["deletedByB"] = difference.deletedByB.size();
+            document["selfDeletedInA"] = difference.selfDeletedInA.size();
+            document["selfDeletedInB"] = difference.selfDeletedInB.size();
             document["keptTwice"] = keptTwice(difference);
             printJson(console, document);
         }

@@ -1,56 +1,26 @@
 #include "AllCommands.h"
-#include "ActionRun.h"
+#include "Confinement.h"
 #include "Console.h"
 #include "CopiesInStep.h"
 #include "ExitStatus.h"
 #include "Journal.h"
 #include "Json.h"
-#include "NSURL.h"
-#include "Sandbox.h"
-#include "VLR_System.h"
+#include "SafetyOptions.h"
 
 #include <nlohmann/json.hpp>
 
-#include <ctime>
-
 namespace {
-
-constexpr uint32_t kMostBackupsKept = 99;
-
-/// From here on the process reaches the folders of these files and the journal's alone, should a vault take hold of it.
-void confineTo([[maybe_unused]] const std::vector<std::string>& paths, [[maybe_unused]] const Journal& journal)
-{
-#ifdef VELLORIN_CONFINED
-    std::vector<std::string> folders { journal.folder() };
-    for (const std::string& path : paths) {
-        const std::vector<std::string> ofFile = Sandbox::foldersOfFile(NSURL::fileURLWithPath(path).path());
-        folders.insert(folders.end(), ofFile.begin(), ofFile.end());
-    }
-    static_cast<void>(Sandbox::restrictToFolders(folders));
-#endif
-}
 
 class SyncCommand final : public Command {
 public:
     CommandPage page() override
     {
-        return { "sync", "bring copies of a vault in step",
+        CommandPage page { "sync", "bring copies of a vault in step",
             { { "FILE", "two copies of a vault, or more", &paths, 2, CommandPage::kAny } },
             {
-                { "--dry-run", "", "", "tell what would be done, and do nothing", &options.dryRun },
+                { "--dry-run", "", "", "tell what would be done, and do nothing", &dryRun },
                 { "--exit-code", "", "", "with --dry-run: end with 1 if there is something to do", &exitCode },
                 { "--json", "", "", "report as JSON", &json },
-                { "--no-backup", "", "", "make no numbered backups first", &noBackup },
-                { "--keep-backups", "", "N", "keep so many backups of each file, the newest [10]",
-                    &options.keepBackups },
-                { "--allow-removals", "", "", "go on though much would be removed from a file",
-                    &options.guards.allowRemovals },
-                { "--allow-unrelated", "", "", "go on though the vaults have nothing in common",
-                    &options.guards.allowUnrelated },
-                { "--allow-damage", "", "", "go on though a vault is damaged; it is backed up in any case",
-                    &options.guards.allowDamage },
-                { "--allow-older", "", "", "go on though a file is older than the last run left it",
-                    &options.guards.allowOlder },
             },
             {
                 "Merges the copies so that afterwards each holds the records of all: new ones go everywhere, "
@@ -68,46 +38,39 @@ public:
                 { "vellorin sync ~/vault.vlr /media/stick/vault.vlr", "bring two copies in step" },
                 { "vellorin sync --dry-run laptop.vlr nas.vlr phone.vlr", "show what would be done to three" },
             } };
+        const std::vector<Option> ofSafety = safety.options();
+        page.options.insert(page.options.end(), ofSafety.begin(), ofSafety.end());
+        return page;
     }
 
     int run(Console& console) override
     {
-        options.backups = !noBackup;
-        if (options.keepBackups < 1 || options.keepBackups > kMostBackupsKept)
-            throw CommandFailure(kRefused, "--keep-backups needs a number from 1 to 99");
-        if (exitCode && !options.dryRun)
+        if (exitCode && !dryRun)
             throw CommandFailure(kRefused, "--exit-code goes with --dry-run");
+        SyncOptions options = safety.syncOptions("sync");
+        options.dryRun = dryRun;
         Journal journal;
-        if (!options.dryRun)
+        if (!dryRun)
             journal.makeFolder();
-        askTheSystem();
-        confineTo(paths, journal);
-        return json ? runForPrograms(journal, console) : runForPeople(journal, console);
+        options.partners = &confineTo(paths, journal);
+        return json ? runForPrograms(options, journal, console) : runForPeople(options, journal, console);
     }
 
 private:
-    /// Everything that is to be known and lies elsewhere than the files.
-    void askTheSystem()
-    {
-        options.partners = &linuxPartners(); // when this process started
-        static_cast<void>(VLR_System::GetPreference(VLRPref_DocumentFlagOverride, 0)); // the settings
-        ::tzset();
-    }
-
-    int runForPeople(Journal& journal, Console& console)
+    int runForPeople(const SyncOptions& options, Journal& journal, Console& console)
     {
         const CopiesReport report = synchronizeCopies(paths, options, journal, console);
-        console.workIsDone();
+        noteWork(report, console);
         printReport(report, console);
         return statusOf(report);
     }
 
-    int runForPrograms(Journal& journal, Console& console)
+    int runForPrograms(const SyncOptions& options, Journal& journal, Console& console)
     {
         nlohmann::ordered_json document = jsonDocument("sync");
         try {
             const CopiesReport report = synchronizeCopies(paths, options, journal, console);
-            console.workIsDone();
+            noteWork(report, console);
             document.update(jsonOf(report));
             printJson(console, document);
             return statusOf(report);
@@ -119,6 +82,12 @@ private:
         }
     }
 
+    void noteWork(const CopiesReport& report, Console& console) const
+    {
+        if (!dryRun && !report.isInStep())
+            console.workIsDone();
+    }
+
     int statusOf(const CopiesReport& report) const
     {
         if (exitCode)
@@ -127,10 +96,10 @@ private:
     }
 
     std::vector<std::string> paths;
-    SyncOptions options;
+    SafetyOptions safety;
+    bool dryRun = false;
     bool exitCode = false;
     bool json = false;
-    bool noBackup = false;
 };
 
 } // namespace

@@ -31,6 +31,7 @@ public:
 
     int run(Console& console) override
     {
+        options.confines = true;
         Journal journal;
         const UndoReport report = undo(paths, options, journal, console);
         if (report.isDone)

@@ -5,6 +5,7 @@
 #include "ExitStatus.h"
 #include "Json.h"
 #include "LockHolder.h"
+#include "LockHolderText.h"
 #include "NSURL.h"
 #include "TimeText.h"
 
@@ -25,15 +26,6 @@ const char* nameOf(HolderState state)
     case HolderState::Unknown: break;
     }
     return "unknown";
-}
-
-/// "vellorin-sync, process 4711 on laptop, since 2026-11-21 10:36:08"
-std::string describe(const LockHolder& holder)
-{
-    const std::string since = "since " + localTimeText(holder.since);
-    if (!holder.hasNote)
-        return "a program that left no note; it was made by " + holder.owner + " and is there " + since;
-    return holder.program + ", process " + std::to_string(holder.process) + " on " + holder.host + ", " + since;
 }
 
 nlohmann::ordered_json jsonOf(const LockHolder& holder)

@@ -1,9 +1,8 @@
 #include "ActionFailure.h"
 
 #include "DocumentLock.h"
-#include "LockHolder.h"
+#include "LockHolderText.h"
 #include "NSURL.h"
-#include "TimeText.h"
 
 #include <algorithm>
 #include <array>
@@ -42,11 +41,8 @@ std::string holderOf(const std::string& path)
     const std::optional<LockHolder> holder = holderOfLock(*DocumentLock::lockPath(file));
     if (!holder || (holder->hasNote && holder->process == ::getpid())) // the other file's may be ours by now
         return {};
-    const std::string who = holder->hasNote
-        ? holder->program + ", process " + std::to_string(holder->process) + " on " + holder->host
-        : "a program that left no note";
-    return "; " + path + " is locked by " + who + ", since " + localTimeText(holder->since) + "; \"vellorin unlock "
-        + path + "\" tells whether it still runs, and breaks the lock if not";
+    return "; " + path + " is locked by " + describe(*holder) + "; \"vellorin unlock " + path
+        + "\" tells whether it still runs, and breaks the lock if not";
 }
 
 /// Without its brackets: they are the action's manner.

@@ -4,6 +4,7 @@
 #include "ExitStatus.h"
 #include "ExtraStringUtilities.h"
 #include "FileCopy.h"
+#include "Interruption.h"
 #include "NSFileItems.h"
 #include "NSFileManager.h"
 #include "NSPathUtilities.h"
@@ -125,6 +126,8 @@ bool holds(const std::vector<std::string>& paths, const std::string& path)
 
 Backups::~Backups()
 {
+    if (isKept_)
+        return;
     for (const Made& made : made_)
         fileSystemCalls().unlinkAt(AT_FDCWD, made.backup);
 }
@@ -133,7 +136,7 @@ std::string Backups::make(const std::string& path, const NSData& bytes)
 {
     const std::string file = absolute(path);
     if (backupsOf(file).size() >= kHighestNumber)
-        pruneBackups(file, most_, { file });
+        pruneBackups(file, most_, sparedAnd(file));
     NotingItems items;
     const bool isMade = ExtraStringUtilities::isBackupMade(ExtraStringUtilities::makeBackupCopy(file, items));
     if (!isMade)
@@ -148,13 +151,27 @@ std::string Backups::make(const std::string& path, const NSData& bytes)
     return items.copy;
 }
 
-void Backups::keep()
+void Backups::prune()
 {
-    std::vector<std::string> spared;
+    const StForgetInterruptions behindTheReplacement;
+    try {
+        for (const Made& made : made_)
+            pruneBackups(made.path, most_, sparedAnd(made.path));
+    } catch (const std::exception& exception) {
+        console_.complain("older backups stay: " + printable(exception.what()));
+    }
+}
+
+std::vector<std::string> Backups::sparedAnd(const std::string& path) const
+{
+    std::vector<std::string> spared { path };
+    for (const std::string& other : spared_) {
+        if (!other.empty())
+            spared.push_back(absolute(other));
+    }
     for (const Made& made : made_)
         spared.insert(spared.end(), { made.path, made.backup });
-    for (const Made& made : std::exchange(made_, {}))
-        pruneBackups(made.path, most_, spared);
+    return spared;
 }
 
 std::vector<std::string> backupsOf(const std::string& path)

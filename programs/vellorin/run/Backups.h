@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 class Console;
@@ -11,11 +12,14 @@ class Console;
 /// Numbered backups ("vault backup 3.vlr" beside "vault.vlr") of the files that a run is about to replace.
 ///
 /// Ending the object before `keep` removes what it has made: a run that changed nothing leaves nothing.
+///
+/// Files that are named as `spared` are never removed, though their names be those of backups: they take part as well.
 class Backups {
 public:
     /// `most` of each file are kept, the new one included.
-    Backups(uint32_t most, Console& console)
+    Backups(uint32_t most, std::vector<std::string> spared, Console& console)
         : most_(most)
+        , spared_(std::move(spared))
         , console_(console)
     {
     }
@@ -27,20 +31,28 @@ public:
     /// Raises: CommandFailure (kFailed), FileChanged. Throws Interrupted.
     std::string make(const std::string& path, const NSData& bytes);
 
-    /// The files have been replaced: the backups stay, and of older ones only as many as wanted.
-    void keep();
+    /// The files have been replaced: the backups stay.
+    void keep() noexcept { isKept_ = true; }
+
+    /// Behind `keep`: removes older ones, so that as many are left as wanted. What fails here comes too late for the
+    /// result.
+    void prune();
 
     static constexpr uint32_t kHighestNumber = 100;
 
 private:
+    std::vector<std::string> sparedAnd(const std::string& path) const;
+
     struct Made {
         std::string path; // of the file
         std::string backup;
     };
 
     const uint32_t most_;
+    const std::vector<std::string> spared_;
     Console& console_;
     std::vector<Made> made_;
+    bool isKept_ = false;
 };
 
 /// Removes a file's oldest backups, by the time of their content's last change and then by their numbers, until `most`

@@ -37,6 +37,7 @@ public:
     Rehearsal(const std::vector<std::string>& paths, std::vector<NSData> copies, const Journal& journal)
         : paths(paths)
         , copies(std::move(copies))
+        , isOnDisk(this->copies.size(), true)
         , journal(journal)
     {
     }
@@ -45,12 +46,15 @@ public:
     {
         CopiesSchedule schedule;
         for (const auto& [first, second] : runs) {
-            const SyncPlan plan = planOf(first, second);
+            SyncPlan plan = planOf(first, second);
             if (plan.inStep())
                 continue;
             schedule.runs.emplace_back(first, second);
             schedule.reports.push_back(reportOf(plan));
+            plan.first.isOnDisk = isOnDisk[first];
+            plan.second.isOnDisk = isOnDisk[second];
             schedule.reports.back().objections = objectionsTo(plan, journal);
+            isOnDisk[first] = isOnDisk[second] = false;
             copies[first] = plan.first.merged->bytes();
             copies[second] = plan.second.merged->bytes();
         }
@@ -92,6 +96,7 @@ private:
 
     const std::vector<std::string>& paths;
     std::vector<NSData> copies;
+    std::vector<bool> isOnDisk; // as it is in `copies`
     const Journal& journal;
 };
 
@@ -166,10 +171,13 @@ CopiesReport synchronizeCopies(
     for (const SyncReport& planned : schedule.reports)
         refuseUnlessAllowed(planned.objections, options.guards, console);
     options.batch = journal.newId();
+    options.alsoSpared = paths;
     for (std::size_t i = 0; i < schedule.runs.size(); ++i) {
         const auto& [first, second] = schedule.runs[i];
         console.progress("synchronising", i, schedule.runs.size());
         report.runs.push_back(synchronizeFiles(paths[first], paths[second], options, journal, console));
+        for (const ReportedFile* const file : { &report.runs.back().first, &report.runs.back().second })
+            options.alsoSpared.push_back(file->backup); // undo takes back all the runs
     }
     report.equal = areInStep(paths);
     return report;

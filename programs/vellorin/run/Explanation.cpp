@@ -91,9 +91,14 @@ std::string foundUuid(
     return candidates.onlyOne(path);
 }
 
+bool holds(const std::vector<std::string>& uuids, const std::string& foldedUuid)
+{
+    return std::any_of(uuids.begin(), uuids.end(), [&](const auto& each) { return folded(each) == foldedUuid; });
+}
+
 Explanation::Event eventOf(const JournalRun& run, Deed deed, const std::string& path)
 {
-    Explanation::Event event { run.id, run.time(), run.command, deed, {}, false, false };
+    Explanation::Event event { run.id, run.time(), run.command, deed, {}, false, false, false };
     for (const JournalFile& file : run.files) {
         if (file.path != path)
             event.otherFiles.push_back(file.path);
@@ -116,7 +121,10 @@ std::string wordsOf(const Explanation::Event& event)
     std::string words;
     switch (event.deed) {
     case Deed::Added: words = "came from " + joined(event.otherFiles); break;
-    case Deed::Removed: words = "was removed, as " + joined(event.otherFiles) + " listed it as deleted"; break;
+    case Deed::Removed:
+        words = "was removed, as " + (event.bySelf ? "the file itself" : joined(event.otherFiles))
+            + " listed it as deleted";
+        break;
     case Deed::Doubled: words = "stays twice since then: look for its other version"; break;
     }
     if (event.wasTakenBack)
@@ -159,8 +167,10 @@ Explanation explain(const std::string& path, const std::string& uuid, const Jour
     std::reverse(runs.begin(), runs.end());
     for (const JournalRun& run : runs) {
         for (const auto& [deed, uuids] : deedsIn(*run.file(known))) {
-            if (std::any_of(uuids->begin(), uuids->end(), [&](const auto& each) { return folded(each) == key; }))
-                explanation.events.push_back(eventOf(run, deed, known));
+            if (!holds(*uuids, key))
+                continue;
+            explanation.events.push_back(eventOf(run, deed, known));
+            explanation.events.back().bySelf = deed == Deed::Removed && holds(run.file(known)->selfDeleted, key);
         }
     }
     for (const VaultRecord& record : vault.records) {
@@ -191,7 +201,7 @@ nlohmann::ordered_json jsonOf(const Explanation& explanation)
         for (const std::string& path : event.otherFiles)
             others.push_back(jsonText(path));
         events.push_back({ { "run", event.runId }, { "command", event.command }, { "deed", nameOf(event.deed) },
-            { "otherFiles", others }, { "takenBack", event.wasTakenBack }, { "cutOff", event.wasCutOff } });
+            { "otherFiles", others }, { "bySelf", event.bySelf }, { "takenBack", event.wasTakenBack }, { "cutOff", event.wasCutOff } });
     }
     Json categories = Json::array();
     for (const std::string& category : explanation.categories)

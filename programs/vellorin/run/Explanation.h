@@ -20,6 +20,7 @@ struct Explanation {
         Deed deed {};
         std::vector<std::string> otherFiles; // that took part
         bool wasTakenBack = false;
+        bool bySelf = false; // removed: the file itself listed it as deleted
         bool wasCutOff = false; // it may not have come to it
     };
 

@@ -29,6 +29,12 @@ const JournalRun& lastRun(const std::vector<JournalRun>& newestFirst)
     return newestFirst[i];
 }
 
+bool holdsLess(const VaultContents& vault, const JournalFile& left)
+{
+    return left.recordsAfter
+        && vault.records.size() + vault.deletions.size() < uint64_t { *left.recordsAfter } + left.deletionsAfter;
+}
+
 /// What says that a file is older than a run left it; absent where it is as it was left, or newer.
 Words signOfOlderState(const PlannedFile& file, const Journal& journal)
 {
@@ -46,17 +52,18 @@ Words signOfOlderState(const PlannedFile& file, const Journal& journal)
             return "it is the very file that the run of " + run.time() + " knew";
     }
     if (last.state != JournalRun::State::Done)
-        return std::nullopt; // its date is not that of the file that it left
-    if (file.contents.openDate < left.openDateAfter)
-        return "the program that wrote it had opened it before the run of " + last.time();
+        return std::nullopt; // its numbers are not those of the file that it left
     if (file.contents.deletions.size() < left.deletionsAfter)
         return "it has fewer deletions than behind the run of " + last.time();
+    if (file.contents.openDate < left.openDateAfter && holdsLess(file.contents, left))
+        return "it holds less than behind the run of " + last.time()
+            + ", and the program that wrote it had opened it before";
     return std::nullopt;
 }
 
 Words olderState(const PlannedFile& file, const Journal& journal)
 {
-    const Words sign = signOfOlderState(file, journal);
+    const Words sign = file.isOnDisk ? signOfOlderState(file, journal) : std::nullopt;
     if (!sign)
         return std::nullopt;
     return file.path + ": is older than the state in which the last run left it: " + *sign;
@@ -101,14 +108,16 @@ std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal
 {
     const NamedVault first = named(plan.first);
     const NamedVault second = named(plan.second);
+    const std::size_t selfDeletedInFirst = plan.difference.selfDeletedInA.size();
+    const std::size_t selfDeletedInSecond = plan.difference.selfDeletedInB.size();
     const std::pair<Kind, Words> found[] = {
         { Kind::Unrelated, objectionToUnrelated(first, second, plan.difference) },
         { Kind::Damage, objectionToDamage(first) },
         { Kind::Damage, objectionToDamage(second) },
         { Kind::OlderState, olderState(plan.first, journal) },
         { Kind::OlderState, olderState(plan.second, journal) },
-        { Kind::Removals, objectionToRemovals(first, plan.first.removed.size(), second) },
-        { Kind::Removals, objectionToRemovals(second, plan.second.removed.size(), first) },
+        { Kind::Removals, objectionToRemovals(first, plan.first.removed.size(), selfDeletedInFirst, second) },
+        { Kind::Removals, objectionToRemovals(second, plan.second.removed.size(), selfDeletedInSecond, first) },
     };
     std::vector<Objection> result;
     for (const auto& [kind, words] : found) {

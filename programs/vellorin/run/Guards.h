@@ -42,8 +42,10 @@ public:
 /// - Removals: more than 10 records and more than a quarter of a side would go from it.
 /// - Unrelated: both have records, and no UUID, deletion or identity in common.
 /// - Damage: damaged entries on a side (VaultDamage), each with its offset.
-/// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its
-///   bytes are those of an earlier run, its date of opening is earlier, or it has fewer deletions.
+/// - OlderState: a file is an older state of the vault than the one that the journal's last run left there: its bytes
+///   are those that an earlier run knew, it has fewer deletions, or its date of opening is earlier and it has fewer
+///   records and deletions in all. The date alone says nothing: a program may have opened the file before the run and
+///   save it later, and the clock of another machine may be slow.
 std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal);
 
 /// Ends the command by the first objection that neither the options nor the user at a terminal wave aside. What the

@@ -18,6 +18,7 @@
 #include <ctime>
 #include <map>
 #include <memory>
+#include <string_view>
 
 #include <fcntl.h>
 #include <gcrypt.h>
@@ -33,6 +34,7 @@ constexpr std::size_t kIdLength = 36; // as JournalRun shows
 constexpr std::size_t kTemporaryEnd = 17; // what stands behind a name's part in that of a temporary file
 constexpr std::time_t kYoungSeconds = 3600;
 constexpr char kHexDigits[] = "0123456789abcdef";
+constexpr int kUnlikelyYear = 9999; // an id must not become longer
 constexpr char kOfNoUse[] = "; without a journal nothing is synchronised";
 
 std::string homeFolder()
@@ -83,7 +85,22 @@ void removeIfLeftOver(FileSystemCalls& calls, int folder, const std::string& nam
 
 bool isId(const std::string& text)
 {
-    return text.size() == kIdLength && text[10] == 'T' && text[26] == 'Z' && text[27] == '-';
+    constexpr std::string_view kForm = "0000-00-00T00:00:00.000000Z-xxxxxxxx";
+    static_assert(kForm.size() == kIdLength);
+    const auto fits = [](char c, char form) {
+        const bool isDigit = c >= '0' && c <= '9';
+        return form == '0' ? isDigit : form == 'x' ? isDigit || (c >= 'a' && c <= 'f') : c == form;
+    };
+    return std::equal(text.begin(), text.end(), kForm.begin(), kForm.end(), fits);
+}
+
+/// The time in an id, since 1970; 0 for a year that no clock shows.
+int64_t microsecondsOf(const std::string& id)
+{
+    std::tm utc {};
+    if (::strptime(id.c_str(), "%Y-%m-%dT%H:%M:%S", &utc) == nullptr || utc.tm_year >= kUnlikelyYear - 1900)
+        return 0;
+    return int64_t { ::timegm(&utc) } * 1000000 + std::stoi(id.substr(20, 6));
 }
 
 } // namespace
@@ -124,7 +141,9 @@ Journal::Journal(std::string folder)
 std::string Journal::newId() const
 {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    if (const std::optional<JournalRun> newest = newestRun())
+        microseconds = std::max(microseconds, microsecondsOf(newest->id) + 1);
     const std::time_t seconds = microseconds / 1000000;
     std::tm utc {};
     ::gmtime_r(&seconds, &utc);

@@ -18,9 +18,11 @@ struct JournalFile {
     std::string backup; // path of the numbered backup of the bytes before, or empty
     uint32_t openDateAfter = 0; // the vault's date of opening, seconds since 2001
     uint32_t deletionsAfter = 0;
+    std::optional<uint32_t> recordsAfter; // older entries don't tell
     std::vector<std::string> added; // UUIDs that the run brought to this file
     std::vector<std::string> removed;
     std::vector<std::string> doubled; // stand twice, or as two likely versions, since this run
+    std::vector<std::string> selfDeleted; // of those removed: the file's own deletions named them; not in older entries
 };
 
 /// One run that replaced files, or began to.
@@ -56,7 +58,8 @@ public:
     Journal(); // of this user
     explicit Journal(std::string folder);
 
-    /// A fresh id for a run that begins now.
+    /// A fresh id for a run that begins now, greater than that of the newest run: a clock that went back doesn't change
+    /// the order.
     std::string newId() const;
 
     /// Makes the folder, if it isn't there. Raises: CommandFailure (kFailed).

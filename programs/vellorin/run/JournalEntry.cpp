@@ -33,10 +33,14 @@ std::vector<std::string> textsOf(const Json& list)
 
 Json jsonOf(const JournalFile& file)
 {
-    return { { "path", jsonText(file.path) }, { "identity", jsonText(file.identity) },
+    Json json { { "path", jsonText(file.path) }, { "identity", jsonText(file.identity) },
         { "hash-before", file.hashBefore }, { "hash-after", file.hashAfter }, { "backup", jsonText(file.backup) },
         { "open-date-after", file.openDateAfter }, { "deletions-after", file.deletionsAfter },
         { "added", listOf(file.added) }, { "removed", listOf(file.removed) }, { "doubled", listOf(file.doubled) } };
+    if (file.recordsAfter)
+        json["records-after"] = *file.recordsAfter;
+    json["self-deleted"] = listOf(file.selfDeleted);
+    return json;
 }
 
 JournalFile fileOf(const Json& json)
@@ -49,9 +53,13 @@ JournalFile fileOf(const Json& json)
     file.backup = bytesOfJson(json.at("backup"));
     file.openDateAfter = json.at("open-date-after").get<uint32_t>();
     file.deletionsAfter = json.at("deletions-after").get<uint32_t>();
+    if (json.contains("records-after"))
+        file.recordsAfter = json.at("records-after").get<uint32_t>();
     file.added = textsOf(json.at("added"));
     file.removed = textsOf(json.at("removed"));
     file.doubled = textsOf(json.at("doubled"));
+    if (json.contains("self-deleted"))
+        file.selfDeleted = textsOf(json.at("self-deleted"));
     return file;
 }
 

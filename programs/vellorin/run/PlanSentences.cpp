@@ -1,6 +1,9 @@
 #include "Console.h"
 #include "SyncPlan.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace {
 
 /// "1 record goes", "3 records go"
@@ -41,8 +44,8 @@ private:
             comes(names[0], names[1], plan.second);
         comes(names[1], names[0], plan.first);
         if (alsoSecond)
-            goes(names[0], names[1], plan.second);
-        goes(names[1], names[0], plan.first);
+            goes(names[0], names[1], plan.second, plan.difference.selfDeletedInB.size());
+        goes(names[1], names[0], plan.first, plan.difference.selfDeletedInA.size());
     }
 
     void comes(const std::string& from, const std::string& to, const PlannedFile& file)
@@ -50,10 +53,13 @@ private:
         tell(file.added.size(), "goes from " + from + " to " + to, "go from " + from + " to " + to);
     }
 
-    void goes(const std::string& because, const std::string& from, const PlannedFile& file)
+    void goes(const std::string& because, const std::string& from, const PlannedFile& file, std::size_t selfDeleted)
     {
+        selfDeleted = std::min(selfDeleted, file.removed.size()); // a merge knows more texts for equal
         const std::string rest = " removed from " + from + " because " + because + " deleted ";
-        tell(file.removed.size(), "is" + rest + "it", "are" + rest + "them");
+        tell(file.removed.size() - selfDeleted, "is" + rest + "it", "are" + rest + "them");
+        const std::string itself = " removed from " + from + ", which lists ";
+        tell(selfDeleted, "is" + itself + "it as deleted itself", "are" + itself + "them as deleted itself");
     }
 
     void tell(uint64_t number, const std::string& one, const std::string& several)

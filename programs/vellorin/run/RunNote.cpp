@@ -47,6 +47,7 @@ JournalFile journalFileOf(const PlannedFile& file, const NSData& after)
     result.hashAfter = hashOf(after);
     result.openDateAfter = contents.openDate;
     result.deletionsAfter = static_cast<uint32_t>(contents.deletions.size());
+    result.recordsAfter = static_cast<uint32_t>(contents.records.size());
     result.added = file.added;
     result.removed = file.removed;
     return result;

@@ -18,6 +18,7 @@ struct PlannedFile {
     std::string path; // as the user gave it
     VaultContents contents;
     std::string hash;
+    bool isOnDisk = true; // false for what an earlier run of the command would make of it
 
     /// What the document core makes of it in memory: the bytes that a run would write, but for the date of opening.
     std::optional<VaultContents> merged;

@@ -78,6 +78,18 @@ Reason foreignRecord(const std::vector<Known>& inputs, const Outputs& outputs)
     return std::nullopt;
 }
 
+Reason foreignDeletion(const std::vector<Known>& inputs, const Outputs& outputs)
+{
+    for (const VaultContents* const output : outputs) {
+        for (const VaultDeletion& deletion : output->deletions) {
+            const auto namesIt = [&](const Known& input) { return input.deletions.names(deletion.uuid); };
+            if (std::none_of(inputs.begin(), inputs.end(), namesIt))
+                return about("a deletion would stand there that stood in neither file: ", deletion.uuid);
+        }
+    }
+    return std::nullopt;
+}
+
 /// Of the records that one UUID has in an input, those that are not the first.
 Reason lostRepetition(const VaultContents& input, const std::vector<Known>& outputs)
 {
@@ -115,7 +127,8 @@ std::optional<std::string> reasonNotProved(
                 return reason;
         }
     }
-    return foreignRecord(inputs, outputs);
+    const Reason deletion = foreignDeletion(inputs, outputs);
+    return deletion ? deletion : foreignRecord(inputs, outputs);
 }
 
 bool isSameButForOpenDate(const VaultContents& vault, const VaultContents& expected)

@@ -9,7 +9,7 @@
 /// Whether outputs of a merge hold all that their inputs held, by their bytes and apart from the code that merged.
 ///
 /// - Each UUID of either input's records is on each output, or each output has a deletion that names it.
-/// - Each deletion of either input is on each output.
+/// - Each deletion of either input is on each output, and no other: it could excuse a loss.
 /// - Each record of an output stands, with its category and body, in an input.
 /// - No UUID that stood twice in an input with different bodies has lost one of them: each of its bodies is on an
 /// output,

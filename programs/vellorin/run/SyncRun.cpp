@@ -31,7 +31,7 @@ public:
         , journal(journal)
         , console(console)
         , action(partnersOf(options), this->plan, staged, console)
-        , backups(options.keepBackups, console)
+        , backups(options.keepBackups, options.alsoSpared, console)
     {
     }
 
@@ -111,6 +111,7 @@ private:
             run.files.back().removed.clear();
         }
         noteDoubled(run);
+        noteSelfDeleted(run);
         run.files[0].backup = report.first.backup = backup(plan.first);
         if (options.replaceSecond)
             run.files[1].backup = report.second.backup = backup(plan.second);
@@ -131,6 +132,16 @@ private:
         }
     }
 
+    void noteSelfDeleted(JournalRun& run) const
+    {
+        for (const uint32_t record : plan.difference.selfDeletedInA)
+            run.files[0].selfDeleted.emplace_back(plan.first.contents.records[record].uuid);
+        if (!options.replaceSecond)
+            return;
+        for (const uint32_t record : plan.difference.selfDeletedInB)
+            run.files[1].selfDeleted.emplace_back(plan.second.contents.records[record].uuid);
+    }
+
     std::string backup(const PlannedFile& file)
     {
         return options.backups || !file.contents.isCarriedWhole() ? backups.make(file.path, file.bytes()) : "";
@@ -149,6 +160,7 @@ private:
         }
         backups.keep();
         note.end(JournalRun::State::Done);
+        backups.prune();
     }
 
     const SyncPlan plan;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 class Console;
 class Journal;
@@ -17,6 +18,9 @@ struct SyncOptions {
     GuardOptions guards;
     std::string command = "sync"; // for the journal
     std::string batch; // for the journal
+
+    /// Files of the command's other runs, and their backups: none of them is an old backup that may go.
+    std::vector<std::string> alsoSpared;
 
     /// The second file gives what it has and stays as it is: its copy is about to go.
     bool replaceSecond = true;

@@ -1,5 +1,6 @@
 #include "Undo.h"
 
+#include "Confinement.h"
 #include "Console.h"
 #include "ExitStatus.h"
 #include "HandOff.h"
@@ -26,24 +27,65 @@ using State = JournalRun::State;
 struct Span {
     const JournalFile* before = nullptr;
     const JournalRun* lastRun = nullptr;
+    bool hasGap = false; // somebody else changed it between the runs
 };
 
-/// Those that stand together with the newest that fits, the newest first.
+/// The runs of one command, which go together, the newest first.
+struct Unit {
+    std::string id; // of the batch, or of the only run
+    std::vector<JournalRun> runs;
+
+    bool hasPart(const std::string& path) const
+    {
+        return std::any_of(runs.begin(), runs.end(), [&](const JournalRun& run) { return run.file(path) != nullptr; });
+    }
+};
+
+/// Puts runs together, as they come from the journal, and knows when the newest unit that fits is complete.
+class Units {
+public:
+    explicit Units(const std::vector<std::string>& paths)
+    {
+        std::transform(paths.begin(), paths.end(), std::back_inserter(known), canonicalPath);
+    }
+
+    /// True if no older run can change the answer any more: a batch's id is older than those of its runs.
+    bool add(const JournalRun& run)
+    {
+        const std::string& id = run.batch.empty() ? run.id : run.batch;
+        auto unit = std::find_if(units.begin(), units.end(), [&](const Unit& other) { return other.id == id; });
+        if (unit == units.end())
+            unit = units.insert(unit, { id, {} });
+        unit->runs.push_back(run);
+        const auto fitting = newestThatFits();
+        return fitting != units.end()
+            && std::all_of(units.cbegin(), fitting + 1, [&](const Unit& newer) { return run.id <= newer.id; });
+    }
+
+    std::vector<JournalRun> runsOfNewestThatFits() const
+    {
+        const auto fitting = newestThatFits();
+        return fitting != units.end() ? fitting->runs : std::vector<JournalRun>();
+    }
+
+private:
+    std::vector<Unit>::const_iterator newestThatFits() const
+    {
+        return std::find_if(units.begin(), units.end(), [&](const Unit& unit) {
+            return std::all_of(known.begin(), known.end(), [&](const auto& path) { return unit.hasPart(path); });
+        });
+    }
+
+    std::vector<std::string> known;
+    std::vector<Unit> units; // the newest first
+};
+
+/// Raises: CommandFailure (kRefused) if there are none.
 std::vector<JournalRun> runsToTakeBack(const std::vector<std::string>& paths, const Journal& journal)
 {
-    std::vector<std::string> known;
-    std::transform(paths.begin(), paths.end(), std::back_inserter(known), canonicalPath);
-    std::vector<JournalRun> runs;
-    journal.visit([&](const JournalRun& run) {
-        const auto tookPart = [&](const std::string& path) { return run.file(path) != nullptr; };
-        if (run.state == State::Undone)
-            return false;
-        if (runs.empty() && std::all_of(known.begin(), known.end(), tookPart))
-            runs.push_back(run);
-        else if (!runs.empty() && run.batch == runs.front().batch)
-            runs.push_back(run);
-        return !runs.empty() && (runs.front().batch.empty() || run.batch != runs.front().batch);
-    });
+    Units units(paths);
+    journal.visit([&](const JournalRun& run) { return run.state != State::Undone && units.add(run); });
+    std::vector<JournalRun> runs = units.runsOfNewestThatFits();
     if (runs.empty())
         refuse(paths.empty() ? "the journal knows no run that could be taken back"
                              : "the journal knows no run on " + paths.front()
@@ -60,12 +102,27 @@ std::map<std::string, Span> spansOf(const std::vector<JournalRun>& runs)
             if (file.hashBefore == file.hashAfter)
                 continue;
             Span& span = spans[file.path];
+            span.hasGap = span.hasGap || (span.before != nullptr && span.before->hashBefore != file.hashAfter);
             span.before = &file;
             if (span.lastRun == nullptr)
                 span.lastRun = &run;
         }
     }
     return spans;
+}
+
+/// All that taking back the runs has to do with.
+std::vector<std::string> pathsIn(const std::vector<JournalRun>& runs)
+{
+    std::vector<std::string> paths;
+    for (const JournalRun& run : runs) {
+        for (const JournalFile& file : run.files) {
+            paths.push_back(file.path);
+            if (!file.backup.empty())
+                paths.push_back(file.backup);
+        }
+    }
+    return paths;
 }
 
 class Undoing {
@@ -115,6 +172,9 @@ private:
         if (!leftWithHash(*span.lastRun, *span.lastRun->file(path), hash) && !file.isOldAlready)
             refuse(path + ": has changed since the run of " + span.lastRun->time()
                 + ", and what was done since would be lost");
+        if (span.hasGap && !file.isOldAlready)
+            refuse(path + ": somebody else has changed it between the runs up to that of " + span.lastRun->time()
+                + ", and that change would be lost");
         if (!file.isOldAlready)
             expectBackup(file, *span.before);
         return file;
@@ -196,7 +256,10 @@ private:
 
 UndoReport undo(const std::vector<std::string>& paths, const UndoOptions& options, Journal& journal, Console& console)
 {
-    Undoing undoing(runsToTakeBack(paths, journal), options, journal, console);
+    std::vector<JournalRun> runs = runsToTakeBack(paths, journal);
+    if (options.confines)
+        confineTo(pathsIn(runs), journal);
+    Undoing undoing(std::move(runs), options, journal, console);
     return options.dryRun ? undoing.plan() : undoing.run();
 }
 

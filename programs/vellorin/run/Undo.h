@@ -25,12 +25,13 @@ struct UndoReport {
 
 struct UndoOptions {
     bool dryRun = false;
-    ActionPartners* partners = nullptr; // null for those of Linux
+    bool confines = false; // the process, for the rest of its life, to the folders of the files and their backups
+    ActionPartners* partners = nullptr; // null for those of Linux; not with `confines`
 };
 
 /// Takes back the newest run that was not taken back yet, or the newest in which all of these files took part: all its
-/// files get the bytes that they had before, as one unit, from their backups. Runs that one command made go together. A
-/// run that was cut off can be taken back as well.
+/// files get the bytes that they had before, as one unit, from their backups. Runs that one command made count as one.
+/// A run that was cut off can be taken back as well.
 ///
 /// Under the same locks as a synchronisation, and staged and replaced like one. The journal remembers it, so that a
 /// further call takes back the run before.

@@ -83,8 +83,8 @@ public:
         for (const std::string& uuid : deletionsOfB_.uuids())
             result_.deletionsOnlyInB += deletionsOfA_.uuids().contains(uuid) ? 0 : 1;
         result_.likelyPairs = likelyPairsOf(a_, result_.newInA, b_, result_.newInB);
-        result_.inStep = result_.newInA.empty() && result_.newInB.empty() && result_.deletedByA.empty()
-            && result_.deletedByB.empty() && result_.otherCategory.empty() && result_.deletionsOnlyInA == 0
+        result_.inStep = result_.newInA.empty() && result_.newInB.empty() && result_.goFromA() == 0
+            && result_.goFromB() == 0 && result_.otherCategory.empty() && result_.deletionsOnlyInA == 0
             && result_.deletionsOnlyInB == 0;
         return std::move(result_);
     }
@@ -96,7 +96,10 @@ private:
         const std::optional<uint32_t> uuid = indexOfB_.sameUuid(record);
         const std::optional<uint32_t> category = indexOfB_.sameCategory(record);
         if (!uuid)
-            (deletionsOfB_.names(record.uuid) ? result_.deletedByB : result_.newInA).push_back(i);
+            (deletionsOfB_.names(record.uuid)          ? result_.deletedByB
+                    : deletionsOfA_.names(record.uuid) ? result_.selfDeletedInA
+                                                       : result_.newInA)
+                .push_back(i);
         else if (indexOfB_.sameBody(record))
             result_.same += indexOfA_.sameBody(record) == i ? 1 : 0;
         else if (category)
@@ -112,7 +115,10 @@ private:
         const std::optional<uint32_t> uuid = indexOfA_.sameUuid(record);
         const std::optional<uint32_t> category = indexOfA_.sameCategory(record);
         if (!uuid)
-            (deletionsOfA_.names(record.uuid) ? result_.deletedByA : result_.newInB).push_back(i);
+            (deletionsOfA_.names(record.uuid)          ? result_.deletedByA
+                    : deletionsOfB_.names(record.uuid) ? result_.selfDeletedInB
+                                                       : result_.newInB)
+                .push_back(i);
         else if (!isTold_[i] && !indexOfA_.sameBody(record))
             tell(category ? result_.otherBody : result_.otherCategory, category ? *category : *uuid, i);
     }

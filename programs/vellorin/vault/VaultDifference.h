@@ -3,6 +3,7 @@
 #include "TextHash.h"
 #include "VaultContents.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -28,16 +29,22 @@ struct VaultDifference {
         uint32_t b = 0;
     };
 
-    std::vector<uint32_t> newInA; // B has neither the record nor a deletion of it: goes from A to B
+    std::vector<uint32_t> newInA; // B doesn't have the record, and no deletion names it: goes from A to B
     std::vector<uint32_t> newInB;
     std::vector<uint32_t> deletedByB; // in A, and B has deleted it: goes from A
     std::vector<uint32_t> deletedByA;
+    std::vector<uint32_t> selfDeletedInA; // in A alone, and named by A's own deletions, not by B's: goes from A as well
+    std::vector<uint32_t> selfDeletedInB;
     std::vector<Match> otherCategory; // stay, twice on both sides; each record without its like stands in one
     std::vector<Match> otherBody; // same UUID and category; each side keeps its own
     std::vector<LikelyPair> likelyPairs; // among newInA and newInB; no record stands in two of them
     uint32_t same = 0; // records with the same UUID, category and body on both sides; a repetition counts once
     uint32_t deletionsOnlyInA = 0;
     uint32_t deletionsOnlyInB = 0;
+
+    /// Records that a merge takes from A, since either side's deletions count for both.
+    std::size_t goFromA() const { return deletedByB.size() + selfDeletedInA.size(); }
+    std::size_t goFromB() const { return deletedByA.size() + selfDeletedInB.size(); }
 
     /// A merge would change no record and no deletion: both hold the same UUIDs in the same categories, and the same
     /// deletions. Bodies may differ.

@@ -59,11 +59,13 @@ std::optional<std::string> objectionToUnrelated(
     return a.path + " and " + b.path + ": the vaults have no record, no deletion and no identity in common";
 }
 
-std::optional<std::string> objectionToRemovals(const NamedVault& vault, std::size_t removals, const NamedVault& deleter)
+std::optional<std::string> objectionToRemovals(
+    const NamedVault& vault, std::size_t removals, std::size_t selfDeleted, const NamedVault& other)
 {
     const std::size_t records = vault.contents.records.size();
     if (removals <= kRemovalsWithoutQuestion || removals <= records / 4)
         return std::nullopt;
     return vault.path + ": would lose " + std::to_string(removals) + " of " + std::to_string(records)
-        + " records, because " + deleter.path + " has deleted them";
+        + " records, because " + other.path + " has deleted them"
+        + (selfDeleted > 0 ? ", or it lists them as deleted itself" : "");
 }

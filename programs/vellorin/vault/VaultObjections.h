@@ -26,6 +26,7 @@ std::optional<std::string> objectionToDamage(const NamedVault& vault);
 std::optional<std::string> objectionToUnrelated(
     const NamedVault& a, const NamedVault& b, const VaultDifference& difference);
 
-/// More than 10 records, and more than a quarter of the vault's, would be removed from it because the other side has
-/// deleted them.
-std::optional<std::string> objectionToRemovals(const NamedVault& vault, std::size_t removals, const NamedVault& deleter);
+/// More than 10 records, and more than a quarter of the vault's, would be removed from it because deletions name them:
+/// those of the other side, or of its own for `selfDeleted` of them.
+std::optional<std::string> objectionToRemovals(
+    const NamedVault& vault, std::size_t removals, std::size_t selfDeleted, const NamedVault& other);

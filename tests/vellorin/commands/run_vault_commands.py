@@ -143,6 +143,10 @@ def test_what_diff_tells_programs(scratch):
     assert len(told["otherCategory"]) == len(told["otherBody"]) == 1
     told = scratch.json("diff", "deleted.vlr", "a.vlr", status=1)
     assert [r["uuid"] for r in told["deletedByA"]] == ["2"] and told["deletionsOnlyInA"] == 1
+    scratch.write("own.vlr", vault(["1", "5"], ["5"]))
+    scratch.write("one.vlr", vault(["1"]))
+    told = scratch.json("diff", "own.vlr", "one.vlr", status=1)
+    assert [r["uuid"] for r in told["selfDeletedInA"]] == ["5"] and told["onlyInA"] == told["selfDeletedInB"] == []
     assert scratch.json("diff", "b.vlr", "b.vlr")["inStep"]
 
 

@@ -21,10 +21,12 @@ protected:
 
     void backUp(uint32_t most, bool keeps = true)
     {
-        Backups backups(most, console);
+        Backups backups(most, {}, console);
         backups.make(folder.path("v.vlr"), dataOf(folder.read("v.vlr")));
-        if (keeps)
-            backups.keep();
+        if (!keeps)
+            return;
+        backups.keep();
+        backups.prune();
     }
 
     const std::string vault = SketchedVault { { { "1" } } }.bytes();
@@ -81,16 +83,25 @@ TEST_F(BackupsTest, ABackupThatIsSynchronisedItselfIsNotPruned)
     writeBackup(1, vault, 9);
     writeBackup(2, vault, 8);
     writeBackup(3, vault, 7);
-    Backups backups(1, console);
+    {
+        Backups backups(1, {}, console);
+        backups.make(folder.path("v backup 1.vlr"), dataOf(vault));
+        backups.keep();
+        backups.prune();
+    }
+    EXPECT_EQ(folder.listing(), "v backup 1.vlr v backup 4.vlr");
+    writeBackup(2, vault, 8);
+    Backups backups(1, { folder.path("v backup 2.vlr"), "" }, console); // which takes part in another run
     backups.make(folder.path("v backup 1.vlr"), dataOf(vault));
     backups.keep();
-    EXPECT_EQ(folder.listing(), "v backup 1.vlr v backup 4.vlr");
+    backups.prune();
+    EXPECT_EQ(folder.listing(), "v backup 1.vlr v backup 2.vlr v backup 3.vlr");
 }
 
 TEST_F(BackupsTest, OtherBytesThanExpectedAreAChange)
 {
     folder.write("v.vlr", vault);
-    Backups backups(1, console);
+    Backups backups(1, {}, console);
     EXPECT_THROW(backups.make(folder.path("v.vlr"), dataOf("other")), FileChanged);
 }
 

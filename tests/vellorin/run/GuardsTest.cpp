@@ -21,6 +21,8 @@ protected:
         return objections(first.bytes(), second.bytes());
     }
 
+    bool tellsRecords = true; // as older entries don't
+
     /// What the journal says of a.vlr: the run left it with these bytes.
     JournalRun noteRun(const std::string& before, const std::string& after, JournalRun::State state)
     {
@@ -33,6 +35,8 @@ protected:
         file.hashAfter = hashOf(dataOf(after));
         file.openDateAfter = contentsOf(after).openDate;
         file.deletionsAfter = static_cast<uint32_t>(contentsOf(after).deletions.size());
+        if (tellsRecords)
+            file.recordsAfter = static_cast<uint32_t>(contentsOf(after).records.size());
         run.files = { file };
         journal.write(run);
         return run;
@@ -89,7 +93,7 @@ SketchedVault dated(char date, const SketchedVault& vault = { { { "1" } } })
     return result;
 }
 
-TEST_F(GuardsTest, OlderStatesAreKnownByBytesDateAndDeletions)
+TEST_F(GuardsTest, OlderStatesAreKnownByBytesDeletionsAndByDateWithNumbers)
 {
     using State = JournalRun::State;
     const std::string first = dated(1).bytes();
@@ -97,7 +101,10 @@ TEST_F(GuardsTest, OlderStatesAreKnownByBytesDateAndDeletions)
     const std::string third = dated(3, { { { "1" } }, { "D" } }).bytes();
     const std::string laterAndLess = dated(4).bytes();
     const std::string later = dated(4, { { { "1" }, { "2" } }, { "D", "E" } }).bytes();
-    const std::string earlier = dated(1, { { { "1" }, { "2" } }, { "D", "E" } }).bytes();
+    const std::string openedBefore = dated(1, { { { "1" }, { "2" } }, { "D" } }).bytes(); // and saved behind the run
+    const std::string openedBeforeAndLess = dated(1, { {}, { "D" } }).bytes();
+    const std::string openedLaterAndLess = dated(4, { {}, { "D" } }).bytes();
+    const std::string oneRecordLess = dated(1, { {}, { "D", "E" } }).bytes(); // by a deletion
     const std::string other = dated(3).bytes();
 
     EXPECT_EQ(objections(first, other), "");
@@ -107,8 +114,15 @@ TEST_F(GuardsTest, OlderStatesAreKnownByBytesDateAndDeletions)
     EXPECT_EQ(objections(second, other), "older-state");
     EXPECT_EQ(objections(first, other), "older-state");
     EXPECT_EQ(objections(later, other), "");
-    EXPECT_EQ(objections(earlier, other), "older-state");
     EXPECT_EQ(objections(laterAndLess, other), "older-state");
+    EXPECT_EQ(objections(openedBefore, other), "");
+    EXPECT_EQ(objections(oneRecordLess, other), "");
+    EXPECT_EQ(objections(openedBeforeAndLess, other), "older-state");
+    EXPECT_EQ(objections(openedLaterAndLess, other), "");
+
+    tellsRecords = false;
+    last = noteRun(second, third, State::Done);
+    EXPECT_EQ(objections(openedBeforeAndLess, other), "");
 
     for (const State cutOff : { State::Begun, State::HalfDone, State::UndoBegun }) {
         last.state = cutOff;

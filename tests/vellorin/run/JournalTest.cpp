@@ -39,7 +39,8 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     written.batch = numbered(1);
     written.state = JournalRun::State::HalfDone;
     written.files[0]
-        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, { "A", "\xC0" }, { "B" }, { "C" } };
+        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, 9, { "A", "\xC0" }, { "B" }, { "C" },
+              { "D" } };
     journal.write(written);
     const std::vector<JournalRun> read = journal.runsOf("/v/a\xFF\n.vlr");
     ASSERT_EQ(read.size(), 1u);
@@ -52,9 +53,12 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     EXPECT_EQ(file.backup, "/v/a\xFF backup 1.vlr");
     EXPECT_EQ(file.openDateAfter, 7u);
     EXPECT_EQ(file.deletionsAfter, 8u);
+    EXPECT_EQ(file.recordsAfter, 9u);
+    EXPECT_FALSE(read[0].files.at(1).recordsAfter);
     EXPECT_EQ(file.added, (std::vector<std::string> { "A", "\xC0" }));
     EXPECT_EQ(file.removed, std::vector<std::string> { "B" });
     EXPECT_EQ(file.doubled, std::vector<std::string> { "C" });
+    EXPECT_EQ(file.selfDeleted, std::vector<std::string> { "D" });
     EXPECT_EQ(modeOf(journal.folder() + "/" + written.id + ".json"), 0600u);
     EXPECT_EQ(modeOf(journal.folder()), 0700u);
 }
@@ -74,6 +78,19 @@ TEST_F(JournalTest, ShowsTheNewestFirstAndStopsWhenToldTo)
     EXPECT_EQ(journal.runsOf("/v/a.vlr").size(), 1u);
 }
 
+TEST_F(JournalTest, AClockThatWentBackKeepsTheOrder)
+{
+    for (const std::string time :
+        { "2097-12-31T23:59:59.999998", "2097-12-31T23:59:59.999999", "9998-01-01T00:00:00.000000" }) {
+        journal.write(run(time + "Z-ffffffff"));
+        const std::string id = journal.newId();
+        EXPECT_GT(id, time + "Z-ffffffff");
+        EXPECT_EQ(id.size(), 36u);
+    }
+    journal.write(run("9999-12-31T23:59:59.999999Z-ffffffff")); // no clock's
+    EXPECT_EQ(journal.newId().substr(0, 2), "20");
+}
+
 TEST_F(JournalTest, WhatIsDamagedIsLeftOut)
 {
     journal.write(run(numbered(1)));
@@ -88,6 +105,10 @@ TEST_F(JournalTest, WhatIsDamagedIsLeftOut)
     for (const std::string& text : bad)
         state.write("journal/" + numbered(number++) + ".json", text);
     state.write("journal/notes.txt", "not ours");
+    const std::string steering = "2026-11-21\x1b[2J:36:08.000001Z-00000000";
+    std::string steeringEntry = good;
+    steeringEntry.replace(steeringEntry.find(numbered(1)), 36, "2026-11-21\\u001b[2J:36:08.000001Z-00000000");
+    state.write("journal/" + steering + ".json", steeringEntry);
     EXPECT_EQ(journal.runsOf("/v/a.vlr").size(), 1u);
     EXPECT_EQ(journal.newestRun()->id, numbered(1));
     for (std::size_t cut = 0; cut < good.size() - 3; ++cut) {

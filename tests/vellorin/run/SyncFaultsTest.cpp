@@ -70,7 +70,7 @@ protected:
     {
         Journal journal(kJournal);
         return statusOf([&] {
-            undo({}, { false, &partners.all }, journal, console);
+            undo({}, { false, /*confines=*/false, &partners.all }, journal, console);
             return static_cast<int>(kDone);
         });
     }

@@ -25,6 +25,8 @@ const ProofCase kProofs[] = {
     { "gone by a deletion in another case", { { { "ab" } } }, { {}, { "AB" } }, { {}, { "aB" } }, "" },
     { "a deletion is missing", { {}, { "1" } }, { {} }, { {} }, "a deletion would be lost: 1" },
     { "record and deletion are missing", { { { "1" } } }, { {}, { "1" } }, { {} }, "a record would be lost: 1" },
+    { "gone by a deletion from nowhere", { { { "1" } } }, { {} }, { {}, { "1" } },
+        "a deletion would stand there that stood in neither file: 1" },
     { "a body from nowhere", { { { "1", "", kX } } }, { {} }, { { { "1", "", kY } } },
         "a record would hold what stood in neither file: 1" },
     { "bodies changed places", { { { "1", "", kX } } }, { { { "2", "", kY } } },

@@ -13,7 +13,7 @@ protected:
         std::vector<std::string> paths;
         for (const std::string& name : names)
             paths.push_back(folder.path(name));
-        return undo(paths, { dryRun, &partners.all }, journal, console);
+        return undo(paths, { dryRun, /*confines=*/false, &partners.all }, journal, console);
     }
 
     /// The files' bytes behind each run, from the beginning on.
@@ -93,9 +93,40 @@ TEST_F(UndoTest, TheRunsOfOneCommandGoTogether)
         paths.push_back(folder.write(name, before.back()));
     }
     EXPECT_EQ(synchronizeCopies(paths, options, journal, console).runs.size(), 4u);
+    const std::vector<std::vector<std::string>> anyOfThem { {}, { "a" }, { "c", "d" }, { "a", "b", "c", "d" } };
+    for (const std::vector<std::string>& names : anyOfThem) { // whichever of the runs they took part in
+        EXPECT_EQ(takeBack(names, /*dryRun=*/true).runs.size(), 4u);
+        EXPECT_EQ(takeBack(names).runs.size(), 4u);
+        for (std::size_t i = 0; i < paths.size(); ++i)
+            EXPECT_EQ(folder.read(paths[i].substr(folder.path("").size())), before[i]);
+        synchronizeCopies(paths, options, journal, console);
+    }
+    sync("a", "b"); // in step: nothing that would stand before the others
     EXPECT_EQ(takeBack().runs.size(), 4u);
-    for (std::size_t i = 0; i < paths.size(); ++i)
-        EXPECT_EQ(folder.read(paths[i].substr(folder.path("").size())), before[i]);
+}
+
+/// However few backups are to be kept, those of the runs that go together stay.
+TEST_F(UndoTest, TheBackupsOfOneCommandStayTogetherAndChangesBetweenItsRunsAreNotLost)
+{
+    std::vector<std::string> paths;
+    for (const std::string name : { "a", "b", "c", "d", "e" })
+        paths.push_back(folder.write(name, SketchedVault { { { "common" }, { name } } }.bytes()));
+    const std::string before = folder.read("a");
+    options.keepBackups = 1;
+    synchronizeCopies(paths, options, journal, console);
+    EXPECT_EQ(takeBack({}, /*dryRun=*/true).files.size(), paths.size());
+
+    std::vector<JournalRun> runs = journal.runsOf(paths[0]);
+    ASSERT_GT(runs.size(), 1u);
+    const std::string hash = runs.back().files[0].hashAfter;
+    ASSERT_EQ(runs.back().files[0].path, canonicalPath(paths[0]));
+    runs.back().files[0].hashAfter = hashOf(dataOf("other")); // as if the next run had found something else
+    journal.write(runs.back());
+    EXPECT_EQ(failureOf([&] { takeBack(); }).find("2: a: somebody else has changed it between the runs"), 0u);
+    runs.back().files[0].hashAfter = hash;
+    journal.write(runs.back());
+    takeBack();
+    EXPECT_EQ(folder.read("a"), before);
 }
 
 TEST_F(UndoTest, ExplainTellsARecordsStory)
@@ -112,6 +143,19 @@ TEST_F(UndoTest, ExplainTellsARecordsStory)
     EXPECT_EQ(told.events[1].deed, Explanation::Deed::Added);
     EXPECT_EQ(told.events[1].otherFiles, std::vector<std::string> { canonicalPath(folder.path("a.vlr")) });
     EXPECT_EQ(told.categories.size(), 1u);
+    const std::vector<std::string> kDeleted { "2" };
+    const std::vector<std::string> kNone;
+    for (const bool bySelf : { true, false }) {
+        const SketchedVault with { { { "1" }, { "2" } }, bySelf ? kDeleted : kNone };
+        const SketchedVault without { { { "1" } }, bySelf ? kNone : kDeleted };
+        const std::string keeps = folder.write("keeps", with.bytes());
+        folder.write("gives", without.bytes());
+        sync("keeps", "gives");
+        const Explanation::Event removal = explain(keeps, "2", journal).events.back();
+        EXPECT_EQ(removal.deed, Explanation::Deed::Removed);
+        EXPECT_EQ(removal.bySelf, bySelf);
+        options.guards.allowOlder = true;
+    }
     EXPECT_TRUE(explain(folder.path("a.vlr"), "ABC1", journal).events.empty());
     EXPECT_EQ(failureOf([&] { explain(folder.path("b.vlr"), "AB", journal); }),
         "2: b.vlr: several records begin with ab: ABC1, ABD1");

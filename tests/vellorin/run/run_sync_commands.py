@@ -30,6 +30,8 @@ VAULTS = {
     "many.vlr": vault(MANY),
     "emptied.vlr": vault(["20"], MANY),
     "damaged.vlr": vault(["1"]) + b"???",
+    "own.vlr": vault(["1", "5"], ["5"]),
+    "plain.vlr": vault(["1"]),
     "none.vlr": b"hello",
     LONG: vault(),
 }
@@ -62,6 +64,7 @@ CASES = [
     ("--allow-unrelated a.vlr stranger.vlr", 0, WROTE, "goes from", ""),
     ("many.vlr emptied.vlr", 2, NOTHING, "", "refused (removals): many.vlr: would lose 12 of 12 records"),
     ("--allow-removals many.vlr emptied.vlr", 0, WROTE, "12 records are removed from many.vlr", ""),
+    ("own.vlr plain.vlr", 0, WROTE, "1 record is removed from own.vlr, which lists it as deleted itself.", ""),
     ("a.vlr damaged.vlr", 2, NOTHING, "", "refused (damage): damaged.vlr: "),
     ("--allow-damage --no-backup a.vlr damaged.vlr", 0, WROTE, "Backups: damaged backup 1.vlr\n", ""),
 ]

@@ -21,6 +21,10 @@ std::string told(const VaultDifference& difference)
         add("A-" + std::to_string(i));
     for (const uint32_t i : difference.deletedByA)
         add("B-" + std::to_string(i));
+    for (const uint32_t i : difference.selfDeletedInA)
+        add("A--" + std::to_string(i));
+    for (const uint32_t i : difference.selfDeletedInB)
+        add("B--" + std::to_string(i));
     for (const auto& match : difference.otherCategory)
         add("category" + std::to_string(match.a) + "/" + std::to_string(match.b));
     for (const auto& match : difference.otherBody)
@@ -52,6 +56,9 @@ const DifferenceCase kDifferences[] = {
     { "new on either side", { { { "1", "", kX } } }, { { { "2", "", kY } } }, "A+0 B+0 same0" },
     { "deleted by B", { { { "ab" }, { "2" } } }, { { { "2" } }, { "AB" } }, "A-0 deletions0/1 same1" },
     { "deleted by A", { {}, { "1" } }, { { { "1" } } }, "B-0 deletions1/0 same0" },
+    { "deleted by its own list", { { { "ab" }, { "2" } }, { "AB" } }, { { { "3" } }, { "3", "4" } },
+        "A+1 A--0 B--0 deletions1/2 same0" },
+    { "deleted by both lists", { { { "1" } }, { "1" } }, { {}, { "1" } }, "A-0 same0" },
     { "a record beats a deletion of it", { { { "1" } } }, { { { "1" } }, { "1" } }, "deletions0/1 same1" },
     { "deletions in another case", { {}, { "ab", "c" } }, { {}, { "C", "AB", "Ab" } }, "same0 in step" },
     { "another category", { { { "1", "x" } } }, { { { "1", "y" } } }, "category0/0 same0" },

@@ -224,6 +224,8 @@ const ObjectionCase kObjections[] = {
     { "eleven of many", numbered(0, 44, {}, "I"), numbered(50, 51, numbers(11), "I"), "" },
     { "more than a quarter", numbered(0, 43, {}, "I"), numbered(50, 51, numbers(11), "I"),
         "a: would lose 11 of 43 records, because b has deleted them" },
+    { "its own deletions count", numbered(0, 43, numbers(11), "I"), numbered(50, 51, {}, "I"),
+        "a: would lose 11 of 43 records, because b has deleted them, or it lists them as deleted itself" },
 };
 
 TEST(VaultObjectionsTest, NameWhatIsWrong)
@@ -237,8 +239,8 @@ TEST(VaultObjectionsTest, NameWhatIsWrong)
         std::string messages;
         for (const auto& objection : { objectionToMasters(ofA, ofB), objectionToDamage(ofA), objectionToDamage(ofB),
                  objectionToUnrelated(ofA, ofB, difference),
-                 objectionToRemovals(ofA, difference.deletedByB.size(), ofB),
-                 objectionToRemovals(ofB, difference.deletedByA.size(), ofA) })
+                 objectionToRemovals(ofA, difference.goFromA(), difference.selfDeletedInA.size(), ofB),
+                 objectionToRemovals(ofB, difference.goFromB(), difference.selfDeletedInB.size(), ofA) })
             messages += objection.value_or("");
         EXPECT_EQ(messages, c.message) << c.name;
     }
