@@ -3,12 +3,15 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace {
+
+constexpr int kFirstStatusOfSignals = 128; // in a shell
 
 // A handler may touch these and nothing else.
 std::atomic<int> gPendingSignal = 0;
@@ -62,6 +65,13 @@ void sleepUnlessInterrupted(std::chrono::milliseconds duration)
     pollfd waitFor { gDescriptor, POLLIN, 0 };
     ::poll(&waitFor, 1, static_cast<int>(duration.count()));
     throwIfInterrupted();
+}
+
+void endBySignal(int signal)
+{
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    std::_Exit(kFirstStatusOfSignals + signal); // if it is blocked
 }
 
 int interruptionDescriptor()

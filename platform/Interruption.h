@@ -23,6 +23,9 @@ void throwIfInterrupted();
 /// Sleeps; a signal ends it by throwing Interrupted.
 void sleepUnlessInterrupted(std::chrono::milliseconds duration);
 
+/// Ends the program by the signal that interrupted it, so that whoever started it sees that.
+[[noreturn]] void endBySignal(int signal);
+
 /// A descriptor that becomes readable when a signal comes, for waits on several things; -1 without handlers.
 int interruptionDescriptor();
 

@@ -7,6 +7,7 @@
 #include "NSLog.h"
 #include "NSURL.h"
 #include "Sandbox.h"
+#include "StandardDescriptors.h"
 #include "SynchronizeFiles.h"
 #include "VLR_PooledMemory.h"
 
@@ -180,14 +181,6 @@ int synchronize(const std::vector<std::string>& paths)
     return services.notReplaced().empty() ? kSynchronized : kNotReplaced;
 }
 
-/// Ends by the signal that ended the run, so that whoever started the program sees it.
-[[noreturn]] void endBySignal(int signal)
-{
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-    std::_Exit(128 + signal); // if it is blocked
-}
-
 int runWith(const Options& options)
 {
     if (options.help || options.version)
@@ -206,6 +199,7 @@ int main(int argc, char** argv)
 #ifdef VELLORIN_POOLED_MEMORY
     VLR_SetRawMemory(VLR_PooledMemory());
 #endif
+    occupyStandardDescriptors();
     const std::optional<Options> options = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (!options)
         return kWrongUsageOrForeignFailure;

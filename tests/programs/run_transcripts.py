@@ -6,7 +6,7 @@
     folder NAME
     link NAME -> TARGET
     mode NAME OCTAL             skipped as a whole for root, whom modes don't stop
-    stdout full|closed          where the program's output goes instead
+    stdout full|unread|closed   where the program's output goes instead: a full device, a pipe without a reader, nowhere
     run PROGRAM ARGUMENT...     the words of a shell; $DIR is the scratch folder, the current one too
     status N                    of the run above; signals as -N
     out TEXT / err TEXT         the lines of standard output and error, all of them, in order; ~TEXT is a pattern;
@@ -78,11 +78,12 @@ class Transcript:
         stdout = subprocess.PIPE
         if self.stdout_to == "full":
             stdout = open("/dev/full", "wb")
-        elif self.stdout_to == "closed":
+        elif self.stdout_to == "unread":
             reader, stdout = os.pipe()
             os.close(reader)
+        close = (lambda: os.close(1)) if self.stdout_to == "closed" else None
         done = subprocess.run(command, cwd=self.folder, env=environment, stdin=subprocess.DEVNULL, stdout=stdout,
-                              stderr=subprocess.PIPE, timeout=120)
+                              stderr=subprocess.PIPE, timeout=120, preexec_fn=close)
         self.result = (done.returncode, (done.stdout or b"").decode(), done.stderr.decode())
         self.expected = {"out": [], "err": []}
 

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 namespace {
 
@@ -39,7 +40,7 @@ struct Findings {
 
     std::size_t damagedPlaces() const { return damage.size() + unreadable.size() + (noPasswordFits ? 1 : 0); }
 
-    std::vector<VaultDamage> damage;
+    const std::vector<VaultDamage>& damage;
     std::vector<VaultRecord> unreadable; // an encrypted part of a length that no cipher makes
     bool noPasswordFits; // the reference buffer has a wrong length
     std::vector<std::pair<std::string_view, std::size_t>> repeated; // UUIDs, and how often
@@ -74,86 +75,132 @@ public:
     {
         if (!repair_.empty() && files_.size() != 1)
             throw CommandFailure(kRefused, "--repair goes with one FILE");
-        document_ = jsonDocument("check");
-        document_["files"] = nlohmann::ordered_json::array();
-        for (const std::string& path : files_)
-            check(path, console);
+        std::optional<JsonOutput> json;
         if (json_)
-            printJson(console, document_);
-        else
-            console.data(text_);
+            json.emplace(console, "check").beginList("files");
+        for (const std::string& path : files_)
+            tell(check(path, console), console, json);
+        if (json)
+            json->finish();
         return hasFailed_ ? kFailed : hasDamage_ ? kLookAtIt : kDone;
     }
 
 private:
-    void check(const std::string& path, Console& console)
+    /// What --repair has written, and what it could not take over.
+    struct Repaired {
+        std::size_t saved = 0;
+        std::vector<VaultDamage> lost;
+    };
+
+    /// What came of one file. Parts that there aren't are absent.
+    struct Checked {
+        std::string path;
+        std::optional<VaultContents> vault;
+        std::optional<Repaired> repaired;
+        std::string failure;
+    };
+
+    /// The repair comes before any output, so that nothing was told if it is refused.
+    Checked check(const std::string& path, Console& console)
     {
-        nlohmann::ordered_json json;
-        json["path"] = jsonText(path);
+        Checked checked { path, std::nullopt, std::nullopt, "" };
         try {
-            const VaultContents vault = readVault(path);
-            const Findings findings(vault);
-            hasDamage_ = hasDamage_ || findings.damagedPlaces() > 0;
-            report(path, vault, findings, json);
+            checked.vault.emplace(readVault(path));
             if (!repair_.empty())
-                repair(vault, console, json);
+                checked.repaired = repair(*checked.vault, console);
         } catch (const CommandFailure& failure) {
             if (failure.status() == kRefused)
                 throw;
-            json["error"] = jsonText(failure.what());
+            checked.failure = failure.what();
             console.complain(printable(failure.what()));
             hasFailed_ = true;
         }
-        document_["files"].push_back(std::move(json));
+        return checked;
     }
 
-    void report(const std::string& path, const VaultContents& vault, const Findings& findings, nlohmann::ordered_json& json)
+    Repaired repair(const VaultContents& vault, Console& console) const
     {
-        const std::size_t places = findings.damagedPlaces();
-        text_ += printable(path) + ": " + counted(vault.records.size(), "record", "records") + ", "
-            + (places == 0 ? "whole" : counted(places, "damaged place", "damaged places")) + "\n";
-        if (findings.noPasswordFits)
-            text_ += "  the reference buffer has a wrong length: no password opens the vault\n";
-        for (const VaultDamage& damage : findings.damage)
-            text_ += "  " + lineOf(damage, vault) + "\n";
-        for (const VaultRecord& record : findings.unreadable)
-            text_ += "  at byte " + std::to_string(record.offset)
-                + ": the encrypted part has a wrong length: no password reads it (record " + printable(record.uuid) + ")\n";
-        for (const auto& [uuid, count] : findings.repeated)
-            text_ += "  " + counted(count, "record has", "records have") + " the UUID " + printable(uuid) + "\n";
-        json["recordCount"] = vault.records.size();
-        json["noPasswordFits"] = findings.noPasswordFits;
-        json["damage"] = jsonOfDamage(vault);
-        json["unreadable"] = nlohmann::ordered_json::array();
-        for (const VaultRecord& record : findings.unreadable)
-            json["unreadable"].push_back(jsonOf(record));
-        json["repeated"] = nlohmann::ordered_json::array();
-        for (const auto& [uuid, count] : findings.repeated)
-            json["repeated"].push_back({ { "uuid", jsonText(uuid) }, { "recordCount", count } });
-    }
-
-    void repair(const VaultContents& vault, Console& console, nlohmann::ordered_json& json)
-    {
-        std::vector<VaultDamage> lost;
-        const NSData repaired = repairedVault(vault, lost);
+        Repaired result;
+        const NSData repaired = repairedVault(vault, result.lost);
         writeNewVault(repair_, repaired);
         console.workIsDone();
-        const std::size_t saved = VaultContents(repaired).records.size();
-        text_ += printable(repair_) + ": written with " + counted(saved, "record", "records") + "\n";
-        for (const VaultDamage& damage : lost)
-            text_ += "  lost " + lineOf(damage, vault) + "\n";
-        json["repaired"] = jsonText(repair_);
-        json["saved"] = saved;
-        json["lost"] = nlohmann::ordered_json::array();
-        for (const VaultDamage& damage : lost)
-            json["lost"].push_back(jsonOf(damage, vault));
+        result.saved = VaultContents(repaired).records.size();
+        return result;
+    }
+
+    void tell(const Checked& checked, Console& console, std::optional<JsonOutput>& json)
+    {
+        std::optional<Findings> findings;
+        if (checked.vault)
+            findings.emplace(*checked.vault);
+        hasDamage_ = hasDamage_ || (findings && findings->damagedPlaces() > 0);
+        if (json)
+            put(*json, checked, findings);
+        else if (findings)
+            console.data(textOf(checked, *findings));
+    }
+
+    std::string textOf(const Checked& checked, const Findings& findings) const
+    {
+        const VaultContents& vault = *checked.vault;
+        std::string text = textOfFindings(checked.path, vault, findings);
+        if (!checked.repaired)
+            return text;
+        text += printable(repair_) + ": written with " + counted(checked.repaired->saved, "record", "records") + "\n";
+        for (const VaultDamage& damage : checked.repaired->lost)
+            text += "  lost " + lineOf(damage, vault) + "\n";
+        return text;
+    }
+
+    static std::string textOfFindings(
+        const std::string& path, const VaultContents& vault, const Findings& findings)
+    {
+        const std::size_t places = findings.damagedPlaces();
+        std::string text = printable(path) + ": " + counted(vault.records.size(), "record", "records") + ", "
+            + (places == 0 ? "whole" : counted(places, "damaged place", "damaged places")) + "\n";
+        if (findings.noPasswordFits)
+            text += "  the reference buffer has a wrong length: no password opens the vault\n";
+        for (const VaultDamage& damage : findings.damage)
+            text += "  " + lineOf(damage, vault) + "\n";
+        for (const VaultRecord& record : findings.unreadable)
+            text += "  at byte " + std::to_string(record.offset)
+                + ": the encrypted part has a wrong length: no password reads it (record " + printable(record.uuid) + ")\n";
+        for (const auto& [uuid, count] : findings.repeated)
+            text += "  " + counted(count, "record has", "records have") + " the UUID " + printable(uuid) + "\n";
+        return text;
+    }
+
+    void put(JsonOutput& json, const Checked& checked, const std::optional<Findings>& findings) const
+    {
+        json.beginObject();
+        json.member("path", jsonText(checked.path));
+        if (findings)
+            putFindings(json, *checked.vault, *findings);
+        if (checked.repaired) {
+            json.member("repaired", jsonText(repair_));
+            json.member("saved", checked.repaired->saved);
+            putDamage(json, "lost", checked.repaired->lost, *checked.vault);
+        }
+        if (!checked.failure.empty())
+            json.member("error", jsonText(checked.failure));
+        json.end();
+    }
+
+    static void putFindings(JsonOutput& json, const VaultContents& vault, const Findings& findings)
+    {
+        json.member("recordCount", vault.records.size());
+        json.member("noPasswordFits", findings.noPasswordFits);
+        putDamage(json, "damage", findings.damage, vault);
+        putRecords(json, "unreadable", findings.unreadable);
+        json.beginList("repeated");
+        for (const auto& [uuid, count] : findings.repeated)
+            json.element({ { "uuid", jsonText(uuid) }, { "recordCount", count } });
+        json.end();
     }
 
     std::vector<std::string> files_;
     std::string repair_;
     bool json_ = false;
-    std::string text_;
-    nlohmann::ordered_json document_;
     bool hasDamage_ = false;
     bool hasFailed_ = false;
 };

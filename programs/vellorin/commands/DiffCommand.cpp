@@ -48,17 +48,22 @@ public:
         const VaultContents b = readVault(b_);
         const VaultDifference difference = differenceOf(a, b);
         const bool haveSameMaster = a.referenceBuffer == b.referenceBuffer;
-        if (!haveSameMaster)
-            console.say(printable(a_) + " and " + printable(b_) + ": the master passwords differ");
         if (json_)
-            printJson(console, jsonOf(a, b, difference));
+            put(JsonOutput(console, "diff"), a, b, difference);
         else
-            console.data(textOf(partsOf(a, b, difference), difference, console));
+            console.data(headOf(difference, haveSameMaster) + textOf(partsOf(a, b, difference), console));
         return isSame(difference) && haveSameMaster ? kDone : kLookAtIt;
     }
 
 private:
     static bool isSame(const VaultDifference& difference) { return difference.inStep && difference.otherBody.empty(); }
+
+    static std::string headOf(const VaultDifference& difference, bool haveSameMaster)
+    {
+        if (!haveSameMaster)
+            return "the master passwords differ\n";
+        return isSame(difference) ? "no difference\n" : "";
+    }
 
     std::vector<Part> partsOf(const VaultContents& a, const VaultContents& b, const VaultDifference& difference) const
     {
@@ -99,7 +104,7 @@ private:
     }
 
     /// Counts first, then the records.
-    std::string textOf(const std::vector<Part>& parts, const VaultDifference& difference, const Console& console) const
+    std::string textOf(const std::vector<Part>& parts, const Console& console) const
     {
         std::string counts;
         std::string lists;
@@ -113,52 +118,47 @@ private:
             for (const std::string& line : part.lines)
                 lists += "  " + line + "\n";
         }
-        const std::string text = isSame(difference) ? "no difference\n" + counts : counts;
-        return withRecords_ || console.manner().verbose ? text + lists : text;
+        return withRecords_ || console.manner().verbose ? counts + lists : counts;
     }
 
-    nlohmann::ordered_json jsonOf(const VaultContents& a, const VaultContents& b, const VaultDifference& difference) const
+    void put(JsonOutput json, const VaultContents& a, const VaultContents& b, const VaultDifference& difference) const
     {
-        nlohmann::ordered_json document = jsonDocument("diff");
-        document["a"] = jsonText(a_);
-        document["b"] = jsonText(b_);
-        document["sameMaster"] = a.referenceBuffer == b.referenceBuffer;
-        document["inStep"] = difference.inStep;
-        document["onlyInA"] = jsonOfList(difference.newInA, a);
-        document["onlyInB"] = jsonOfList(difference.newInB, b);
-        document["deletedByB"] = jsonOfList(difference.deletedByB, a);
-        document["deletedByA"] = jsonOfList(difference.deletedByA, b);
-        document["selfDeletedInA"] = jsonOfList(difference.selfDeletedInA, a);
-        document["selfDeletedInB"] = jsonOfList(difference.selfDeletedInB, b);
-        document["otherCategory"] = jsonOfList(difference.otherCategory, a, b);
-        document["otherBody"] = jsonOfList(difference.otherBody, a, b);
-        document["likelyPairs"] = jsonOfList(difference.likelyPairs, a, b);
-        document["deletionsOnlyInA"] = difference.deletionsOnlyInA;
-        document["deletionsOnlyInB"] = difference.deletionsOnlyInB;
-        document["same"] = difference.same;
-        return document;
+        json.member("a", jsonText(a_));
+        json.member("b", jsonText(b_));
+        json.member("sameMaster", a.referenceBuffer == b.referenceBuffer);
+        json.member("inStep", difference.inStep);
+        putList(json, "onlyInA", difference.newInA, a);
+        putList(json, "onlyInB", difference.newInB, b);
+        putList(json, "deletedByB", difference.deletedByB, a);
+        putList(json, "deletedByA", difference.deletedByA, b);
+        putList(json, "selfDeletedInA", difference.selfDeletedInA, a);
+        putList(json, "selfDeletedInB", difference.selfDeletedInB, b);
+        putList(json, "otherCategory", difference.otherCategory, a, b);
+        putList(json, "otherBody", difference.otherBody, a, b);
+        putList(json, "likelyPairs", difference.likelyPairs, a, b);
+        json.member("deletionsOnlyInA", difference.deletionsOnlyInA);
+        json.member("deletionsOnlyInB", difference.deletionsOnlyInB);
+        json.member("same", difference.same);
+        json.finish();
     }
 
-    static nlohmann::ordered_json jsonOfList(const std::vector<uint32_t>& records, const VaultContents& vault)
+    static void putList(
+        JsonOutput& json, const std::string& name, const std::vector<uint32_t>& records, const VaultContents& vault)
     {
-        nlohmann::ordered_json list = nlohmann::ordered_json::array();
+        json.beginList(name);
         for (const uint32_t record : records)
-            list.push_back(::jsonOf(vault.records[record]));
-        return list;
+            json.element(jsonOf(vault.records[record]));
+        json.end();
     }
 
     template <class Match>
-    static nlohmann::ordered_json jsonOfList(
-        const std::vector<Match>& matches, const VaultContents& a, const VaultContents& b)
+    static void putList(JsonOutput& json, const std::string& name, const std::vector<Match>& matches,
+        const VaultContents& a, const VaultContents& b)
     {
-        nlohmann::ordered_json list = nlohmann::ordered_json::array();
-        for (const Match& match : matches) {
-            nlohmann::ordered_json entry;
-            entry["a"] = ::jsonOf(a.records[match.a]);
-            entry["b"] = ::jsonOf(b.records[match.b]);
-            list.push_back(std::move(entry));
-        }
-        return list;
+        json.beginList(name);
+        for (const Match& match : matches)
+            json.element({ { "a", jsonOf(a.records[match.a]) }, { "b", jsonOf(b.records[match.b]) } });
+        json.end();
     }
 
     std::string a_;

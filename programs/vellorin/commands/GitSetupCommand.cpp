@@ -69,7 +69,7 @@ public:
         page.name = "git-setup";
         page.summary = "tell git to merge vaults with this program";
         page.options = { { "--global", "", "", "for all repositories of this user", &global_ },
-            { "--pattern", "", "PATTERN", "the names of vaults (*.vlr)", &pattern_, Completion::Nothing } };
+            { "--pattern", "", "PATTERN", "the names of vaults [*.vlr]", &pattern_, Completion::Nothing } };
         page.description = {
             "Sets git's merge driver \"vellorin\" to this program's merge-driver command, and its converter for diffs, so "
             "that \"git diff\" and \"git log -p\" list the records of a vault instead of \"binary files differ\". With "
@@ -91,7 +91,7 @@ public:
         if (!isInRepository && !global_)
             throw CommandFailure(kRefused, "here is no git repository with files, and nothing was set (--global does without)");
         configure("merge.vellorin.name", "encrypted vaults, merged record by record", console);
-        configure("merge.vellorin.driver", quotedProgram() + " merge-driver %O %A %B %P", console);
+        configure("merge.vellorin.driver", quotedProgram() + " merge-driver -- %O %A %B %P", console);
         configure("diff.vellorin.textconv", quotedForTextconv(), console);
         if (isInRepository)
             addAttributes(folder.output + "/.gitattributes", console);

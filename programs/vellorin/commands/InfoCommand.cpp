@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "ExitStatus.h"
 #include "Json.h"
+#include "NSFileManager.h"
 #include "TimeText.h"
 #include "VaultContents.h"
 #include "VaultText.h"
@@ -21,6 +22,13 @@ std::time_t modificationTimeOf(const std::string& path)
 {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
+}
+
+/// Absent if the file can't be read.
+std::optional<uint64_t> sizeOfReadable(const std::string& path)
+{
+    const std::optional<NSData> bytes = LinuxFileManager().dataWithContentsOfFile(path);
+    return bytes ? std::optional<uint64_t>(bytes->length()) : std::nullopt;
 }
 
 nlohmann::ordered_json jsonOfTime(std::time_t time)
@@ -54,7 +62,8 @@ public:
         page.summary = "tell what vaults hold";
         page.operands = { { "FILE", "a vault", &files_, 1, CommandPage::kAny } };
         page.options = { { "--records", "", "", "list the records as well", &withRecords_ },
-            { "--content", "", "", "leave out what isn't in the vault itself: its path and its file's date", &contentOnly_ },
+            { "--content", "", "", "tell of the file's bytes alone, whatever they are, and not of its path and date",
+                &contentOnly_ },
             { "--json", "", "", "tell it to programs", &json_ } };
         page.description = {
             "Tells of each vault its identity, the identity of the vault with which it was last synchronised, its records "
@@ -64,6 +73,7 @@ public:
             "and what it protects is not shown: titles, names, passwords and notes.",
             "With --records each record stands on a line: UUID, category, the length of the encrypted part, and whether it "
             "was changed since the last synchronisation.",
+            "With --content the text depends on the file's bytes alone, and any file has one, as git's diffs want it.",
         };
         page.examples = { { "vellorin info ~/vault.vlr /media/stick/vault.vlr",
                               "tell what both hold, and whether they have the same master password" },
@@ -76,7 +86,7 @@ public:
         for (const std::string& path : files_)
             look(path, console);
         if (json_)
-            printJson(console, jsonOfAll());
+            putAll(JsonOutput(console, "info"));
         else
             console.data(textOfAll(console));
         return hasFailed_ ? kFailed : kDone;
@@ -87,17 +97,19 @@ private:
         std::string path;
         std::optional<VaultContents> vault; // absent if it couldn't be read
         std::string failure;
+        std::optional<uint64_t> size; // of what could be read and is no vault
     };
 
     void look(const std::string& path, Console& console)
     {
-        Looked& looked = looked_.emplace_back(Looked { path, std::nullopt, "" });
+        Looked& looked = looked_.emplace_back(Looked { path, std::nullopt, "", std::nullopt });
         try {
             looked.vault.emplace(readVault(path));
         } catch (const CommandFailure& failure) {
             looked.failure = failure.what();
             console.complain(printable(failure.what()));
-            hasFailed_ = true;
+            looked.size = sizeOfReadable(path);
+            hasFailed_ = hasFailed_ || !contentOnly_ || !looked.size;
         }
     }
 
@@ -118,6 +130,8 @@ private:
         for (const Looked& looked : looked_) {
             if (looked.vault)
                 text += (text.empty() ? "" : "\n") + textOf(looked, console);
+            else if (contentOnly_ && looked.size)
+                text += "no vault\n" + field("size", counted(*looked.size, "byte", "bytes"));
         }
         return looked_.size() > 1 ? text + textOfMasters() : text;
     }
@@ -164,42 +178,43 @@ private:
         return text;
     }
 
-    nlohmann::ordered_json jsonOfAll() const
+    void putAll(JsonOutput json) const
     {
-        nlohmann::ordered_json document = jsonDocument("info");
-        nlohmann::ordered_json& files = document["files"] = nlohmann::ordered_json::array();
-        for (const Looked& looked : looked_)
-            files.push_back(jsonOf(looked));
-        return document;
+        const auto numbers = masters();
+        json.beginList("files");
+        for (const Looked& looked : looked_) {
+            json.beginObject();
+            json.member("path", jsonText(looked.path));
+            if (looked.vault)
+                put(json, looked, numbers.at(looked.vault->referenceBuffer));
+            else
+                json.member("error", jsonText(looked.failure));
+            json.end();
+        }
+        json.finish();
     }
 
-    nlohmann::ordered_json jsonOf(const Looked& looked) const
+    void put(JsonOutput& json, const Looked& looked, std::size_t master) const
     {
-        nlohmann::ordered_json json;
-        json["path"] = jsonText(looked.path);
-        if (!looked.vault) {
-            json["error"] = jsonText(looked.failure);
-            return json;
-        }
         const VaultContents& vault = *looked.vault;
-        json["version"] = 4;
-        json["identity"] = jsonText(vault.identity);
-        json["partner"] = jsonText(vault.partner);
-        json["master"] = masters().at(vault.referenceBuffer);
-        json["recordCount"] = vault.records.size();
-        nlohmann::ordered_json& categories = json["categories"] = nlohmann::ordered_json::array();
+        json.member("version", 4);
+        json.member("identity", jsonText(vault.identity));
+        json.member("partner", jsonText(vault.partner));
+        json.member("master", master);
+        json.member("recordCount", vault.records.size());
+        json.beginList("categories");
         for (const auto& [category, count] : categoriesOf(vault))
-            categories.push_back({ { "category", jsonText(category) }, { "recordCount", count } });
-        json["deletionCount"] = vault.deletions.size();
-        json["opened"] = jsonOfTime(timeOf(vault.openDate));
-        json["modified"] = jsonOfTime(modificationTimeOf(looked.path));
-        json["sortField"] = vault.sortField;
-        json["sortDescending"] = vault.sortDescending;
-        json["size"] = vault.bytes().length();
-        json["damage"] = jsonOfDamage(vault);
+            json.element({ { "category", jsonText(category) }, { "recordCount", count } });
+        json.end();
+        json.member("deletionCount", vault.deletions.size());
+        json.member("opened", jsonOfTime(timeOf(vault.openDate)));
+        json.member("modified", jsonOfTime(modificationTimeOf(looked.path)));
+        json.member("sortField", vault.sortField);
+        json.member("sortDescending", vault.sortDescending);
+        json.member("size", vault.bytes().length());
+        putDamage(json, "damage", vault.damage, vault);
         if (withRecords_)
-            json["records"] = jsonOfRecords(vault);
-        return json;
+            putRecords(json, "records", vault.records);
     }
 
     std::vector<std::string> files_;

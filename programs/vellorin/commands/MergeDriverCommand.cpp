@@ -33,7 +33,8 @@ public:
             "Anything that speaks against a merge is a conflict: different master passwords, damage, vaults that have "
             "nothing in common. The exit status is 1 then, and OURS is as it was. Merge by hand with \"vellorin merge\".",
         };
-        page.examples = { { "vellorin merge-driver %O %A %B %P", "the line that git-setup writes into git's configuration" } };
+        page.examples = { { "vellorin merge-driver -- %O %A %B %P",
+            "the line that git-setup writes into git's configuration" } };
         return page;
     }
 

@@ -7,10 +7,20 @@
 #include <nlohmann/json.hpp>
 
 #include <charconv>
+#include <utility>
 
 namespace {
 
 constexpr char kReplacement[] = "\xEF\xBF\xBD"; // U+FFFD
+
+constexpr int kIndent = 2;
+constexpr std::size_t kLongText = 65536;
+
+/// Without anything but ASCII, so that no character of a name steers a terminal here either.
+std::string dumped(const nlohmann::ordered_json& value)
+{
+    return value.dump(kIndent, ' ', /*ensure_ascii=*/true);
+}
 
 std::string withWrongBytesReplaced(std::string_view bytes)
 {
@@ -80,8 +90,100 @@ std::string bytesOfJson(const nlohmann::ordered_json& value)
     return bytes;
 }
 
+JsonOutput::JsonOutput(Console& console, const std::string& command)
+    : console_(console)
+{
+    open('{');
+    const nlohmann::ordered_json frame = jsonDocument(command);
+    for (const auto& [name, value] : frame.items())
+        member(name, value);
+}
+
+void JsonOutput::member(const std::string& name, const nlohmann::ordered_json& value)
+{
+    startEntry();
+    append(name);
+    text_ += ": ";
+    append(value);
+    flushIfLong();
+}
+
+void JsonOutput::beginList(const std::string& name)
+{
+    startEntry();
+    append(name);
+    text_ += ": ";
+    open('[');
+}
+
+void JsonOutput::element(const nlohmann::ordered_json& value)
+{
+    startEntry();
+    append(value);
+    flushIfLong();
+}
+
+void JsonOutput::beginObject()
+{
+    startEntry();
+    open('{');
+}
+
+void JsonOutput::end()
+{
+    const char bracket = closing_.back();
+    closing_.pop_back();
+    if (!isEmpty_)
+        newLine();
+    text_ += bracket;
+    isEmpty_ = false;
+}
+
+void JsonOutput::finish()
+{
+    while (!closing_.empty())
+        end();
+    console_.data(std::exchange(text_, {}) + '\n');
+}
+
+void JsonOutput::open(char bracket)
+{
+    text_ += bracket;
+    closing_ += bracket == '{' ? '}' : ']';
+    isEmpty_ = true;
+}
+
+void JsonOutput::startEntry()
+{
+    if (!isEmpty_)
+        text_ += ',';
+    newLine();
+    isEmpty_ = false;
+}
+
+/// Its lines follow the depth: no text in JSON holds a line end of its own.
+void JsonOutput::append(const nlohmann::ordered_json& value)
+{
+    for (const char c : dumped(value)) {
+        if (c == '\n')
+            newLine();
+        else
+            text_ += c;
+    }
+}
+
+void JsonOutput::newLine()
+{
+    text_.append("\n").append(kIndent * closing_.size(), ' ');
+}
+
+void JsonOutput::flushIfLong()
+{
+    if (text_.size() > kLongText)
+        console_.data(std::exchange(text_, {}));
+}
+
 void printJson(Console& console, const nlohmann::ordered_json& document)
 {
-    // Without anything but ASCII, so that no character of a name steers a terminal here either.
-    console.data(document.dump(2, ' ', /*ensure_ascii=*/true) + '\n');
+    console.data(dumped(document) + '\n');
 }

@@ -21,5 +21,36 @@ nlohmann::ordered_json jsonText(std::string_view bytes);
 /// Back from such a value. Raises: CommandFailure if it is none.
 std::string bytesOfJson(const nlohmann::ordered_json& value);
 
+/// A document like that of jsonDocument, written piece by piece, for lists that would take many times the memory of the
+/// file that they tell of. What was begun and not finished is a part of a document, or nothing.
+class JsonOutput {
+public:
+    /// Begins the object. `console` must outlive the object.
+    JsonOutput(Console& console, const std::string& command);
+
+    void member(const std::string& name, const nlohmann::ordered_json& value);
+    void beginList(const std::string& name);
+    void element(const nlohmann::ordered_json& value);
+    void beginObject(); // an element
+
+    /// Of the list or the object that has begun last.
+    void end();
+
+    /// Ends all that has begun, with a line end. Each operation raises what Console::data raises.
+    void finish();
+
+private:
+    void open(char bracket);
+    void startEntry();
+    void append(const nlohmann::ordered_json& value);
+    void newLine();
+    void flushIfLong();
+
+    Console& console_;
+    std::string text_; // not written yet
+    std::string closing_; // brackets
+    bool isEmpty_ = true; // the innermost list or object
+};
+
 /// One document with a line end, to standard output.
 void printJson(Console& console, const nlohmann::ordered_json& document);

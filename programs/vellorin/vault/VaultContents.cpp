@@ -20,6 +20,9 @@ constexpr std::size_t kSortOrderInPreferences = 13;
 constexpr uint32_t kDescending = 0x80000000;
 constexpr uint64_t kLargestVault = 0xFFFFFFFF; // readers count places in 32 bits
 constexpr std::string_view kRecordTag = "Pdat";
+constexpr uint32_t kBeginOfVersions1And2 = 256; // the count of the reference buffer, without a tag
+constexpr char kOlderVersion[]
+    = "it has the form of an older version, which a program with its password can bring up to date";
 
 uint32_t numberAt(std::string_view bytes, std::size_t offset)
 {
@@ -169,12 +172,18 @@ private:
 
     void header()
     {
+        if (vault_.atEnd())
+            refuse("the file is empty", 0);
+        if (vault_.beginsWith(kBeginOfVersions1And2))
+            refuse(kOlderVersion, 0);
         vault_.exactly(kVLR_MagicVersion4); // may be missing; the next save adds it
         section(kVLR_TagReferenceBuffer, "the reference buffer");
         text(contents_.referenceBuffer, "the reference buffer");
         preferences();
         section(kVLR_TagDeletionList, "the deletion list");
         deletions();
+        if (vault_.beginsWith(kVLR_TagRecord))
+            refuse(kOlderVersion, vault_.offset());
         section(kVLR_TagSyncInformation, "the identity");
         text(contents_.identity, "the identity");
         text(contents_.partner, "the partner's identity");

@@ -100,18 +100,19 @@ nlohmann::ordered_json jsonOf(const VaultDamage& damage, const VaultContents& va
     return json;
 }
 
-nlohmann::ordered_json jsonOfDamage(const VaultContents& vault)
+void putDamage(
+    JsonOutput& json, const std::string& name, const std::vector<VaultDamage>& damage, const VaultContents& vault)
 {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const VaultDamage& damage : vault.damage)
-        list.push_back(jsonOf(damage, vault));
-    return list;
+    json.beginList(name);
+    for (const VaultDamage& entry : damage)
+        json.element(jsonOf(entry, vault));
+    json.end();
 }
 
-nlohmann::ordered_json jsonOfRecords(const VaultContents& vault)
+void putRecords(JsonOutput& json, const std::string& name, const std::vector<VaultRecord>& records)
 {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const VaultRecord& record : vault.records)
-        list.push_back(jsonOf(record));
-    return list;
+    json.beginList(name);
+    for (const VaultRecord& record : records)
+        json.element(jsonOf(record));
+    json.end();
 }

@@ -8,6 +8,9 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
+
+class JsonOutput;
 
 // What vaults hold, in words for people and in JSON for programs. Texts for people are printable.
 
@@ -32,6 +35,7 @@ std::string lineOf(const VaultDamage& damage, const VaultContents& vault);
 nlohmann::ordered_json jsonOf(const VaultRecord& record);
 nlohmann::ordered_json jsonOf(const VaultDamage& damage, const VaultContents& vault);
 
-/// All damage of a vault, and all records.
-nlohmann::ordered_json jsonOfDamage(const VaultContents& vault);
-nlohmann::ordered_json jsonOfRecords(const VaultContents& vault);
+/// Lists of this name, entry by entry.
+void putDamage(
+    JsonOutput& json, const std::string& name, const std::vector<VaultDamage>& damage, const VaultContents& vault);
+void putRecords(JsonOutput& json, const std::string& name, const std::vector<VaultRecord>& records);

@@ -142,6 +142,30 @@ def test_diffs_list_records(scratch):
     assert not any("modified" in line or "tmp" in line for line in changed), shown
 
 
+def test_a_name_like_an_option_is_merged(scratch):
+    repository = Repository(scratch)
+    repository.setup("--pattern", "*")
+    repository.commit(["1", "2"], name="--help")
+    repository.branch("theirs")
+    repository.commit(["1", "2", "3"], name="--help")
+    repository.git("checkout", "-q", "main")
+    repository.commit(["2"], ["1"], name="--help")
+    repository.git("merge", "-q", "--no-edit", "theirs")
+    assert uuids(repository.vault("--help")) == ["2", "3"]
+
+
+def test_a_broken_vault_does_not_end_the_log(scratch):
+    repository = Repository(scratch)
+    repository.setup()
+    repository.commit(["1"])
+    for content in (b"", b"no vault"):
+        (repository.folder / "my vault.vlr").write_bytes(content)
+        repository.git("commit", "-q", "-a", "-m", "broken")
+    shown = repository.git("log", "-p").stdout
+    assert b"-size         0 bytes\n+size         8 bytes\n" in shown, shown
+    assert b"+  1  (no category)  8 bytes" in shown, shown
+
+
 def test_setup_is_told_and_done_once(scratch):
     repository = Repository(scratch)
     attributes = repository.folder / ".gitattributes"
@@ -165,7 +189,7 @@ def test_setup_refuses_what_it_cannot_do(scratch):
             (["--global"], 0, b"add this line to .gitattributes")]:
         done = scratch.run("git-setup", *words)
         assert done.returncode == status and error in done.stderr, (words, done)
-    assert b"merge-driver %O %A %B %P" in scratch.read(".gitconfig")
+    assert b"merge-driver -- %O %A %B %P" in scratch.read(".gitconfig")
     scratch.environment["PATH"] = str(scratch.folder)
     done = scratch.run("git-setup", "--global")
     assert done.returncode == 3 and b"git can't be run: No such file or directory" in done.stderr, done

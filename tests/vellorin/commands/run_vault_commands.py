@@ -30,6 +30,8 @@ VAULTS = {
     "empty.vlr": b"",
     "uneven.vlr": vault([("1", "", b"123")]),
     "short-reference.vlr": b"Fish\0\0\0\x18" + X + vault()[268:],
+    "version2.vlr": golden_bytes(DATA / "older/version-2.hex"),
+    "version3.vlr": golden_bytes(DATA / "older/version-3.hex"),
     "older.vlr": golden_bytes(DATA / "record-format-3.hex"),
 }
 
@@ -44,6 +46,8 @@ CASES = [
     ("info cut.vlr", 0, "~\ndamage       1\n  at byte ", ""),
     ("info none.vlr a.vlr", 3, "a.vlr\n", "vellorin: none.vlr: is no vault: the reference buffer is not where"),
     ("info missing", 3, "", "vellorin: missing: can't be read: No such file or directory\n"),
+    ("info --content none.vlr a.vlr", 0, "no vault\nsize         ", "vellorin: none.vlr: is no vault: "),
+    ("info --content missing", 3, "", "vellorin: missing: can't be read: "),
     ("info nasty.vlr --records", 0, "~\n  \\x1b[2J  \\u202e\\x0a  8 bytes\n", ""),
     ("info", 2, "", "vellorin: missing FILE\n"),
     ("diff a.vlr a.vlr", 0, "no difference\n      2  the same in both\n", ""),
@@ -54,7 +58,7 @@ CASES = [
      "  1  Money  8 bytes  |  1  Money  24 bytes\n", ""),
     ("diff a.vlr deleted.vlr", 1, "      1  in a.vlr, deleted by deleted.vlr\n"
      "      1  deletions only in deleted.vlr\n      1  the same in both\n", ""),
-    ("diff deleted.vlr other.vlr", 1, "~the same in both\n", "deleted.vlr and other.vlr: the master passwords differ\n"),
+    ("diff -q deleted.vlr other.vlr", 1, "the master passwords differ\n      2  deletions only in", ""),
     ("diff a.vlr missing", 3, "", "vellorin: missing: can't be read: "),
     ("diff a.vlr", 2, "", "vellorin: missing B\n"),
     ("check a.vlr b.vlr", 0, "a.vlr: 2 records, whole\nb.vlr: 2 records, whole\n", ""),
@@ -64,7 +68,9 @@ CASES = [
     ("check short-reference.vlr", 1, "~  the reference buffer has a wrong length: no password opens the vault\n", ""),
     ("check older.vlr", 1, "~: the record has an older format, ", ""),
     ("check cut.vlr none.vlr", 3, "cut.vlr: 3 records", "vellorin: none.vlr: is no vault"),
-    ("check empty.vlr", 3, "", "vellorin: empty.vlr: is no vault"),
+    ("check empty.vlr", 3, "", "vellorin: empty.vlr: is no vault: the file is empty (at byte 0)\n"),
+    ("check version2.vlr", 3, "", "vellorin: version2.vlr: is no vault: it has the form of an older version, "),
+    ("check version3.vlr", 3, "", "vellorin: version3.vlr: is no vault: it has the form of an older version, "),
     ("check cut.vlr --repair out.vlr", 1, "~out.vlr: written with 2 records\n  lost at byte ", ""),
     ("check a.vlr --repair out.vlr", 0, "~out.vlr: written with 2 records\n", ""),
     ("check cut.vlr --repair a.vlr", 2, "", "vellorin: a.vlr: there is such a file, and it stays as it is\n"),

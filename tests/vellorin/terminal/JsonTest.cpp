@@ -42,4 +42,37 @@ TEST(PrintJson, LetsNoCharacterSteerTheTerminal)
         "  \"file\": \"\\u001b[2J\\u007f\\u009b\\u202e\"\n}\n");
 }
 
+TEST(JsonOutput, WritesWhatTheWholeDocumentWouldBe)
+{
+    const nlohmann::ordered_json record { { "uuid", "\n\x1b" }, { "empty", nlohmann::ordered_json::array() } };
+    nlohmann::ordered_json document = jsonDocument("info");
+    document["files"] = { { { "path", "a" }, { "records", { record, record } } }, { { "records", nlohmann::ordered_json::array() } } };
+    std::string piecewise;
+    std::string whole;
+    {
+        const StCapturedOutput captured;
+        Console console("vellorin");
+        JsonOutput json(console, "info");
+        json.beginList("files");
+        json.beginObject();
+        json.member("path", "a");
+        json.beginList("records");
+        json.element(record);
+        json.element(record);
+        json.end();
+        json.end();
+        json.beginObject();
+        json.beginList("records");
+        json.finish();
+        piecewise = captured.out();
+    }
+    {
+        const StCapturedOutput captured;
+        Console console("vellorin");
+        printJson(console, document);
+        whole = captured.out();
+    }
+    EXPECT_EQ(piecewise, whole);
+}
+
 } // namespace

@@ -95,6 +95,16 @@ TEST_F(InotifyEventsTest, FollowsALinkThatLeadsElsewhere)
     EXPECT_TRUE(isPassedOver([&] { folder.write("real/b", "text"); }));
 }
 
+TEST_F(InotifyEventsTest, FollowsALinkUpwardsFromALinkedFolder)
+{
+    fs::create_directory(folder.path("real/deep"));
+    fs::create_symlink("../c", folder.path("real/deep/c")); // real/c, whatever path leads here
+    fs::create_directory_symlink("real/deep", folder.path("deep"));
+    fs::remove(folder.path("b"));
+    fs::create_symlink("deep/c", folder.path("b"));
+    EXPECT_TRUE(isTold([&] { replace("real/c"); }));
+}
+
 TEST_F(InotifyEventsTest, TellsWhenEventsWereLost)
 {
     std::size_t most = 0;
