@@ -18,6 +18,8 @@ VLR_String text(const std::string& utf8)
 /// A side of a pair while it is being made. Its edits go through the setters and so do the accounting of real ones.
 class Side {
 public:
+    static constexpr uint32_t kModified = 780000000; // in September 2025
+
     explicit Side(const char* identity)
         : document(std::make_unique<VLR_Document>(VLR_DocumentReadDecrypted))
     {
@@ -39,6 +41,7 @@ public:
         record->SetURL(text("https://" + userName + ".example/"));
         record->SetNotes(text(notes));
         record->SetUUID(text(uuid));
+        record->SetModifiedDate(kModified); // not now: the sides are made one after the other
         record->SetChangedSinceSync(0);
         return record;
     }

@@ -20,7 +20,7 @@
 #include <memory>
 
 #include <fcntl.h>
-#include <glib.h>
+#include <gcrypt.h>
 #include <pwd.h>
 #include <sys/random.h>
 #include <unistd.h>
@@ -32,6 +32,7 @@ constexpr std::size_t kPruneEvery = 50; // entries
 constexpr std::size_t kIdLength = 36; // as JournalRun shows
 constexpr std::size_t kTemporaryEnd = 17; // what stands behind a name's part in that of a temporary file
 constexpr std::time_t kYoungSeconds = 3600;
+constexpr char kHexDigits[] = "0123456789abcdef";
 constexpr char kOfNoUse[] = "; without a journal nothing is synchronised";
 
 std::string homeFolder()
@@ -261,9 +262,19 @@ void Journal::prune() const
 
 std::string hashOf(const NSData& bytes)
 {
-    const std::unique_ptr<char, decltype(&::g_free)> hash(
-        ::g_compute_checksum_for_data(G_CHECKSUM_SHA256, bytes.bytes(), bytes.length()), &::g_free);
-    return hash.get();
+    static const bool isReady = [] { // the library wants to be asked for its version before anything else
+        ::gcry_check_version(nullptr);
+        return ::gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0) == 0;
+    }();
+    static_cast<void>(isReady);
+    std::array<unsigned char, 32> digest {};
+    ::gcry_md_hash_buffer(GCRY_MD_SHA256, digest.data(), bytes.bytes(), bytes.length());
+    std::string digits;
+    for (const unsigned char byte : digest) {
+        digits += kHexDigits[byte >> 4];
+        digits += kHexDigits[byte & 15];
+    }
+    return digits;
 }
 
 std::string canonicalPath(const std::string& path)

@@ -23,8 +23,8 @@ public:
     {
         comesAndGoes();
         const VaultDifference& difference = plan.difference;
-        tell(difference.likelyPairs.size(), "was edited on both sides and stays twice",
-            "were edited on both sides and stay twice");
+        tell(difference.likelyPairs.size(), "was most likely edited on both sides and stays twice",
+            "were most likely edited on both sides and stay twice");
         tell(difference.otherCategory.size(), "stands in another category on each side and stays twice",
             "stand in another category on each side and stay twice");
         tell(difference.otherBody.size(),

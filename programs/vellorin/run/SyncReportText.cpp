@@ -16,6 +16,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kNameColumns = 40;
 constexpr std::size_t kColumns = 12;
+constexpr std::size_t kPairsShown = 20; // --verbose and --json tell all
 
 std::string padded(const std::string& text, std::size_t columns)
 {
@@ -55,6 +56,17 @@ std::string lineOf(const KeptTwice& pair, const std::vector<std::string>& names)
         return "  " + printable(pair.uuidInFirst) + ", in two categories\n";
     return "  " + printable(pair.uuidInFirst) + " (from " + names[0] + ") and " + printable(pair.uuidInSecond)
         + " (from " + names[1] + ")\n";
+}
+
+std::string keptTwice(const SyncReport& report, const std::vector<std::string>& names, std::size_t most)
+{
+    std::string text;
+    const std::size_t shown = std::min(report.keptTwice.size(), most);
+    for (std::size_t i = 0; i < shown; ++i)
+        text += lineOf(report.keptTwice[i], names);
+    if (shown < report.keptTwice.size())
+        text += "  and " + counted(report.keptTwice.size() - shown, "more", "more") + "; --verbose tells all\n";
+    return text;
 }
 
 std::string backupsOf(const SyncReport& report)
@@ -101,8 +113,7 @@ void printReport(const SyncReport& report, Console& console)
         text += sentence + ".\n";
     if (!report.keptTwice.empty())
         text += console.warning("Kept twice; look at them:") + "\n";
-    for (const KeptTwice& pair : report.keptTwice)
-        text += lineOf(pair, names);
+    text += keptTwice(report, names, console.manner().verbose ? SIZE_MAX : kPairsShown);
     console.data(text + backupsOf(report));
 }
 

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kBlock = 8;
+constexpr uint32_t kLeastEqualBlocks = 3; // 4 bytes of count and 20 letters; fewer are equal by chance among like titles
 
 struct Candidate {
     std::string_view body;
@@ -97,7 +98,7 @@ private:
     void offer(std::size_t i)
     {
         const std::size_t next = links_[i].next;
-        if (next != kNone && links_[i].equalToNext > 0 && candidates_[i].isOfA != candidates_[next].isOfA)
+        if (next != kNone && links_[i].equalToNext >= kLeastEqualBlocks && candidates_[i].isOfA != candidates_[next].isOfA)
             offers_.push({ links_[i].equalToNext, i, next });
     }
 

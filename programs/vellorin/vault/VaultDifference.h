@@ -15,7 +15,7 @@
 /// (A merge also takes texts for equal that are so by Unicode's rules alone. Programs write UUIDs in ASCII.)
 struct VaultDifference {
     /// Two new records, one on each side, that are most likely two versions of one: their cipher texts begin with the same
-    /// blocks, so their titles begin with the same letters.
+    /// blocks, three or more, so the first 20 letters of title, address and user name are the same.
     struct LikelyPair {
         uint32_t a = 0;
         uint32_t b = 0;

@@ -10,7 +10,7 @@ import sys
 from vaults import contents, golden_bytes, record, run_tests, vault
 
 BIN, DATA = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
-X, Y, Z = b"xxxxxxxx", b"yyyyyyyy", b"zzzzzzzz"
+X, Y, Z = b"x" * 24, b"y" * 24, b"z" * 24
 CUT = vault(["1"]) + b"Pdat" + b"\0\0\0\x05" + b"\0\0\0\x04\0" + record("2")
 MANY = [str(i) for i in range(12)]
 
@@ -29,7 +29,7 @@ VAULTS = {
     "none.vlr": b"hello",
     "empty.vlr": b"",
     "uneven.vlr": vault([("1", "", b"123")]),
-    "short-reference.vlr": b"Fish\0\0\0\x08" + X + vault()[268:],
+    "short-reference.vlr": b"Fish\0\0\0\x18" + X + vault()[268:],
     "older.vlr": golden_bytes(DATA / "record-format-3.hex"),
 }
 
@@ -38,7 +38,7 @@ CASES = [
     ("info a.vlr", 0, "a.vlr\nversion      4\nidentity     I\npartner      none yet\n"
      "records      2: 1 Mail, 1 Money\ndeletions    1\nopened       2001-01-01 00:16:40\nmodified     ", ""),
     ("info --content --records a.vlr", 0, "version      4\n", ""),
-    ("info --records a.vlr", 0, "~\n  1  Money  8 bytes\n  2  Mail  8 bytes\n", ""),
+    ("info --records a.vlr", 0, "~\n  1  Money  8 bytes\n  2  Mail  24 bytes\n", ""),
     ("info a.vlr b.vlr", 0, "~\nAll have the same master password.\n", ""),
     ("info a.vlr b.vlr other.vlr", 0, "~\nThe master passwords differ:\n  1: a.vlr, b.vlr\n  2: other.vlr\n", ""),
     ("info cut.vlr", 0, "~\ndamage       1\n  at byte ", ""),
@@ -49,9 +49,9 @@ CASES = [
     ("diff a.vlr a.vlr", 0, "no difference\n      2  the same in both\n", ""),
     ("diff a.vlr b.vlr", 1, "      1  only in a.vlr\n      1  only in b.vlr\n"
      "      1  likely pairs: two versions of one record\n      1  the same in both\n", ""),
-    ("diff a.vlr b.vlr -v", 1, "~\nonly in a.vlr\n  2  Mail  8 bytes\n", ""),
+    ("diff a.vlr b.vlr -v", 1, "~\nonly in a.vlr\n  2  Mail  24 bytes\n", ""),
     ("diff a.vlr edited.vlr --records", 1, "~\nin both, with different encrypted parts\n"
-     "  1  Money  8 bytes  |  1  Money  8 bytes\n", ""),
+     "  1  Money  8 bytes  |  1  Money  24 bytes\n", ""),
     ("diff a.vlr deleted.vlr", 1, "      1  in a.vlr, deleted by deleted.vlr\n"
      "      1  deletions only in deleted.vlr\n      1  the same in both\n", ""),
     ("diff deleted.vlr other.vlr", 1, "~the same in both\n", "deleted.vlr and other.vlr: the master passwords differ\n"),

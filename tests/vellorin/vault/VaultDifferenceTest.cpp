@@ -41,9 +41,9 @@ struct DifferenceCase {
     const char* told;
 };
 
-const std::string kX = "XXXXXXXX";
-const std::string kY = "YYYYYYYY";
-const std::string kZ = "ZZZZZZZZ";
+const std::string kX(24, 'X'); // three blocks
+const std::string kY(24, 'Y'); // three blocks
+const std::string kZ(24, 'Z'); // three blocks
 
 const DifferenceCase kDifferences[] = {
     { "nothing at all", { {} }, { {} }, "same0 in step" },
@@ -63,10 +63,10 @@ const DifferenceCase kDifferences[] = {
     { "one more body there", { { { "1", "", kX } } }, { { { "1", "", kX }, { "1", "", kY } } }, "body0/1 same1 in step" },
     { "UUIDs in another case are others", { { { "a", "", kX } } }, { { { "A", "", kY } } }, "A+0 B+0 same0" },
     { "the longer agreement makes the pair", { { { "1", "", kX + kY + kZ }, { "2", "", kX + kX } } },
-        { { { "3", "", kX + kY + kY }, { "4", "", kX } } }, "A+0 A+1 B+0 B+1 pair0/0x2 pair1/1x1 same0" },
-    { "a part of a block is none", { { { "1", "", kX.substr(0, 7) + "A" } } }, { { { "2", "", kX } } }, "A+0 B+0 same0" },
+        { { { "3", "", kX + kY + kY }, { "4", "", kX } } }, "A+0 A+1 B+0 B+1 pair0/0x6 pair1/1x3 same0" },
+    { "two blocks and a part of one make none", { { { "1", "", kX.substr(0, 23) + "A" } } }, { { { "2", "", kX } } }, "A+0 B+0 same0" },
     { "each record in one pair", { { { "1", "", kX + kY } } }, { { { "2", "", kX + kY }, { "3", "", kX + kY } } },
-        "A+0 B+0 B+1 pair0/0x2 same0" },
+        "A+0 B+0 B+1 pair0/0x6 same0" },
 };
 
 TEST(VaultDifferenceTest, TellsWhatEachSideHasAndLacks)
