@@ -3,14 +3,15 @@
 #include "ExitStatus.h"
 #include "Journal.h"
 #include "NSFileManager.h"
+#include "TextHash.h"
 #include "VLR_Document.h"
 #include "VLR_Exception.h"
 #include "VLR_Synchronize.h"
 #include "VLR_SystemConversions.h"
 #include "VaultObjections.h"
 
-#include <map>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace {
@@ -58,12 +59,22 @@ void merge(SyncPlan& plan)
     plan.duplicated = counters.duplicated;
 }
 
-using RecordKey = std::pair<std::string_view, std::string_view>; // UUID and category
+struct RecordKey {
+    std::string_view uuid;
+    std::string_view category;
+
+    bool operator==(const RecordKey&) const = default;
+};
+
+struct RecordKeyHash {
+    std::size_t operator()(const RecordKey& key) const { return TextHash::of({ key.uuid, key.category }); }
+};
 
 /// UUIDs of those in `records` that `others` lack, each as often as it is missing there.
 std::vector<std::string> lacking(const std::vector<VaultRecord>& others, const std::vector<VaultRecord>& records)
 {
-    std::map<RecordKey, std::size_t> there;
+    std::unordered_map<RecordKey, std::size_t, RecordKeyHash> there;
+    there.reserve(others.size());
     for (const VaultRecord& record : others)
         ++there[{ record.uuid, record.category }];
     std::vector<std::string> result;
