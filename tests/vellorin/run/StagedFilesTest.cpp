@@ -155,6 +155,42 @@ TEST(StagedFilesTest, NobodysChangeIsOverwritten)
     }
 }
 
+/// Somebody changes the second file, so that the first is put back, and then the first as well.
+TEST(StagedFilesTest, NobodysChangeIsTakenAwayWithWhatIsPutBack)
+{
+    const std::size_t calls = 2 * Replacement(kFileSystems[0]).countCalls();
+    std::size_t changes = 0;
+    for (std::size_t second = 0; second < calls; ++second) {
+        for (std::size_t first = second; first < calls; ++first) {
+            Replacement replacement(kFileSystems[0]);
+            std::size_t call = 0;
+            bool isChanged = false;
+            const auto change = [&](const std::string& path) {
+                const int file = replacement.files.openAt(AT_FDCWD, "/v/other", O_WRONLY | O_CREAT, 0600);
+                replacement.files.write(file, "other", 5);
+                replacement.files.close(file);
+                replacement.files.renameAt(AT_FDCWD, "/v/other", path);
+            };
+            replacement.calls.beforeEachCall = [&] {
+                const std::size_t now = call++;
+                if (!replacement.hasRead)
+                    return;
+                if (now == second)
+                    change("/v/b");
+                if (now == first) {
+                    change("/v/a");
+                    isChanged = true;
+                }
+            };
+            replacement.run();
+            changes += isChanged;
+            const std::string present = replacement.files.tree().at("/v/a");
+            ASSERT_TRUE(!isChanged || present == "other") << present << " " << second << " " << first;
+        }
+    }
+    EXPECT_GT(changes, 100u);
+}
+
 TEST(StagedFilesTest, WhatIsDiscardedStaysAsItIs)
 {
     FileSystemInMemory files(kOld);
