@@ -88,8 +88,11 @@ private:
     static Part partOf(const std::string& heading, const std::vector<uint32_t>& records, const VaultContents& vault)
     {
         Part part { heading, records.size(), {} };
+        std::size_t columns = 0;
         for (const uint32_t record : records)
-            part.lines.push_back(lineOf(vault.records[record]));
+            columns = widened(columns, vault.records[record]);
+        for (const uint32_t record : records)
+            part.lines.push_back(lineOf(vault.records[record], columns));
         return part;
     }
 
@@ -98,8 +101,11 @@ private:
         const std::string& heading, const std::vector<Match>& matches, const VaultContents& a, const VaultContents& b)
     {
         Part part { heading, matches.size(), {} };
+        std::size_t columns = 0;
         for (const Match& match : matches)
-            part.lines.push_back(lineOf(a.records[match.a]) + "  |  " + lineOf(b.records[match.b]));
+            columns = widened(columns, a.records[match.a]);
+        for (const Match& match : matches)
+            part.lines.push_back(lineOf(a.records[match.a], columns) + "  |  " + lineOf(b.records[match.b]));
         return part;
     }
 

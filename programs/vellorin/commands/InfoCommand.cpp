@@ -154,8 +154,11 @@ private:
         for (const VaultDamage& damage : vault.damage)
             text += "  " + lineOf(damage, vault) + "\n";
         if (withRecords_) {
+            std::size_t columns = 0; // in git's diffs a new category must not change the lines of other records
             for (const VaultRecord& record : vault.records)
-                text += "  " + lineOf(record) + "\n";
+                columns = contentOnly_ ? 0 : widened(columns, record);
+            for (const VaultRecord& record : vault.records)
+                text += "  " + lineOf(record, columns) + "\n";
         }
         return text;
     }

@@ -18,29 +18,17 @@ constexpr std::size_t kNameColumns = 40;
 constexpr std::size_t kColumns = 12;
 constexpr std::size_t kPairsShown = 20; // --verbose and --json tell all
 
-std::string padded(const std::string& text, std::size_t columns)
-{
-    return std::string(columns - std::min(columns, text.size()), ' ') + text;
-}
-
-/// As wide as it looks: each character of UTF-8 that begins one counts.
-std::size_t widthOf(const std::string& text)
-{
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
 std::string row(const std::string& name, std::size_t width, const std::array<std::string, 5>& cells)
 {
-    std::string line = name + std::string(width - std::min(width, widthOf(name)), ' ');
+    std::string line = padded(name, width);
     for (const std::string& cell : cells)
-        line += padded(cell, kColumns);
+        line.append(kColumns - std::min(kColumns, cell.size()), ' ').append(cell);
     return line + "\n";
 }
 
 std::string table(const SyncReport& report, const std::vector<std::string>& names)
 {
-    const std::size_t width = std::clamp<std::size_t>(std::max(widthOf(names[0]), widthOf(names[1])), 8, kNameColumns);
+    const std::size_t width = std::clamp<std::size_t>(std::max(columnsOf(names[0]), columnsOf(names[1])), 8, kNameColumns);
     std::string text = row("", width, { "records", "added", "removed", "now", "deletions" });
     const ReportedFile* const files[] = { &report.first, &report.second };
     for (std::size_t i = 0; i < 2; ++i)

@@ -87,6 +87,12 @@ std::string printable(std::string_view text);
 /// The same, at most `columns` wide, with "…" where something was left out: in the middle, between whole escapes.
 std::string printable(std::string_view text, std::size_t columns);
 
+/// How wide a terminal shows a printable text.
+std::size_t columnsOf(std::string_view text);
+
+/// The text with spaces behind it, so that it is that wide; a wider one as it is.
+std::string padded(std::string text, std::size_t columns);
+
 /// "1 record", "2 records"; with digits in groups of three from five digits on ("100,000").
 std::string counted(uint64_t number, const std::string& singular, const std::string& plural);
 std::string grouped(uint64_t number);

@@ -117,6 +117,22 @@ std::string printable(std::string_view text, std::size_t columns)
     return result;
 }
 
+std::size_t columnsOf(std::string_view text)
+{
+    std::size_t columns = 0;
+    for (Utf8Step step; !text.empty(); text.remove_prefix(step.length)) {
+        step = firstStep(text);
+        columns += columnsOf(step.character);
+    }
+    return columns;
+}
+
+std::string padded(std::string text, std::size_t columns)
+{
+    const std::size_t width = columnsOf(text);
+    return text.append(columns - std::min(columns, width), ' ');
+}
+
 std::string grouped(uint64_t number)
 {
     std::string digits = std::to_string(number);

@@ -233,6 +233,12 @@ private:
     std::optional<ReadVault> base_;
 };
 
+bool losesRecords(const VaultContents& vault)
+{
+    return std::any_of(vault.damage.begin(), vault.damage.end(),
+        [](const VaultDamage& damage) { return damage.losesRecord(); });
+}
+
 } // namespace
 
 NSData mergeVaults(const VaultContents& a, const VaultContents& b, const VaultContents* base)
@@ -244,6 +250,7 @@ NSData mergeVaults(const VaultContents& a, const VaultContents& b, const VaultCo
         return Merge(areInOrder ? a : b, areInOrder ? b : a, base).result();
     } catch (const VLR_Exception& exception) {
         VLR_RethrowShortageOfMemory();
-        throw CommandFailure(kFailed, "the vaults can't be merged: " + wordsOf(exception));
+        throw CommandFailure(kFailed, "the vaults can't be merged, and nothing was written: " + wordsOf(exception)
+                + (losesRecords(a) || losesRecords(b) ? " (check --repair saves what is whole)" : ""));
     }
 }

@@ -5,11 +5,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 
 namespace {
 
 constexpr std::time_t k1970To2001 = 978307200;
+constexpr char kNoCategory[] = "(no category)";
+constexpr std::size_t kMostColumns = 30; // a hostile file may have categories of any length
 
 /// By the number in the file.
 constexpr std::array kSortFields { "", "title", "URL", "user name", "category", "password", "date of change",
@@ -62,9 +65,15 @@ std::map<std::string_view, std::size_t> categoriesOf(const VaultContents& vault)
     return categories;
 }
 
-std::string lineOf(const VaultRecord& record)
+std::size_t widened(std::size_t columns, const VaultRecord& record)
 {
-    return orWord(record.uuid, "(no UUID)") + "  " + orWord(record.category, "(no category)") + "  "
+    const std::size_t own = columnsOf(orWord(record.category, kNoCategory));
+    return std::max(columns, std::min(own, kMostColumns));
+}
+
+std::string lineOf(const VaultRecord& record, std::size_t columnsOfCategory)
+{
+    return orWord(record.uuid, "(no UUID)") + "  " + padded(orWord(record.category, kNoCategory), columnsOfCategory) + "  "
         + inBytes(record.body.size()) + (record.changedSinceSync ? "  changed" : "") + (record.isWhole ? "" : "  cut");
 }
 

@@ -26,8 +26,11 @@ std::time_t timeOf(uint32_t secondsSince2001);
 /// How many records are in each category.
 std::map<std::string_view, std::size_t> categoriesOf(const VaultContents& vault);
 
-/// "UUID  Money  112 bytes  changed"
-std::string lineOf(const VaultRecord& record);
+/// The columns for the categories of a list: `columns` or as many as this record's takes, if a list can be so wide.
+std::size_t widened(std::size_t columns, const VaultRecord& record);
+
+/// "UUID  Money   112 bytes  changed", with the category padded to these columns.
+std::string lineOf(const VaultRecord& record, std::size_t columnsOfCategory = 0);
 
 /// "at byte 553: the record is cut, 68 bytes (record UUID)"
 std::string lineOf(const VaultDamage& damage, const VaultContents& vault);

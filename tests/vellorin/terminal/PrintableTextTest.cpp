@@ -35,6 +35,13 @@ const Row kRows[] = {
         "\\xc0\\x80\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80" },
 };
 
+TEST(Padded, CountsWhatATerminalShows)
+{
+    EXPECT_EQ(padded("日本", 6) + "|", "日本  |"); // two columns each
+    EXPECT_EQ(padded("e\u0301", 3) + "|", "e\u0301  |"); // a mark above takes none
+    EXPECT_EQ(padded("long", 2) + "|", "long|");
+}
+
 TEST(Printable, ShowsWhatWouldSteerOrDisguise)
 {
     for (const Row& row : kRows) {

@@ -134,7 +134,8 @@ TEST(VaultMergeTest, RefusesAndFailsInWords)
     };
     EXPECT_EQ(failureOf({ {}, {}, "I", "", "m" }, { {}, {}, "I", "", "n" }), "2 the master passwords differ");
     EXPECT_EQ(failureOf({ { { "1", "", "" } } }, {}),
-        "3 the vaults can't be merged: no original encrypted data to write");
+        "3 the vaults can't be merged, and nothing was written: no original encrypted data to write (check --repair saves "
+        "what is whole)");
 }
 
 /// A small model of what must hold of any merge: nothing that a side has is gone unless a side has deleted it, and
