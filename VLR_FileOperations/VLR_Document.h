@@ -103,7 +103,8 @@ public:
     uint64_t Version4ContentsLength() const;
 
     /// Reads from a block, with the password that the document holds; returns the number of damaged entries. The
-    /// document has no stream afterwards, as after ToBlock, so a half read can't be continued.
+    /// document has no stream afterwards, as after ToBlock, so a half read can't be continued. From a block that borrows,
+    /// what is in the clear and what stays enciphered borrows too, as from any stream that lends.
     uint32_t FromBlock(VLR_MemoryBlock& block);
     void ToBlock(VLR_MemoryBlock& block);
 

@@ -191,7 +191,8 @@ public:
 
     /// Fills `out` with the record's file block. A document that keeps its records encrypted writes the cipher text as
     /// it was read, and `checksum` stays; otherwise `checksum` becomes that of the new block.
-    /// Raises: kNoOriginalData for an encrypted record without cipher text.
+    /// Raises: kNoOriginalData for an encrypted record without cipher text, with `out` partly filled; a failure of
+    /// VLR_BlowFish, with `out` as it was.
     void WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish);
 
     /// The bytes that WriteDataWithFish would write, FileBlockLength() of them, if they still lie where the record was
@@ -219,7 +220,7 @@ public:
     std::unique_ptr<VLR_MemoryBlock> Serialize() const;
 
     /// Fills the fields from the transfer form, without flags and shuffle. A block that does not begin with form
-    /// version 1 changes nothing. Raises: the failures of VLR_Stream.
+    /// version 1 changes nothing. The texts are copies, of a block that borrows too. Raises: the failures of VLR_Stream.
     void Deserialize(VLR_MemoryBlock* block);
 
     static constexpr char kCantCompare[] = "can't compare encrypted with unencrypted data.";
@@ -235,6 +236,7 @@ private:
 
     template <class Sink>
     void WalkClearPart(Sink& sink) const;
+    void WriteEnciphered(VLR_MemoryBlock& out, const VLR_BlowFish& fish);
     void WriteClearPart(VLR_Stream& stream) const;
     void WriteEncryptedPart(VLR_Stream& stream) const;
     void SettleChecksums() const;

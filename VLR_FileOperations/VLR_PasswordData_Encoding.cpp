@@ -131,21 +131,32 @@ const unsigned char* VLR_PasswordData::FileBlockAsRead() const
 
 void VLR_PasswordData::WriteDataWithFish(VLR_MemoryBlock& out, const VLR_BlowFish& fish)
 {
+    if (!document_->KeepEncrypted()) {
+        WriteEnciphered(out, fish);
+        return;
+    }
     out.Resize(0);
     VLR_MemoryStream stream(out);
     WriteClearPart(stream);
-    if (!document_->KeepEncrypted()) {
-        stream.WriteUInt32(static_cast<uint32_t>(EncryptedPartLength()));
-        const uint32_t start = out.Length();
-        WriteEncryptedPart(stream);
-        fish.EncryptMemoryBlock(out, start);
-        SettleChecksums();
-        checksum = out.ComputeChecksum();
-        return;
-    }
     if (encryptedBody.IsEmpty())
         VLR_RAISE(kNoOriginalData);
     stream.WriteData(encryptedBody);
+}
+
+/// The encrypted part is built where it is enciphered: in a block of its own, so that after a failure nobody holds the
+/// clear text.
+void VLR_PasswordData::WriteEnciphered(VLR_MemoryBlock& out, const VLR_BlowFish& fish)
+{
+    VLR_MemoryBlock block;
+    VLR_MemoryStream stream(block);
+    WriteClearPart(stream);
+    stream.WriteUInt32(static_cast<uint32_t>(EncryptedPartLength()));
+    const uint32_t start = block.Length();
+    WriteEncryptedPart(stream);
+    fish.EncryptMemoryBlock(block, start);
+    SettleChecksums();
+    checksum = block.ComputeChecksum();
+    out.Exchange(block);
 }
 
 void VLR_PasswordData::WriteClearPart(VLR_Stream& stream) const
@@ -467,6 +478,7 @@ std::unique_ptr<VLR_MemoryBlock> VLR_PasswordData::Serialize() const
 
 void VLR_PasswordData::Deserialize(VLR_MemoryBlock* block)
 {
+    static_cast<void>(block->Bytes()); // texts in the clear are no one else's to keep: a borrowed content is copied
     VLR_MemoryStream stream(*block);
     if (stream.ReadUInt8() != kTransferFormVersion)
         return;

@@ -101,12 +101,6 @@ int32_t DrawCount(const VLR_String& from, const VLR_String& to)
     return count;
 }
 
-uint64_t StepsFor(unsigned char byte)
-{
-    const bool isWord = byte == 'a' || byte == 'A' || byte == 'w' || byte == 'W';
-    return isWord ? VLR_RandomPassword::kStepsOfWord : 1;
-}
-
 /// Counts a level for the length of a scope.
 class StVLR_Level {
 public:
@@ -144,7 +138,7 @@ void VLR_RandomPassword::Expand(unsigned char* begin, unsigned char* end)
     const StVLR_Level whileExpanding(level);
     if (level > kMostLevels + 1)
         ended = true;
-    for (unsigned char* cursor = begin; cursor != end && TakeSteps(StepsFor(*cursor)); ++cursor) {
+    for (unsigned char* cursor = begin; cursor != end && TakeSteps(1); ++cursor) {
         if (*cursor == '[')
             GenBracket(&cursor, end);
         else if (*cursor == '{')
@@ -186,7 +180,7 @@ void VLR_RandomPassword::ExpandPiece(unsigned char byte)
     if (kind == 's')
         added = VLR_PhoneticPassword::RandomPhonemeExtension(output, piece);
     else
-        added = VLR_RandomWord::RandomWordFromDictionary(piece, /*shortList=*/kind == 'a');
+        added = words.RandomWord(piece, /*shortList=*/kind == 'a');
     if (!added)
         piece.AppendByte(byte);
     if (IsCapital(byte))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "VLR_RandomPasswordParts.h"
 #include "VLR_String.h"
 
 #include <cstdint>
@@ -34,7 +35,6 @@ public:
     static constexpr uint32_t kMostOutput = 1u << 20; // bytes that one generator adds
     static constexpr uint32_t kMostLevels = 1000; // of sets and repeats inside each other
     static constexpr uint64_t kMostSteps = 1u << 24; // pattern bytes looked at: repeats of nothing must end too
-    static constexpr uint64_t kStepsOfWord = 4096; // a word costs the opening of a file
 
 private:
     void Expand(unsigned char* begin, unsigned char* end);
@@ -45,6 +45,7 @@ private:
     bool TakeSteps(uint64_t n);
 
     VLR_String& output;
+    VLR_WordLists words;
     uint64_t outputLeft = kMostOutput;
     uint64_t stepsLeft = kMostSteps;
     uint32_t level = 0;

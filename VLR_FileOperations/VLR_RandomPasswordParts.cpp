@@ -32,6 +32,7 @@ constexpr FailureSite kTableNotRead { "VLR_PhoneticPassword", 117 };
 
 constexpr uint32_t kBufferLength = 256;
 constexpr uint32_t kReadLength = 255; // with the zero that the reading function puts behind what it read
+constexpr uint32_t kReadAhead = 4096;
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -71,19 +72,6 @@ uint32_t DrawBelow(uint32_t bound)
     return static_cast<uint32_t>(static_cast<unsigned long>(std::labs(VLR_RandomDraw())) % bound);
 }
 
-/// Fills the buffer from a random place that has a full read behind it; all places further on count as the last of them.
-void ReadRandomStretch(const std::string& path, VLR_MemoryBlock& buffer)
-{
-    const uint32_t size = SizeOfFile(path);
-    const File file = OpenList(path);
-    if (size < kReadLength)
-        Raise(VLR_ExceptionFile, kListNotRead);
-    const uint32_t offset = std::min(DrawBelow(size), size - kReadLength);
-    std::fseek(file.get(), static_cast<long>(offset), SEEK_SET); // one that fails leaves the first stretch
-    if (std::fgets(reinterpret_cast<char*>(buffer.Bytes()), kReadLength, file.get()) == nullptr)
-        Raise(VLR_ExceptionFile, kListNotRead);
-}
-
 bool IsSpace(unsigned char byte)
 {
     return std::isspace(byte) != 0;
@@ -117,15 +105,52 @@ constexpr int kPairsInPassword = 5;
 
 } // namespace
 
-bool VLR_RandomWord::RandomWordFromDictionary(VLR_String& word, bool shortList)
+/// One list, open.
+class VLR_WordLists::List {
+public:
+    explicit List(const std::string& path) : size(SizeOfFile(path)), file(OpenList(path))
+    {
+        std::setvbuf(file.get(), reinterpret_cast<char*>(readAhead.Bytes()), _IOFBF, readAhead.Length());
+    }
+
+    /// Fills the buffer from a random place that has a full read behind it; all places further on count as the last of
+    /// them.
+    void ReadRandomStretch(VLR_MemoryBlock& buffer)
+    {
+        if (size < kReadLength)
+            Raise(VLR_ExceptionFile, kListNotRead);
+        const uint32_t offset = std::min(DrawBelow(size), size - kReadLength);
+        std::fseek(file.get(), static_cast<long>(offset), SEEK_SET); // one that fails leaves the present place
+        if (std::fgets(reinterpret_cast<char*>(buffer.Bytes()), kReadLength, file.get()) == nullptr)
+            Raise(VLR_ExceptionFile, kListNotRead);
+    }
+
+private:
+    const uint32_t size;
+    VLR_MemoryBlock readAhead { kReadAhead }; // the file's, so that the words in it are wiped
+    const File file;
+};
+
+VLR_WordLists::VLR_WordLists() = default;
+VLR_WordLists::~VLR_WordLists() = default;
+
+bool VLR_WordLists::RandomWord(VLR_String& word, bool shortList)
 {
+    std::unique_ptr<List>& list = shortList ? shortOne : fullOne;
+    if (!list)
+        list = std::make_unique<List>(ResourcePath(shortList ? VLR_FilePathDictionaryShort : VLR_FilePathDictionary));
     VLR_MemoryBlock buffer(kBufferLength);
-    ReadRandomStretch(ResourcePath(shortList ? VLR_FilePathDictionaryShort : VLR_FilePathDictionary), buffer);
+    list->ReadRandomStretch(buffer);
     const VLR_String picked = SecondWord(buffer);
     if (picked.IsEmpty()) // better no password than one without its word
         Raise(VLR_ExceptionFile, kListNotRead);
     word = picked;
     return true;
+}
+
+bool VLR_RandomWord::RandomWordFromDictionary(VLR_String& word, bool shortList)
+{
+    return VLR_WordLists().RandomWord(word, shortList);
 }
 
 VLR_PhoneticPassword::VLR_PhoneticPassword()

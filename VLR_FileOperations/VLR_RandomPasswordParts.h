@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 class VLR_String;
@@ -22,6 +23,25 @@ public:
     /// Raises: code VLR_ExceptionDictionaryOpen if the list can't be opened; code VLR_ExceptionFile if it is shorter than
     /// 255 bytes, can't be read, or has no word there. The list is closed in any case.
     static bool RandomWordFromDictionary(VLR_String& word, bool shortList);
+};
+
+/// The same word lists for one generation, which may ask for very many words: each list is opened at its first word and
+/// stays open as long as this object is there.
+class VLR_WordLists {
+public:
+    VLR_WordLists();
+    ~VLR_WordLists();
+    VLR_WordLists(const VLR_WordLists&) = delete;
+    VLR_WordLists& operator=(const VLR_WordLists&) = delete;
+
+    /// As VLR_RandomWord::RandomWordFromDictionary. Cost: two calls of the system.
+    bool RandomWord(VLR_String& word, bool shortList);
+
+private:
+    class List;
+
+    std::unique_ptr<List> shortOne;
+    std::unique_ptr<List> fullOne;
 };
 
 /// Makes pronounceable passwords: the last two letters select, from a table read once, the pairs that may follow them.

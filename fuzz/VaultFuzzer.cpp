@@ -1,10 +1,12 @@
+#include "BorrowingChecks.h"
 #include "ContentsChecks.h"
 #include "FuzzInput.h"
 #include "FuzzTexts.h"
 #include "VaultChecks.h"
 
 // A version 4 file, read in both styles, with the password and without: the styles agree on the clear part, half a read
-// and the rest make a whole one, what was read survives being written, and the program's own reader finds the same.
+// and the rest make a whole one, what was read survives being written, the program's own reader finds the same, and a read
+// that borrows does as one that copies.
 
 namespace {
 
@@ -43,7 +45,7 @@ void expectSameClearParts(const Reading& a, const Reading& b)
         expectSameClearPart(*a.document.recordList.ObjectAtIndex(i), *b.document.recordList.ObjectAtIndex(i));
 }
 
-/// A key schedule for each try takes most of the time, so not every input is tried.
+/// A key schedule for each try takes most of the time, so not every input is tried, here and where the borrowed is opened.
 void readWithoutPassword(const std::string& file, bool isKept)
 {
     Reading closed(VLR_DocumentReadDecrypted);
@@ -62,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     halves.readInHalves(file);
     expect(halves.isDone == kept.isDone && halves.errors == kept.errors, "two halves make a whole");
     expectSameContents(file, kept.document, kept.isDone, kept.errors);
+    expectBorrowedAsCopied(file, VLR_DocumentReadKeepEncrypted);
 
     Reading opened(VLR_DocumentReadDecrypted);
     opened.document.ChangePassword(textOf(kFuzzPassword));
@@ -69,6 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     expect(kept.isDone || !opened.isDone, "what can't be carried can't be opened");
     if (size % 8 == 0)
         readWithoutPassword(file, kept.isDone);
+    if (size % 8 == 1)
+        expectBorrowedAsCopied(file, VLR_DocumentReadDecrypted);
     if (!kept.isDone)
         return 0;
     expectSameClearParts(kept, halves);

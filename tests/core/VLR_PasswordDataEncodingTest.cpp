@@ -250,6 +250,16 @@ TEST_F(Encoding, AnEncipheredRecordKeepsItsBodyAndChecksum)
     EXPECT_EQ(failure([&] { kept.Serialize(); }), "code 21");
 }
 
+TEST_F(Encoding, WithoutAKeyNothingIsWritten)
+{
+    record->SetPassword(S("secret"));
+    VLR_MemoryBlock out = S("what was there");
+    const uint16_t before = record->Checksum();
+    EXPECT_EQ(failure([&] { record->WriteDataWithFish(out, VLR_BlowFish()); }), "not ready to encrypt handle");
+    EXPECT_EQ(str(out), "what was there");
+    EXPECT_EQ(record->Checksum(), before);
+}
+
 TEST_F(Encoding, AReadThatFailsKeepsWhatCameBefore)
 {
     record->SetCategory(S("cat"));
@@ -285,6 +295,12 @@ TEST_F(Encoding, TransferFormIsItsBytes)
     EXPECT_EQ(copy->LastUsedDate(), 3u);
     EXPECT_EQ(str(copy->UUID()), "W");
     EXPECT_EQ(copy->ChangedSinceSync() + copy->Dirty(), 0);
+    std::string elsewhere = str(*form);
+    VLR_MemoryBlock borrowed;
+    borrowed.Borrow(reinterpret_cast<const unsigned char*>(elsewhere.data()), static_cast<uint32_t>(elsewhere.size()));
+    copy->Deserialize(&borrowed);
+    elsewhere.assign(elsewhere.size(), '?'); // nobody needs it any more
+    EXPECT_TRUE(copy->IsDuplicate(*record, false));
     VLR_MemoryBlock other = S("\2nothing of ours");
     copy->Deserialize(&other);
     EXPECT_EQ(str(copy->Title()), "t");
