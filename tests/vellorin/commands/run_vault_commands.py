@@ -40,7 +40,7 @@ CASES = [
     ("info a.vlr", 0, "a.vlr\nversion      4\nidentity     I\npartner      none yet\n"
      "records      2: 1 Mail, 1 Money\ndeletions    1\nopened       2001-01-01 00:16:40\nmodified     ", ""),
     ("info --content --records a.vlr", 0, "version      4\n", ""),
-    ("info --records a.vlr", 0, "~\n  1  Money   8 bytes\n  2  Mail   24 bytes\n", ""),
+    ("info --records a.vlr", 0, "~\n  1  Money  8 bytes\n  2  Mail   24 bytes\n", ""),
     ("info a.vlr b.vlr", 0, "~\nAll have the same master password.\n", ""),
     ("info a.vlr b.vlr other.vlr", 0, "~\nThe master passwords differ:\n  1: a.vlr, b.vlr\n  2: other.vlr\n", ""),
     ("info cut.vlr", 0, "~\ndamage       1\n  at byte ", ""),
