@@ -66,7 +66,11 @@ void* VLR_PasswordData::operator new(std::size_t size)
 
 void VLR_PasswordData::operator delete(void* record, std::size_t size)
 {
-    VLR_MemoryBlock::ClearAndFree(static_cast<unsigned char*>(record), static_cast<uint32_t>(size));
+    // A damaged guard is logged but can't be raised from here; the record is wiped, and its storage stays behind.
+    try {
+        VLR_MemoryBlock::ClearAndFree(static_cast<unsigned char*>(record), static_cast<uint32_t>(size));
+    } catch (...) {
+    }
 }
 
 void VLR_PasswordData::SetTitle(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::title_, text); }

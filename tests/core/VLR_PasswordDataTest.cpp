@@ -1,12 +1,27 @@
 #include "CoreFixture.h"
 #include "VLR_System.h"
 
+#include <algorithm>
+
 namespace {
 
 class Record : public CoreTest {
 protected:
     VLR_PasswordData* record = add(document, "U");
 };
+
+TEST_F(Record, GoesBackWipedWhateverItsGuardsAre)
+{
+    auto* const storage = reinterpret_cast<unsigned char*>(new VLR_PasswordData(&document));
+    unsigned char& guard = storage[sizeof(VLR_PasswordData)];
+    guard ^= 1;
+    delete reinterpret_cast<VLR_PasswordData*>(storage);
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_NE(log[0].find("Bad ending guard."), std::string::npos) << log[0];
+    EXPECT_EQ(std::count(storage, storage + sizeof(VLR_PasswordData), 0), std::ptrdiff_t { sizeof(VLR_PasswordData) });
+    guard ^= 1;
+    VLR_System::Free(storage);
+}
 
 TEST_F(Record, EverySetterEditsOnce)
 {
