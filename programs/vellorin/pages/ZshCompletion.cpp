@@ -14,7 +14,7 @@ std::string actionOf(Completion completion)
     return "_files -/";
 }
 
-/// Between single quotes, in a specification whose parts are told apart by brackets and colons.
+/// Between single quotes, in an argument whose fields are told apart by brackets and colons.
 std::string escaped(const std::string& text)
 {
     std::string result;
