@@ -1,6 +1,7 @@
 #include "SynchronizeFiles.h"
 
 #include "ExtraStringUtilities.h"
+#include "Interruption.h"
 #include "NSAlert.h"
 #include "NSAssertionHandler.h"
 #include "NSBundle.h"
@@ -14,6 +15,7 @@
 #include "VLR_SystemConversions.h"
 #include "VLR_Utility.h"
 
+#include <chrono>
 #include <cstdio>
 #include <utility>
 #include <vector>
@@ -63,6 +65,11 @@ private:
 };
 
 } // namespace
+
+void pauseUnlessInterrupted()
+{
+    sleepUnlessInterrupted(std::chrono::milliseconds(5));
+}
 
 SynchronizeFiles::SynchronizeFiles(const SynchronizeFilesHost& host)
     : host(host)

@@ -23,6 +23,10 @@ struct SynchronizeFilesHost {
     void (*pauseBetweenLockAttempts)();
 };
 
+/// The pause of a host that only waits: often enough for a lock that comes free, and seldom enough for the processor.
+/// Throws Interrupted.
+void pauseUnlessInterrupted();
+
 /// The action: one run synchronises two vault files and answers with one result text.
 ///
 /// The master password is never asked for and no record is deciphered. A failure that the product knows becomes the

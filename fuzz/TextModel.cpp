@@ -20,15 +20,20 @@ const UNormalizer2* normalizer(const UNormalizer2* (*form)(UErrorCode*))
     return form(&error);
 }
 
-std::u16string decomposed(const std::u16string& units)
+std::u16string inForm(const UNormalizer2* form, const std::u16string& units)
 {
     std::u16string result(18 * units.size() + 1, u'\0'); // no code unit becomes more
     UErrorCode error = U_ZERO_ERROR;
-    const int32_t length = unorm2_normalize(normalizer(unorm2_getNFDInstance), units.data(), lengthOf(units),
-                                            result.data(), lengthOf(result), &error);
-    expect(U_SUCCESS(error), "the library decomposes");
+    const int32_t length
+        = unorm2_normalize(form, units.data(), lengthOf(units), result.data(), lengthOf(result), &error);
+    expect(U_SUCCESS(error), "the library normalizes");
     result.resize(static_cast<std::size_t>(length));
     return result;
+}
+
+std::u16string decomposed(const std::u16string& units)
+{
+    return inForm(normalizer(unorm2_getNFDInstance), units);
 }
 
 std::u16string folded(const std::u16string& units)
@@ -107,13 +112,23 @@ std::u16string TextModel::keyOf(const std::u16string& units, VLR_StringCompariso
     return type == VLR_StringComparisonCaseless ? decomposed(folded(key)) : key;
 }
 
+std::u16string TextModel::composed(const std::u16string& units)
+{
+    return inForm(normalizer(unorm2_getNFCInstance), units);
+}
+
+int32_t TextModel::compare(const std::u16string& a, const std::u16string& b, VLR_StringComparisonType type)
+{
+    const std::u16string left = keyOf(a, type);
+    const std::u16string right = keyOf(b, type);
+    const int32_t order
+        = u_strCompare(left.data(), lengthOf(left), right.data(), lengthOf(right), /*codePointOrder=*/true);
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+}
+
 int32_t TextModel::compare(std::string_view a, std::string_view b, VLR_StringComparisonType type)
 {
-    const std::u16string left = keyOf(unitsOf(a), type);
-    const std::u16string right = keyOf(unitsOf(b), type);
-    const int32_t order =
-        u_strCompare(left.data(), lengthOf(left), right.data(), lengthOf(right), /*codePointOrder=*/true);
-    return order < 0 ? -1 : order > 0 ? 1 : 0;
+    return compare(unitsOf(a), unitsOf(b), type);
 }
 
 VLR_Range TextModel::find(const std::u16string& text, const std::u16string& search, const VLR_Range& within,

@@ -21,7 +21,10 @@ bool isValid(std::string_view utf8);
 
 std::u16string keyOf(const std::u16string& units, VLR_StringComparisonType type);
 
+std::u16string composed(const std::u16string& units);
+
 /// -1, 0 or 1.
+int32_t compare(const std::u16string& a, const std::u16string& b, VLR_StringComparisonType type);
 int32_t compare(std::string_view a, std::string_view b, VLR_StringComparisonType type);
 
 /// By trial of all stretches between boundaries.

@@ -1,12 +1,11 @@
 #include "FSRef.h"
 
+#include "FilePaths.h"
 #include "FileSystemCalls.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <memory>
 
 #include <fcntl.h>
 
@@ -30,17 +29,11 @@ std::deque<KnownPath>& knownPaths()
     return paths;
 }
 
-std::string absolutePath(const std::string& path)
-{
-    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
-    return real ? real.get() : NSURL::fileURLWithPath(path).path();
-}
-
 void remember(const FSRef& ref, const std::string& path)
 {
     std::deque<KnownPath>& paths = knownPaths();
     std::erase_if(paths, [&](const KnownPath& known) { return FSCompareFSRefs(known.ref, ref) == 0; });
-    paths.push_front({ ref, absolutePath(path) });
+    paths.push_front({ ref, canonicalPath(path) });
     if (paths.size() > kMostRemembered)
         paths.pop_back();
 }

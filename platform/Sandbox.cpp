@@ -1,5 +1,6 @@
 #include "Sandbox.h"
 
+#include "FilePaths.h"
 #include "FileSteps.h"
 
 #include <cstdint>
@@ -98,4 +99,13 @@ std::vector<std::string> Sandbox::foldersOfFile(const std::string& path)
     if (real)
         folders.push_back(folderOf(real.get()));
     return folders;
+}
+
+bool Sandbox::restrictToFoldersOfFiles(const std::vector<std::string>& files, std::vector<std::string> further)
+{
+    for (const std::string& file : files) {
+        const std::vector<std::string> folders = foldersOfFile(absolutePath(file));
+        further.insert(further.end(), folders.begin(), folders.end());
+    }
+    return restrictToFolders(further);
 }

@@ -18,4 +18,7 @@ bool restrictToFolders(const std::vector<std::string>& folders);
 /// stand, and the one in which the file lies that it leads to by links.
 std::vector<std::string> foldersOfFile(const std::string& path);
 
+/// restrictToFolders for those of all these files, relative paths too, and for further ones.
+bool restrictToFoldersOfFiles(const std::vector<std::string>& files, std::vector<std::string> further = {});
+
 } // namespace Sandbox

@@ -5,15 +5,7 @@
 #include "Interruption.h"
 #include "NSLog.h"
 
-#include <chrono>
-
 namespace {
-
-/// Often enough for a lock that comes free, and seldom enough for the processor.
-void pauseBetweenLockAttempts()
-{
-    sleepUnlessInterrupted(std::chrono::milliseconds(5));
-}
 
 constexpr char kNotAllCarried[] = "not all of it can be carried over. ";
 
@@ -28,7 +20,7 @@ std::string firstParagraph(const ExtraStringUtilities::BackupReport& report)
 
 SynchronizeFilesHost HostServices::forAction()
 {
-    return { { events_, locks_, files_, clock_ }, alerts_, pauseBetweenLockAttempts };
+    return { { events_, locks_, files_, clock_ }, alerts_, pauseUnlessInterrupted };
 }
 
 std::optional<NSData> HostServices::NotingFileManager::dataWithContentsOfFile(const std::string& path)

@@ -5,7 +5,6 @@
 #include "NSAutoreleasePool.h"
 #include "NSException.h"
 #include "NSLog.h"
-#include "NSURL.h"
 #include "Sandbox.h"
 #include "StandardDescriptors.h"
 #include "SynchronizeFiles.h"
@@ -158,12 +157,7 @@ std::string runAction(HostServices& services, const std::vector<std::string>& pa
 void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
 {
 #ifdef VELLORIN_CONFINED
-    std::vector<std::string> folders;
-    for (const std::string& path : paths) {
-        const std::vector<std::string> ofFile = Sandbox::foldersOfFile(NSURL::fileURLWithPath(path).path());
-        folders.insert(folders.end(), ofFile.begin(), ofFile.end());
-    }
-    static_cast<void>(Sandbox::restrictToFolders(folders));
+    static_cast<void>(Sandbox::restrictToFoldersOfFiles(paths));
 #endif
 }
 

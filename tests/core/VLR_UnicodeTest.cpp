@@ -1,3 +1,4 @@
+#include "TextModel.h"
 #include "VLR_Array.h"
 #include "VLR_RawMemory.h"
 #include "VLR_SipHash.h"
@@ -5,8 +6,6 @@
 #include "VLR_System.h"
 
 #include <gtest/gtest.h>
-#include <unicode/unorm2.h>
-#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 
 #include <algorithm>
@@ -18,6 +17,9 @@
 #include <vector>
 
 namespace {
+
+using TextModel::composed;
+using TextModel::keyOf;
 
 constexpr VLR_StringComparisonType kBothTypes[] = {VLR_StringComparisonExact, VLR_StringComparisonCaseless};
 
@@ -33,84 +35,6 @@ VLR_String S(const std::u16string& units)
     return VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(units.data()),
                                       static_cast<uint32_t>(units.size() * sizeof(char16_t))),
                       VLR_CharacterSetUTF16);
-}
-
-// The definition, word for word, over whole texts and with the library's own operations.
-
-std::u16string Normalized(const UNormalizer2* normalizer, const std::u16string& text)
-{
-    std::u16string result(8 * text.size() + 1, u'\0');
-    UErrorCode error = U_ZERO_ERROR;
-    result.resize(
-        static_cast<std::size_t>(unorm2_normalize(normalizer, text.data(), static_cast<int32_t>(text.size()),
-                                                  result.data(), static_cast<int32_t>(result.size()), &error)));
-    EXPECT_TRUE(U_SUCCESS(error));
-    return result;
-}
-
-const UNormalizer2* Instance(const UNormalizer2* (*form)(UErrorCode*))
-{
-    UErrorCode error = U_ZERO_ERROR;
-    return form(&error);
-}
-
-std::u16string NFD(const std::u16string& text)
-{
-    return Normalized(Instance(unorm2_getNFDInstance), text);
-}
-
-std::u16string NFC(const std::u16string& text)
-{
-    return Normalized(Instance(unorm2_getNFCInstance), text);
-}
-
-std::u16string Key(const std::u16string& text, VLR_StringComparisonType type)
-{
-    std::u16string key = NFD(text);
-    if (type != VLR_StringComparisonCaseless)
-        return key;
-    std::u16string folded(4 * key.size() + 1, u'\0');
-    UErrorCode error = U_ZERO_ERROR;
-    folded.resize(
-        static_cast<std::size_t>(u_strFoldCase(folded.data(), static_cast<int32_t>(folded.size()), key.data(),
-                                               static_cast<int32_t>(key.size()), U_FOLD_CASE_DEFAULT, &error)));
-    return NFD(folded);
-}
-
-int32_t Order(const std::u16string& a, const std::u16string& b)
-{
-    const int32_t order = u_strCompare(a.data(), static_cast<int32_t>(a.size()), b.data(),
-                                       static_cast<int32_t>(b.size()), /*codePointOrder=*/true);
-    return order < 0 ? -1 : order > 0 ? 1 : 0;
-}
-
-/// Where a match may begin or end.
-std::vector<uint32_t> Boundaries(const std::u16string& text)
-{
-    std::vector<uint32_t> places;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t start = i;
-        UChar32 c = 0;
-        U16_NEXT(text, i, text.size(), c);
-        if (start == 0 || unorm2_hasBoundaryBefore(Instance(unorm2_getNFCInstance), c))
-            places.push_back(static_cast<uint32_t>(start));
-    }
-    places.push_back(static_cast<uint32_t>(text.size()));
-    return places;
-}
-
-VLR_Range FirstByTrial(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
-                       VLR_StringComparisonType type)
-{
-    const std::u16string key = Key(search, type);
-    const std::vector<uint32_t> places = Boundaries(text);
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        for (std::size_t j = i + 1; j < places.size() && places[j] <= within.location + within.length; ++j) {
-            if (places[i] >= within.location && Key(text.substr(places[i], places[j] - places[i]), type) == key)
-                return {places[i], places[j] - places[i]};
-        }
-    }
-    return kVLR_RangeNotFound;
 }
 
 class RandomTexts {
@@ -183,11 +107,11 @@ TEST(VLR_Unicode, ComparisonAndHashFollowTheDefinition)
     RandomTexts texts;
     for (int round = 0; round < 20000; ++round) {
         const std::u16string a = texts.Make(6);
-        const std::u16string b = round % 3 == 0   ? NFC(a)
-                                 : round % 3 == 1 ? Key(a, VLR_StringComparisonCaseless)
+        const std::u16string b = round % 3 == 0   ? composed(a)
+                                 : round % 3 == 1 ? keyOf(a, VLR_StringComparisonCaseless)
                                                   : texts.Make(6);
         for (const auto type : kBothTypes) {
-            const int32_t order = Order(Key(a, type), Key(b, type));
+            const int32_t order = TextModel::compare(a, b, type);
             ASSERT_EQ(VLR_System::CompareStrings(S(a), S(b), type), order) << round;
             ASSERT_EQ(VLR_System::HashString(S(a), type) == VLR_System::HashString(S(b), type), order == 0) << round;
         }
@@ -212,7 +136,7 @@ void ExpectFirstInWhole(const std::u16string& text, const std::u16string& search
 void ExpectFirstByTrial(const std::u16string& text, const std::u16string& search, VLR_StringComparisonType type)
 {
     const VLR_Range whole{0, static_cast<uint32_t>(text.size())};
-    ExpectFirstInWhole(text, search, type, FirstByTrial(text, search, whole, type));
+    ExpectFirstInWhole(text, search, type, TextModel::find(text, search, whole, type));
 }
 
 TEST(VLR_Unicode, SearchInWholeTextsFollowsTheDefinition)
@@ -221,7 +145,7 @@ TEST(VLR_Unicode, SearchInWholeTextsFollowsTheDefinition)
     for (int round = 0; round < 20000 && !::testing::Test::HasFailure(); ++round) {
         const std::u16string text = texts.Make(12);
         const std::u16string part = text.substr(texts.Below(text.size() + 1), 1 + texts.Below(3));
-        const std::u16string folded = Key(part, VLR_StringComparisonCaseless); // often ASCII that the text spells otherwise
+        const std::u16string folded = keyOf(part, VLR_StringComparisonCaseless); // often ASCII that the text spells otherwise
         for (const std::u16string& search : { part, folded }) {
             if (search.empty() || U16_IS_TRAIL(search.front()) || U16_IS_LEAD(search.back()))
                 continue;
@@ -244,7 +168,7 @@ TEST(VLR_Unicode, EveryCharacterIsFoundByTheASCIITextThatItEquals)
         else
             text += static_cast<char16_t>(c);
         for (const auto type : kBothTypes) {
-            const std::u16string key = Key(text, type);
+            const std::u16string key = keyOf(text, type);
             if (!std::all_of(key.begin(), key.end(), [](char16_t unit) { return unit < 0x80; }))
                 continue;
             ++equivalents;
@@ -305,7 +229,7 @@ TEST(VLR_Unicode, SearchFollowsTheDefinition)
             continue; // half a pair is no text
         for (const auto type : kBothTypes)
             ASSERT_EQ(VLR_System::FindRangeOfString(S(text), S(search), within, type),
-                      FirstByTrial(text, search, within, type))
+                      TextModel::find(text, search, within, type))
                 << round;
     }
 }
@@ -317,8 +241,8 @@ TEST(VLR_Unicode, EquivalentTextsContainTheSame)
         const std::u16string text = texts.Make(9);
         const std::u16string search = texts.Make(3);
         const bool contains = S(text).Contains(S(search));
-        ASSERT_EQ(S(NFC(text)).Contains(S(search)), contains) << round;
-        ASSERT_EQ(S(NFD(text)).Contains(S(NFC(search))), contains) << round;
+        ASSERT_EQ(S(composed(text)).Contains(S(search)), contains) << round;
+        ASSERT_EQ(S(keyOf(text, VLR_StringComparisonExact)).Contains(S(composed(search))), contains) << round;
     }
 }
 

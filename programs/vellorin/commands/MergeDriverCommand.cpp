@@ -44,7 +44,10 @@ public:
             merge();
             return kDone;
         } catch (const CommandFailure& failure) {
-            return conflict(failure.what(), console);
+            if (failure.status() != kHalfWritten)
+                return conflict(failure.what(), console);
+            console.complain(printable(path_) + ": merged, but " + printable(failure.what()));
+            return kDone; // only a crash of the system could take the merged vault away again
         } catch (const std::bad_alloc&) {
             return conflict("not enough memory", console);
         }

@@ -55,14 +55,11 @@ public:
             { "--json", "", "", "tell it to programs", &json_ } };
         page.description = {
             "A program that writes a vault holds its write lock: a folder beside it, with a dot in front of the "
-            "vault's "
-            "name. The lock of a program that crashed stays until somebody breaks it.",
+            "vault's name. The lock of a program that crashed stays until somebody breaks it.",
             "The note in the lock tells which process of which host took it. If that process is gone, the lock is "
-            "broken. "
-            "It is left alone, and the exit status is 2, if the process lives, if it belongs to another host, where "
-            "nobody "
-            "can be asked, or if there is no note. With --force it is broken nevertheless: be sure that no program is "
-            "about to write the vault.",
+            "broken. It is left alone, and the exit status is 2, if the process lives, if it belongs to another host, "
+            "where nobody can be asked, or if there is no note. With --force it is broken nevertheless: be sure that "
+            "no program is about to write the vault.",
             "Anything but a folder with nothing but a note in it, or an empty file, is no lock, and is never removed.",
         };
         page.examples

@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "CopiesWatch.h"
 #include "ExtraStringUtilities.h"
+#include "FilePaths.h"
 #include "Journal.h"
 #include "NSFileManager.h"
 #include "SafetyOptions.h"

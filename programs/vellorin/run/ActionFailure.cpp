@@ -1,8 +1,8 @@
 #include "ActionFailure.h"
 
 #include "DocumentLock.h"
+#include "FilePaths.h"
 #include "LockHolderText.h"
-#include "NSURL.h"
 
 #include <algorithm>
 #include <array>
@@ -37,7 +37,7 @@ constexpr std::array kWords {
 /// "; a.vlr is locked by vellorin-sync, process 4711 on laptop, since ..."; empty if nobody holds its lock by now.
 std::string holderOf(const std::string& path)
 {
-    const std::string file = NSURL::fileURLWithPath(path).path();
+    const std::string file = absolutePath(path);
     const std::optional<LockHolder> holder = holderOfLock(*DocumentLock::lockPath(file));
     if (!holder || (holder->hasNote && holder->process == ::getpid())) // the other file's may be ours by now
         return {};

@@ -3,36 +3,35 @@
 #include "ActionFailure.h"
 #include "Console.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "Interruption.h"
 #include "NSException.h"
-#include "NSURL.h"
 
-#include <chrono>
-
-namespace {
-
-/// Often enough for a lock that comes free, and seldom enough for the processor.
-void pauseBetweenLockAttempts()
-{
-    sleepUnlessInterrupted(std::chrono::milliseconds(5));
-}
-
-} // namespace
 
 ActionPartners& linuxPartners()
 {
     static LinuxAppleEventSystem events;
     static LinuxLockSystem locks;
     static const LinuxClock clock;
-    static ActionPartners partners { events, locks, clock, pauseBetweenLockAttempts };
+    static ActionPartners partners { events, locks, clock, pauseUnlessInterrupted };
     return partners;
+}
+
+void endSenders(NSAutoreleasePool& senders, Console& console)
+{
+    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
+    try {
+        senders.drain();
+    } catch (const NSException& exception) {
+        console.complain(printable(exception.reason()));
+    }
 }
 
 ActionRun::StagingFileManager::StagingFileManager(const SyncPlan& plan, StagedFiles& staged)
     : plan(plan)
     , staged(staged)
-    , firstPath(NSURL::fileURLWithPath(plan.first.path).path())
-    , secondPath(NSURL::fileURLWithPath(plan.second.path).path())
+    , firstPath(absolutePath(plan.first.path))
+    , secondPath(absolutePath(plan.second.path))
 {
 }
 
@@ -80,10 +79,5 @@ void ActionRun::run()
 
 void ActionRun::end()
 {
-    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
-    try {
-        senders_.drain();
-    } catch (const NSException& exception) {
-        console_.complain(printable(exception.reason()));
-    }
+    endSenders(senders_, console_);
 }

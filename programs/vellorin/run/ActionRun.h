@@ -28,6 +28,10 @@ struct ActionPartners {
 /// Those of Linux.
 ActionPartners& linuxPartners();
 
+/// Gives back the locks and lets the application have the files again. What fails here comes too late for a result, and
+/// is told.
+void endSenders(NSAutoreleasePool& senders, Console& console);
+
 /// The action on the two files of a plan, with writes that are staged. Locks are held, and the application stays away
 /// from the files, until `end` or the end of the object.
 class ActionRun {
@@ -46,8 +50,7 @@ public:
     const NSData& newFirst() const { return *files_.newFirst; }
     const NSData& newSecond() const { return *files_.newSecond; }
 
-    /// Gives back the locks and lets the application have the files again. What fails here comes too late for the
-    /// result.
+    /// endSenders, once.
     void end();
 
 private:

@@ -4,11 +4,11 @@
 #include "ExitStatus.h"
 #include "ExtraStringUtilities.h"
 #include "FileCopy.h"
+#include "FilePaths.h"
 #include "Interruption.h"
 #include "NSFileItems.h"
 #include "NSFileManager.h"
 #include "NSPathUtilities.h"
-#include "NSURL.h"
 #include "StagedFiles.h"
 #include "VaultContents.h"
 
@@ -62,11 +62,6 @@ std::optional<uint32_t> numberOf(const std::string& name, const std::string& bas
     const auto [end, error] = std::from_chars(digits, digitsEnd, number);
     const bool isPlain = error == std::errc() && end == digitsEnd && *digits != '0';
     return isPlain && number >= 1 && number <= Backups::kHighestNumber ? std::optional(number) : std::nullopt;
-}
-
-std::string absolute(const std::string& path)
-{
-    return NSURL::fileURLWithPath(path).path();
 }
 
 std::string extensionWithDot(const std::string& name)
@@ -134,7 +129,7 @@ Backups::~Backups()
 
 std::string Backups::make(const std::string& path, const NSData& bytes)
 {
-    const std::string file = absolute(path);
+    const std::string file = absolutePath(path);
     if (backupsOf(file).size() >= kHighestNumber)
         pruneBackups(file, most_, sparedAnd(file));
     NotingItems items;
@@ -167,7 +162,7 @@ std::vector<std::string> Backups::sparedAnd(const std::string& path) const
     std::vector<std::string> spared { path };
     for (const std::string& other : spared_) {
         if (!other.empty())
-            spared.push_back(absolute(other));
+            spared.push_back(absolutePath(other));
     }
     for (const Made& made : made_)
         spared.insert(spared.end(), { made.path, made.backup });
@@ -176,7 +171,7 @@ std::vector<std::string> Backups::sparedAnd(const std::string& path) const
 
 std::vector<std::string> backupsOf(const std::string& path)
 {
-    const std::string file = absolute(path);
+    const std::string file = absolutePath(path);
     const std::string name = lastPathComponent(file);
     const std::string base = baseOf(name);
     const std::string extension = extensionWithDot(name);

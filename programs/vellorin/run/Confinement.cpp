@@ -2,7 +2,6 @@
 
 #include "ActionRun.h"
 #include "Journal.h"
-#include "NSURL.h"
 #include "Sandbox.h"
 #include "VLR_System.h"
 
@@ -25,12 +24,7 @@ ActionPartners& confineTo(
 {
     ActionPartners& partners = askTheSystem();
 #ifdef VELLORIN_CONFINED
-    std::vector<std::string> folders { journal.folder() };
-    for (const std::string& path : paths) {
-        const std::vector<std::string> ofFile = Sandbox::foldersOfFile(NSURL::fileURLWithPath(path).path());
-        folders.insert(folders.end(), ofFile.begin(), ofFile.end());
-    }
-    static_cast<void>(Sandbox::restrictToFolders(folders));
+    static_cast<void>(Sandbox::restrictToFoldersOfFiles(paths, { journal.folder() }));
 #endif
     return partners;
 }

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "Json.h"
 #include "VaultContents.h"
 #include "VaultDifference.h"
@@ -18,14 +19,6 @@ constexpr std::size_t kMostNamed = 5;
 
 using Deed = Explanation::Deed;
 
-std::string folded(std::string_view text)
-{
-    std::string result(text);
-    for (char& c : result)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    return result;
-}
-
 std::vector<std::pair<Deed, const std::vector<std::string>*>> deedsIn(const JournalFile& file)
 {
     return { { Deed::Added, &file.added }, { Deed::Removed, &file.removed }, { Deed::Doubled, &file.doubled } };
@@ -35,13 +28,13 @@ std::vector<std::pair<Deed, const std::vector<std::string>*>> deedsIn(const Jour
 class Candidates {
 public:
     explicit Candidates(const std::string& begin)
-        : begin(folded(begin))
+        : begin(DeletionSet::folded(begin))
     {
     }
 
     void add(std::string_view uuid)
     {
-        std::string key = folded(uuid);
+        std::string key = DeletionSet::folded(uuid);
         if (key.starts_with(begin))
             found.try_emplace(std::move(key), uuid);
     }
@@ -93,7 +86,7 @@ std::string foundUuid(
 
 bool holds(const std::vector<std::string>& uuids, const std::string& foldedUuid)
 {
-    return std::any_of(uuids.begin(), uuids.end(), [&](const auto& each) { return folded(each) == foldedUuid; });
+    return std::any_of(uuids.begin(), uuids.end(), [&](const auto& each) { return DeletionSet::folded(each) == foldedUuid; });
 }
 
 Explanation::Event eventOf(const JournalRun& run, Deed deed, const std::string& path)
@@ -163,7 +156,7 @@ Explanation explain(const std::string& path, const std::string& uuid, const Jour
     const std::string known = canonicalPath(path);
     std::vector<JournalRun> runs = journal.runsOf(known);
     Explanation explanation { path, foundUuid(path, uuid, vault, runs), {}, {}, false };
-    const std::string key = folded(explanation.uuid);
+    const std::string key = DeletionSet::folded(explanation.uuid);
     std::reverse(runs.begin(), runs.end());
     for (const JournalRun& run : runs) {
         for (const auto& [deed, uuids] : deedsIn(*run.file(known))) {
@@ -174,7 +167,7 @@ Explanation explain(const std::string& path, const std::string& uuid, const Jour
         }
     }
     for (const VaultRecord& record : vault.records) {
-        if (folded(record.uuid) == key)
+        if (DeletionSet::folded(record.uuid) == key)
             explanation.categories.emplace_back(record.category);
     }
     explanation.isListedAsDeleted = DeletionSet(vault.deletions).names(explanation.uuid);

@@ -2,10 +2,10 @@
 
 #include "DocumentLock.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "FileSteps.h"
 #include "FileSystemCalls.h"
 #include "NSPathUtilities.h"
-#include "NSURL.h"
 
 #include <cerrno>
 #include <cstring>
@@ -68,7 +68,7 @@ void FileChecks::operator()(const std::vector<std::string>& paths) const
     if (!areReplaced)
         return;
     for (const std::string& path : paths) {
-        const std::string file = NSURL::fileURLWithPath(path).path();
+        const std::string file = absolutePath(path);
         if (isTooLong(*DocumentLock::lockPath(file)))
             fail(kRefused, path, "its name is too long to carry a lock: one more character must fit");
         if (getBackups && isTooLong(longestBackupName(file)))

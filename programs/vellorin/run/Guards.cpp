@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "Journal.h"
 #include "SyncPlan.h"
 #include "VaultObjections.h"

@@ -3,18 +3,12 @@
 #include "ActionFailure.h"
 #include "Console.h"
 #include "ExitStatus.h"
-#include "Interruption.h"
 #include "NSException.h"
 #include "NSURL.h"
 
 HandOff::~HandOff()
 {
-    const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
-    try {
-        senders_.drain();
-    } catch (const NSException& exception) {
-        console_.complain(printable(exception.reason()));
-    }
+    endSenders(senders_, console_);
 }
 
 void HandOff::take(const std::string& path)

@@ -1,12 +1,12 @@
 #include "Journal.h"
 
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "FileReplacement.h"
 #include "JournalEntry.h"
 #include "Leftovers.h"
 #include "NSFileManager.h"
 #include "NSLog.h"
-#include "NSURL.h"
 
 #include <algorithm>
 #include <array>
@@ -294,10 +294,4 @@ std::string hashOf(const NSData& bytes)
         digits += kHexDigits[byte & 15];
     }
     return digits;
-}
-
-std::string canonicalPath(const std::string& path)
-{
-    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
-    return real ? real.get() : NSURL::fileURLWithPath(path).path();
 }

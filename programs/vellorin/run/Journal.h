@@ -51,8 +51,8 @@ bool leftWithHash(const JournalRun& run, const JournalFile& file, const std::str
 ///
 /// A run is noted before its first replacement (Begun) and again behind its last, each at one stroke and synced, so
 /// that a killed run leaves word of what it meant to do. The newest 1,000 runs of a file are kept.
-/// An entry that can't be read is skipped, with a word to the log: the journal must never stand in a synchronisation's
-/// way.
+/// An entry that can't be read is skipped, with a word to the log: what others did to the
+/// journal must never stand in a synchronisation's way.
 class Journal {
 public:
     Journal(); // of this user
@@ -97,6 +97,3 @@ private:
 
 /// SHA-256 in hexadecimal digits.
 std::string hashOf(const NSData& bytes);
-
-/// The path that a file is known by: absolute, links followed as far as there is something.
-std::string canonicalPath(const std::string& path);

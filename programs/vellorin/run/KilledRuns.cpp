@@ -1,10 +1,10 @@
 #include "KilledRuns.h"
 
 #include "DocumentLock.h"
+#include "FilePaths.h"
 #include "FileSteps.h"
 #include "Journal.h"
 #include "Leftovers.h"
-#include "NSURL.h"
 
 #include <algorithm>
 
@@ -24,7 +24,7 @@ bool hasNameLike(FileSystemCalls& calls, const std::string& folder, const auto& 
 void removeLeftoversOf(const std::string& path, LockSystem& locks)
 {
     FileSystemCalls& calls = fileSystemCalls();
-    const std::string known = NSURL::fileURLWithPath(path).path();
+    const std::string known = absolutePath(path);
     const std::string file = canonicalPath(path);
     const std::string lockName = nameOf(*DocumentLock::lockPath(known));
     const bool hasFiles = hasNameLike(

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "Interruption.h"
 #include "VaultContents.h"
 

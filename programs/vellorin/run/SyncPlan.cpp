@@ -21,8 +21,7 @@ VaultContents contentsOf(const std::string& path, NSData bytes)
     try {
         return VaultContents(std::move(bytes));
     } catch (const NoVault& noVault) {
-        throw CommandFailure(
-            kFailed, path + ": is no vault: " + noVault.what() + " (at byte " + std::to_string(noVault.offset()) + ")");
+        throw CommandFailure(kFailed, path + ": " + noVault.what());
     }
 }
 

@@ -5,9 +5,9 @@
 #include "Console.h"
 #include "ExitStatus.h"
 #include "FileChecks.h"
+#include "FilePaths.h"
 #include "Journal.h"
 #include "KilledRuns.h"
-#include "NSURL.h"
 #include "RunNote.h"
 #include "StagedFiles.h"
 #include "SyncPlan.h"
@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    std::string pathOfSecond() const { return NSURL::fileURLWithPath(plan.second.path).path(); }
+    std::string pathOfSecond() const { return absolutePath(plan.second.path); }
 
     /// Over the bytes that came back from the disk: they are those of the plan, and the plan's merge has lost nothing.
     void prove() const

@@ -3,6 +3,7 @@
 #include "Confinement.h"
 #include "Console.h"
 #include "ExitStatus.h"
+#include "FilePaths.h"
 #include "HandOff.h"
 #include "Interruption.h"
 #include "Json.h"

@@ -56,12 +56,16 @@ std::string describe(VaultDamage::Kind kind);
 /// The file is no vault, or its head is lost.
 class NoVault : public std::exception {
 public:
-    NoVault(std::string reason, uint64_t offset) : reason_(std::move(reason)), offset_(offset) { }
-    const char* what() const noexcept override { return reason_.c_str(); }
+    NoVault(const std::string& reason, uint64_t offset)
+        : words_("is no vault: " + reason + " (at byte " + std::to_string(offset) + ")")
+        , offset_(offset)
+    {
+    }
+    const char* what() const noexcept override { return words_.c_str(); }
     uint64_t offset() const { return offset_; }
 
 private:
-    std::string reason_;
+    std::string words_;
     uint64_t offset_;
 };
 

@@ -96,9 +96,7 @@ private:
         const std::optional<uint32_t> uuid = indexOfB_.sameUuid(record);
         const std::optional<uint32_t> category = indexOfB_.sameCategory(record);
         if (!uuid)
-            (deletionsOfB_.names(record.uuid)          ? result_.deletedByB
-                    : deletionsOfA_.names(record.uuid) ? result_.selfDeletedInA
-                                                       : result_.newInA)
+            listOf({ result_.deletedByB, result_.selfDeletedInA, result_.newInA }, deletionsOfB_, deletionsOfA_, record)
                 .push_back(i);
         else if (indexOfB_.sameBody(record))
             result_.same += indexOfA_.sameBody(record) == i ? 1 : 0;
@@ -115,12 +113,25 @@ private:
         const std::optional<uint32_t> uuid = indexOfA_.sameUuid(record);
         const std::optional<uint32_t> category = indexOfA_.sameCategory(record);
         if (!uuid)
-            (deletionsOfA_.names(record.uuid)          ? result_.deletedByA
-                    : deletionsOfB_.names(record.uuid) ? result_.selfDeletedInB
-                                                       : result_.newInB)
+            listOf({ result_.deletedByA, result_.selfDeletedInB, result_.newInB }, deletionsOfA_, deletionsOfB_, record)
                 .push_back(i);
         else if (!isTold_[i] && !indexOfA_.sameBody(record))
             tell(category ? result_.otherBody : result_.otherCategory, category ? *category : *uuid, i);
+    }
+
+    /// Where a record is listed that the other side doesn't have.
+    struct ListsOfLone {
+        std::vector<uint32_t>& deletedThere;
+        std::vector<uint32_t>& deletedHere;
+        std::vector<uint32_t>& isNew;
+    };
+
+    static std::vector<uint32_t>& listOf(
+        const ListsOfLone& lists, const DeletionSet& there, const DeletionSet& here, const VaultRecord& record)
+    {
+        if (there.names(record.uuid))
+            return lists.deletedThere;
+        return here.names(record.uuid) ? lists.deletedHere : lists.isNew;
     }
 
     void tell(std::vector<VaultDifference::Match>& list, uint32_t ofA, uint32_t ofB)

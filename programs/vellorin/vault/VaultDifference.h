@@ -64,8 +64,9 @@ public:
     /// Each as it is compared, once.
     const std::unordered_set<std::string, TextHash>& uuids() const { return uuids_; }
 
-private:
+    /// A UUID as it is compared: without the case of ASCII letters.
     static std::string folded(std::string_view uuid);
 
+private:
     std::unordered_set<std::string, TextHash> uuids_;
 };

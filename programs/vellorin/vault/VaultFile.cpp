@@ -26,7 +26,9 @@ void replace(const std::string& path, Steps steps)
         steps(replacement);
         replacement.syncFolder();
     } catch (const FileSystemFailure& failure) {
-        fail(path, (failure.isReplaced ? "was written, but " : "can't be written, and is as it was: ") + failure.reason);
+        if (failure.isReplaced)
+            throw CommandFailure(kHalfWritten, path + ": was written, but " + failure.reason);
+        fail(path, "can't be written, and is as it was: " + failure.reason);
     }
 }
 
@@ -43,7 +45,7 @@ VaultContents readVault(const std::string& path)
     try {
         return VaultContents(std::move(*bytes));
     } catch (const NoVault& noVault) {
-        fail(path, std::string("is no vault: ") + noVault.what() + " (at byte " + std::to_string(noVault.offset()) + ")");
+        fail(path, noVault.what());
     }
 }
 

@@ -1,5 +1,6 @@
 #include "FilesApart.h"
 
+#include "FilePaths.h"
 #include "Journal.h"
 
 FilesApart::FilesApart(const std::vector<std::string>& named, const Journal& journal)

@@ -1,3 +1,4 @@
+#include "FilePaths.h"
 #include "Guards.h"
 
 #include "RunFixture.h"

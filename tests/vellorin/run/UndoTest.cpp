@@ -1,3 +1,4 @@
+#include "FilePaths.h"
 #include "Undo.h"
 
 #include "CopiesInStep.h"
