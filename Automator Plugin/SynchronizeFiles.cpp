@@ -55,7 +55,10 @@ VLR_ForeignBytes bytesOf(const VLR_MemoryBlock& block)
 template <class T>
 class StReset {
 public:
-    explicit StReset(std::unique_ptr<T>& owner) : owner(owner) { }
+    explicit StReset(std::unique_ptr<T>& owner)
+        : owner(owner)
+    {
+    }
     ~StReset() { owner.reset(); }
     StReset(const StReset&) = delete;
     StReset& operator=(const StReset&) = delete;

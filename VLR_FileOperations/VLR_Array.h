@@ -11,8 +11,8 @@ class VLR_Comparator;
 
 /// An ordered list of objects, one reference held to each.
 ///
-/// Dropping a reference deletes the object when nobody else holds it, so an object made with `new` and put into an array
-/// is the array's to delete. Null elements are legal only for operations that drop references.
+/// Dropping a reference deletes the object when nobody else holds it, so an object made with `new` and put into an
+/// array is the array's to delete. Null elements are legal only for operations that drop references.
 class VLR_ObjectArray : public VLR_Object {
 public:
     VLR_ObjectArray() = default;

@@ -15,7 +15,10 @@ constexpr uint32_t kRounds = 16;
 /// Independent blocks worked side by side: one block's table look-ups wait for each other, several blocks' don't.
 constexpr uint32_t kLanes = 6;
 
-enum class Direction { Encipher, Decipher };
+enum class Direction {
+    Encipher,
+    Decipher
+};
 
 inline uint32_t F(const uint32_t (*S)[256], uint32_t x)
 {

@@ -7,8 +7,8 @@
 /// A master password, the key schedule made from it, and the cipher that a vault's records are enciphered with:
 /// Blowfish with 16 rounds in electronic codebook mode, each 8 bytes as two big-endian words.
 ///
-/// A vault stores neither password nor hash but a reference buffer, the bytes 00 to FF enciphered; a password is right if
-/// deciphering the stored buffer gives them back. An instance belongs to one document and is not reference counted.
+/// A vault stores neither password nor hash but a reference buffer, the bytes 00 to FF enciphered; a password is right
+/// if deciphering the stored buffer gives them back. An instance belongs to one document and is not reference counted.
 class VLR_BlowFish {
 public:
     VLR_BlowFish() = default;

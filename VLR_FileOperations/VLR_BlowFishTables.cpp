@@ -1,5 +1,6 @@
 #include "VLR_BlowFishTables.h"
 
+// clang-format off
 // The fractional digits of pi in hexadecimal, in order: first the P-array, then the four S-boxes.
 
 const uint32_t kBlowFishP[18] = {

@@ -9,7 +9,10 @@ class VLR_Document;
 class VLR_Browser : public VLR_Object {
 public:
     /// The document is borrowed.
-    explicit VLR_Browser(VLR_Document* document) : document(document) { }
+    explicit VLR_Browser(VLR_Document* document)
+        : document(document)
+    {
+    }
 
     VLR_Document* document;
     VLR_Array<VLR_String> names;

@@ -9,14 +9,17 @@ class VLR_Document;
 class VLR_Categories : public VLR_Object {
 public:
     /// The document is borrowed.
-    explicit VLR_Categories(VLR_Document* document) : document(document) { }
+    explicit VLR_Categories(VLR_Document* document)
+        : document(document)
+    {
+    }
 
     /// Fills `names` anew: each category once (exact), the empty one never, in caseless order.
     /// Cost: linear in the records, and a sort of the names.
     void Harvest();
 
-    /// Puts `to` into every record of the category `from` (exact). It goes past the setter: a renamed category is no edit,
-    /// so no record gets a new identity. `names` stays until the next Harvest.
+    /// Puts `to` into every record of the category `from` (exact). It goes past the setter: a renamed category is no
+    /// edit, so no record gets a new identity. `names` stays until the next Harvest.
     void RenameCategory(const VLR_String& from, const VLR_String& to);
 
     VLR_Document* document;

@@ -29,7 +29,10 @@ public:
 /// Hands a comparator to a sorting routine.
 class VLR_ObjectComparator {
 public:
-    explicit VLR_ObjectComparator(const VLR_Comparator& comparator) : comparator(comparator) { }
+    explicit VLR_ObjectComparator(const VLR_Comparator& comparator)
+        : comparator(comparator)
+    {
+    }
     bool operator()(const VLR_Object* a, const VLR_Object* b) const { return comparator.IsLessThan(a, b); }
 
 private:

@@ -78,12 +78,12 @@ public:
     /// A record that can't be deciphered stays in the list, but anything else between records ends the read with those
     /// before it in the list. A next save writes version 4, which the same password opens.
     /// Raises: kCantConvert in a document that keeps its records encrypted, before anything else; kNilStream, the
-    /// kExpected... texts, those of the preferences, and the failures of VLR_Stream and AskUserPassword. The lists are not
-    /// emptied first: read into a new document.
+    /// kExpected... texts, those of the preferences, and the failures of VLR_Stream and AskUserPassword. The lists are
+    /// not emptied first: read into a new document.
     uint32_t ReadVersion3FileContents();
 
-    /// Reads what a host has made of a version 1 or 2 file: its reference buffer, and preferences and record blocks in the
-    /// read completion data, which must be set. Otherwise as version 3, but it adds to the records that are there.
+    /// Reads what a host has made of a version 1 or 2 file: its reference buffer, and preferences and record blocks in
+    /// the read completion data, which must be set. Otherwise as version 3, but it adds to the records that are there.
     /// Raises: kCantConvert in a document that keeps its records encrypted, which would write bodies that nobody reads
     /// again; code VLR_ExceptionInternal without completion data; those of the preferences and of AskUserPassword.
     uint32_t ReadVersion1or2FileContents(VLR_MemoryBlock& block);
@@ -103,8 +103,8 @@ public:
     uint64_t Version4ContentsLength() const;
 
     /// Reads from a block, with the password that the document holds; returns the number of damaged entries. The
-    /// document has no stream afterwards, as after ToBlock, so a half read can't be continued. From a block that borrows,
-    /// what is in the clear and what stays enciphered borrows too, as from any stream that lends.
+    /// document has no stream afterwards, as after ToBlock, so a half read can't be continued. From a block that
+    /// borrows, what is in the clear and what stays enciphered borrows too, as from any stream that lends.
     uint32_t FromBlock(VLR_MemoryBlock& block);
     void ToBlock(VLR_MemoryBlock& block);
 
@@ -144,10 +144,10 @@ public:
     /// Adds a record with the same texts and dates; colour, flags and opaque fields stay behind.
     void DuplicatePasswordData(VLR_PasswordData* record);
 
-    /// Sorts the records and latches those that equal the one before them in all nine texts; answers their number. Between
-    /// two equal records there may come one whose texts differ in case alone: then neither is latched.
-    /// Leaves every record viewable, nothing selected, both lists sorted, and the sort order by title. With `verbose` it
-    /// logs as VLR_PasswordData::IsDuplicate does. Only for deciphered records: those kept encrypted have no texts.
+    /// Sorts the records and latches those that equal the one before them in all nine texts; answers their number.
+    /// Between two equal records there may come one whose texts differ in case alone: then neither is latched.
+    /// Leaves every record viewable, nothing selected, both lists sorted, and the sort order by title. With `verbose`
+    /// it logs as VLR_PasswordData::IsDuplicate does. Only for deciphered records: those kept encrypted have no texts.
     /// Cost: some sorts of the records.
     uint32_t LatchDuplicates(bool verbose);
 
@@ -248,8 +248,16 @@ public:
     VLR_Rect documentRect;
 
 private:
-    enum class RecordRead { Whole, Damaged, None };
-    enum class PromptOutcome { Fits, NoneFits, Refused };
+    enum class RecordRead {
+        Whole,
+        Damaged,
+        None
+    };
+    enum class PromptOutcome {
+        Fits,
+        NoneFits,
+        Refused
+    };
 
     uint32_t ReadVersion4FileContentsCompletion();
     uint32_t ReadVersion3FileContentsCompletion();
@@ -288,7 +296,11 @@ private:
 /// Puts a stream of some scope under a document and takes it away again, also on a failure.
 class StVLR_DocumentStream {
 public:
-    StVLR_DocumentStream(VLR_Document& document, VLR_Stream* stream) : document(document) { document.SetStream(stream); }
+    StVLR_DocumentStream(VLR_Document& document, VLR_Stream* stream)
+        : document(document)
+    {
+        document.SetStream(stream);
+    }
     ~StVLR_DocumentStream() { document.SetStream(nullptr); }
     StVLR_DocumentStream(const StVLR_DocumentStream&) = delete;
     StVLR_DocumentStream& operator=(const StVLR_DocumentStream&) = delete;

@@ -85,6 +85,7 @@ void VLR_Document::SortRecords()
 
 bool VLR_Document::RenderTextWhite() const
 {
-    const float sum = Intensity(backgroundColor.green) + Intensity(backgroundColor.red) + Intensity(backgroundColor.blue);
+    const float sum
+        = Intensity(backgroundColor.green) + Intensity(backgroundColor.red) + Intensity(backgroundColor.blue);
     return static_cast<double>(sum / 3.0f) < kDarkBackground;
 }

@@ -12,15 +12,19 @@ struct VLR_ForeignBytes {
     uint32_t length = 0;
 };
 
-/// A stream to write to whose store is a list of pieces, for a file that mostly repeats bytes which are in memory already:
-/// what lies in one of its sources, or repeats what stands there next, is referred to, and only the rest is copied.
+/// A stream to write to whose store is a list of pieces, for a file that mostly repeats bytes which are in memory
+/// already: what lies in one of its sources, or repeats what stands there next, is referred to, and only the rest is
+/// copied.
 ///
-/// The pieces one after the other are the very bytes that were written, whatever the sources hold; these decide about the
-/// memory alone. It can't be read from.
+/// The pieces one after the other are the very bytes that were written, whatever the sources hold; these decide about
+/// the memory alone. It can't be read from.
 class VLR_GatheringStream final : public VLR_Stream {
 public:
     /// The sources stay as they are for as long as the pieces are used.
-    explicit VLR_GatheringStream(std::vector<VLR_ForeignBytes> sources) : sources(std::move(sources)) { }
+    explicit VLR_GatheringStream(std::vector<VLR_ForeignBytes> sources)
+        : sources(std::move(sources))
+    {
+    }
 
     /// In the order of writing, none of them empty; valid until more is written.
     std::vector<VLR_ForeignBytes> Pieces() const;

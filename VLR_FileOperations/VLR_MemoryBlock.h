@@ -7,7 +7,8 @@
 /// The growable byte buffer of the core: strings, array storage, file images and passwords all live in one.
 ///
 /// A block with storage owns exactly one guarded allocation. It wipes every byte that it gives up, whether it is
-/// destroyed, regrown or shrunk, and keeps the spare room behind `length` zero. Lengths are bytes. One thread at a time.
+/// destroyed, regrown or shrunk, and keeps the spare room behind `length` zero. Lengths are bytes. One thread at a
+/// time.
 ///
 /// A block may also borrow its content (Borrow). Then it has no storage, and makes its own copy at the first change: a
 /// reader sees no difference.
@@ -58,11 +59,12 @@ public:
     /// Orders by length first, then by the first differing byte, taken as unsigned: the difference of either.
     int32_t Compare(const VLR_Object* other) const override;
 
-    /// Called by FreeStorage and Exchange alone: Append, a Resize to a length other than 0 and writes through Bytes() go unnoticed.
+    /// Called by FreeStorage and Exchange alone: Append, a Resize to a length other than 0 and writes through Bytes()
+    /// go unnoticed.
     virtual void MemoryBlockChanged() { }
 
-    /// Takes over content and capacity of `other`, a borrowed content as a copy; the next growth starts again with the smallest step. A copy of a
-    /// block without storage has storage, of capacity 0.
+    /// Takes over content and capacity of `other`, a borrowed content as a copy; the next growth starts again with the
+    /// smallest step. A copy of a block without storage has storage, of capacity 0.
     virtual void CopyFrom(const VLR_MemoryBlock& other);
 
     /// Swaps content and storage of two blocks; never fails for want of memory.

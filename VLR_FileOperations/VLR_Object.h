@@ -6,8 +6,8 @@ class VLR_String;
 
 /// Root of the core's reference counted classes.
 ///
-/// A new object has count 0, a copy as well: the first holder's Retain takes it to 1. Release never destroys; the holder
-/// that finds ReferenceCount() at 0 afterwards deletes the object. Objects held by value are never retained.
+/// A new object has count 0, a copy as well: the first holder's Retain takes it to 1. Release never destroys; the
+/// holder that finds ReferenceCount() at 0 afterwards deletes the object. Objects held by value are never retained.
 class VLR_Object {
 public:
     VLR_Object() = default;
@@ -39,7 +39,11 @@ private:
 /// Holds a reference for the length of a scope, so that no list deletes the object meanwhile. Leaves its end to others.
 class StVLR_Retained {
 public:
-    explicit StVLR_Retained(VLR_Object& object) : object(object) { object.Retain(); }
+    explicit StVLR_Retained(VLR_Object& object)
+        : object(object)
+    {
+        object.Retain();
+    }
     ~StVLR_Retained() { object.Release(); } // NOLINT(bugprone-exception-escape): never at count 0, since it holds one
     StVLR_Retained(const StVLR_Retained&) = delete;
     StVLR_Retained& operator=(const StVLR_Retained&) = delete;

@@ -73,12 +73,30 @@ void VLR_PasswordData::operator delete(void* record, std::size_t size)
     }
 }
 
-void VLR_PasswordData::SetTitle(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::title_, text); }
-void VLR_PasswordData::SetBrowser(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::browser_, text); }
-void VLR_PasswordData::SetURL(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::URL_, text); }
-void VLR_PasswordData::SetUsername(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::username_, text); }
-void VLR_PasswordData::SetPassword(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::password_, text); }
-void VLR_PasswordData::SetNotes(const VLR_String& text) { SetText(&VLR_PasswordDataDetails::notes_, text); }
+void VLR_PasswordData::SetTitle(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::title_, text);
+}
+void VLR_PasswordData::SetBrowser(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::browser_, text);
+}
+void VLR_PasswordData::SetURL(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::URL_, text);
+}
+void VLR_PasswordData::SetUsername(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::username_, text);
+}
+void VLR_PasswordData::SetPassword(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::password_, text);
+}
+void VLR_PasswordData::SetNotes(const VLR_String& text)
+{
+    SetText(&VLR_PasswordDataDetails::notes_, text);
+}
 
 void VLR_PasswordData::SetUsernameLabel(const VLR_String& text)
 {
@@ -167,10 +185,8 @@ int32_t VLR_PasswordData::Compare(const VLR_PasswordData& other, VLR_SortField f
     case VLR_SortUsername: return TimesSign(Username().CompareCaseless(&other.Username()), descending);
     case VLR_SortCategory: return TimesSign(category_.CompareCaseless(&other.category_), descending);
     case VLR_SortPassword: return TimesSign(Password().CompareCaseless(&other.Password()), descending);
-    case VLR_SortModifiedDate:
-        return TimesSign(static_cast<int32_t>(modifiedDate_ - other.modifiedDate_), descending);
-    case VLR_SortLastUsedDate:
-        return TimesSign(static_cast<int32_t>(lastUsedDate_ - other.lastUsedDate_), descending);
+    case VLR_SortModifiedDate: return TimesSign(static_cast<int32_t>(modifiedDate_ - other.modifiedDate_), descending);
+    case VLR_SortLastUsedDate: return TimesSign(static_cast<int32_t>(lastUsedDate_ - other.lastUsedDate_), descending);
     }
     VLR_RAISE(kUnknownSortField);
 }

@@ -23,8 +23,8 @@ enum VLR_SortField : int32_t {
     VLR_SortLastUsedDate = 7
 };
 
-/// The fields of a record that its clear part does not hold. A record that was read without being deciphered has none of
-/// them, and pays for none.
+/// The fields of a record that its clear part does not hold. A record that was read without being deciphered has none
+/// of them, and pays for none.
 struct VLR_PasswordDataDetails {
     VLR_String title_; // also the key by which references find a record
     VLR_String browser_; // stored in the growth area
@@ -57,8 +57,8 @@ public:
     VLR_PasswordData(const VLR_PasswordData&) = delete;
     VLR_PasswordData& operator=(const VLR_PasswordData&) = delete;
 
-    /// Records come from the memory of the blocks, which a program may provide for very many of one size, and go back to
-    /// it wiped. Raises: VLR_System::kCantAllocate.
+    /// Records come from the memory of the blocks, which a program may provide for very many of one size, and go back
+    /// to it wiped. Raises: VLR_System::kCantAllocate.
     static void* operator new(std::size_t size);
     static void operator delete(void* record, std::size_t size);
 
@@ -163,22 +163,22 @@ public:
 
     // References: "[:title:]" in a user name or password stands for the same field of the first record of that title
 
-    /// The user name, or the password, with all references replaced. The field itself stays. A reference to no record stays
-    /// in the text, and so does everything behind it.
-    /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle, for
-    /// a result beyond 16 MiB, and for more than 512 MiB of texts on the way; VLR_String::kTagsOutOfOrder for ":]" before
-    /// "[:"; code VLR_ExceptionInternal for marks that overlap, as in "[:]".
+    /// The user name, or the password, with all references replaced. The field itself stays. A reference to no record
+    /// stays in the text, and so does everything behind it.
+    /// Raises: code VLR_ExceptionCancelled if a record of one title would be taken twice, whether or not it is a cycle,
+    /// for a result beyond 16 MiB, and for more than 512 MiB of texts on the way; VLR_String::kTagsOutOfOrder for ":]"
+    /// before "[:"; code VLR_ExceptionInternal for marks that overlap, as in "[:]".
     /// Cost: references of any depth are resolved without deep calls; a look-up costs as VLR_TitleIndex says.
     VLR_String ResolvedField(bool username);
 
-    /// The same behind the records in `visited`, to which those taken are added and stay. Somebody must hold this record:
-    /// the list would else be its last holder.
+    /// The same behind the records in `visited`, to which those taken are added and stay. Somebody must hold this
+    /// record: the list would else be its last holder.
     VLR_String ResolveField(bool username, VLR_Array<VLR_PasswordData>& visited);
 
-    /// Rewrites the references to this record's title, in all records of the document, to a title that it is about to get,
-    /// and with `applyTitle` sets it. A rewritten record is an edited one. Titles match caseless here. Where the new title
-    /// holds the old one, each field is rewritten once. One in which rewriting makes the old reference anew is rewritten
-    /// until it is gone, or 1,000 times without becoming shorter, or has grown beyond 16 MiB.
+    /// Rewrites the references to this record's title, in all records of the document, to a title that it is about to
+    /// get, and with `applyTitle` sets it. A rewritten record is an edited one. Titles match caseless here. Where the
+    /// new title holds the old one, each field is rewritten once. One in which rewriting makes the old reference anew
+    /// is rewritten until it is gone, or 1,000 times without becoming shorter, or has grown beyond 16 MiB.
     /// Raises: what the setters raise, with the records before it rewritten.
     void UpdateReverseReferencesToNewTitle(const VLR_String& newTitle, bool applyTitle);
 
@@ -220,7 +220,8 @@ public:
     std::unique_ptr<VLR_MemoryBlock> Serialize() const;
 
     /// Fills the fields from the transfer form, without flags and shuffle. A block that does not begin with form
-    /// version 1 changes nothing. The texts are copies, of a block that borrows too. Raises: the failures of VLR_Stream.
+    /// version 1 changes nothing. The texts are copies, of a block that borrows too. Raises: the failures of
+    /// VLR_Stream.
     void Deserialize(VLR_MemoryBlock* block);
 
     static constexpr char kCantCompare[] = "can't compare encrypted with unencrypted data.";

@@ -87,11 +87,14 @@ void VLR_PasswordData::WalkClearPart(Sink& sink) const
 namespace {
 
 /// Stands where a stream would be written to, and compares what is given to it with bytes of a file that are in memory.
-/// Chunks are the same if they still borrow their content from their very place: nothing is read but counts and numbers,
-/// and nothing behind the first difference.
+/// Chunks are the same if they still borrow their content from their very place: nothing is read but counts and
+/// numbers, and nothing behind the first difference.
 class ComparingSink {
 public:
-    explicit ComparingSink(const unsigned char* bytes) : next(bytes) { }
+    explicit ComparingSink(const unsigned char* bytes)
+        : next(bytes)
+    {
+    }
 
     bool AllSame() const { return allSame; }
 
@@ -173,11 +176,15 @@ uint64_t VLR_PasswordData::FileBlockLength() const
 
 namespace {
 
-/// Stands where a stream would be read from, and lends what lies in memory without any fuss. False where the bytes don't
-/// suffice.
+/// Stands where a stream would be read from, and lends what lies in memory without any fuss. False where the bytes
+/// don't suffice.
 class LendingWalk {
 public:
-    explicit LendingWalk(const VLR_MemoryBlock& bytes) : next(bytes.Bytes()), left(bytes.Length()) { }
+    explicit LendingWalk(const VLR_MemoryBlock& bytes)
+        : next(bytes.Bytes())
+        , left(bytes.Length())
+    {
+    }
 
     bool UInt8(uint8_t& value) { return Has(1) && (value = *Take(1), true); }
     bool UInt32(uint32_t& value) { return Has(4) && (value = VLR_Stream::UInt32At(Take(4)), true); }

@@ -63,8 +63,8 @@ struct Resolution {
 
 } // namespace
 
-/// Resolves one field with all that it refers to, in depth, without a call inside a call: a chain of references may be as
-/// long as the vault.
+/// Resolves one field with all that it refers to, in depth, without a call inside a call: a chain of references may be
+/// as long as the vault.
 class VLR_FieldResolver {
 public:
     VLR_FieldResolver(bool username, VLR_Array<VLR_PasswordData>& visited)
@@ -82,8 +82,7 @@ public:
         for (;;) {
             Resolution& current = open.back();
             const VLR_String name = current.result.ExtractBetween(Text("[:"), Text(":]"));
-            VLR_PasswordData* const target
-                = name.IsEmpty() ? nullptr : current.record->Document()->FindTitle(name);
+            VLR_PasswordData* const target = name.IsEmpty() ? nullptr : current.record->Document()->FindTitle(name);
             if (target != nullptr) {
                 current.pending = ReferenceTo(name);
                 Enter(*target);
@@ -149,7 +148,8 @@ public:
     {
     }
 
-    void Rewrite(VLR_PasswordData& record, const VLR_String& field, void (VLR_PasswordData::*set)(const VLR_String&)) const
+    void Rewrite(
+        VLR_PasswordData& record, const VLR_String& field, void (VLR_PasswordData::*set)(const VLR_String&)) const
     {
         VLR_String text(field);
         uint32_t roundsThatDidNotShorten = 0;
@@ -159,7 +159,8 @@ public:
             (record.*set)(text);
             record.SetChangedSinceSync(1);
             const bool isShorter = text.Length() < lengthBefore;
-            if (onceIsEnough || (!isShorter && (++roundsThatDidNotShorten == kMostRewrites || text.Length() > kLongestField)))
+            if (onceIsEnough
+                || (!isShorter && (++roundsThatDidNotShorten == kMostRewrites || text.Length() > kLongestField)))
                 return;
         }
     }

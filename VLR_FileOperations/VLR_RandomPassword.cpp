@@ -22,9 +22,8 @@ bool IsCapital(unsigned char byte)
 void FoldToCapitals(VLR_String& piece)
 {
     unsigned char* const end = piece.Bytes() + piece.Length();
-    std::transform(piece.Bytes(), end, piece.Bytes(), [](unsigned char byte) {
-        return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - 0x20) : byte;
-    });
+    std::transform(piece.Bytes(), end, piece.Bytes(),
+        [](unsigned char byte) { return byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - 0x20) : byte; });
 }
 
 unsigned char DrawFrom(unsigned char first, uint32_t count)
@@ -104,7 +103,11 @@ int32_t DrawCount(const VLR_String& from, const VLR_String& to)
 /// Counts a level for the length of a scope.
 class StVLR_Level {
 public:
-    explicit StVLR_Level(uint32_t& level) : level(level) { ++level; }
+    explicit StVLR_Level(uint32_t& level)
+        : level(level)
+    {
+        ++level;
+    }
     ~StVLR_Level() { --level; }
     StVLR_Level(const StVLR_Level&) = delete;
     StVLR_Level& operator=(const StVLR_Level&) = delete;

@@ -7,12 +7,12 @@
 
 /// Turns a pattern into a password.
 ///
-/// A pattern is read byte by byte. `#` draws a digit, `x` a letter, `p` a punctuation character, `a` and `w` a word of the
-/// short and of the full list, `s` a letter pair that goes on from what is there; a capital of them gives capitals.
-/// `[...]` draws one of its bytes and expands it in turn; `{body:min:max}` expands its body that many times. Every other
-/// byte stands for itself; there is no escape. A malformed pattern is not reported: a set or repeat that is not closed, or
-/// a set with a bracket or brace inside, ends the generation there, a repeat without exactly three fields adds nothing,
-/// and what was generated so far stays. So does a pattern that asks for too much (the limits below).
+/// A pattern is read byte by byte. `#` draws a digit, `x` a letter, `p` a punctuation character, `a` and `w` a word of
+/// the short and of the full list, `s` a letter pair that goes on from what is there; a capital of them gives capitals.
+/// `[...]` draws one of its bytes and expands it in turn; `{body:min:max}` expands its body that many times. Every
+/// other byte stands for itself; there is no escape. A malformed pattern is not reported: a set or repeat that is not
+/// closed, or a set with a bracket or brace inside, ends the generation there, a repeat without exactly three fields
+/// adds nothing, and what was generated so far stays. So does a pattern that asks for too much (the limits below).
 /// The draws are as good as the host's VLR_System::RandomUInt32 and VLR_RandomDraw. One thread at a time.
 class VLR_RandomPassword {
 public:

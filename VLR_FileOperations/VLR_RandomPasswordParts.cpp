@@ -90,7 +90,10 @@ VLR_String SecondWord(const VLR_MemoryBlock& buffer)
 /// Wipes a plain byte string that held a piece of a password.
 class StVLR_WipedText {
 public:
-    explicit StVLR_WipedText(std::string& text) : text(text) { }
+    explicit StVLR_WipedText(std::string& text)
+        : text(text)
+    {
+    }
     ~StVLR_WipedText() { VLR_System::MemWipe(text.data(), static_cast<uint32_t>(text.size())); }
     StVLR_WipedText(const StVLR_WipedText&) = delete;
     StVLR_WipedText& operator=(const StVLR_WipedText&) = delete;
@@ -108,7 +111,9 @@ constexpr int kPairsInPassword = 5;
 /// One list, open.
 class VLR_WordLists::List {
 public:
-    explicit List(const std::string& path) : size(SizeOfFile(path)), file(OpenList(path))
+    explicit List(const std::string& path)
+        : size(SizeOfFile(path))
+        , file(OpenList(path))
     {
         std::setvbuf(file.get(), reinterpret_cast<char*>(readAhead.Bytes()), _IOFBF, readAhead.Length());
     }
@@ -197,8 +202,8 @@ bool VLR_PhoneticPassword::RandomPhonemeExtension(VLR_String& soFar, VLR_String&
     Object().ExtendPassword(text);
     if (text.size() > kPairLength)
         text.erase(0, kPairLength);
-    extension = VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(text.data()),
-                               static_cast<uint32_t>(text.size())),
+    extension = VLR_String(
+        VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(text.data()), static_cast<uint32_t>(text.size())),
         VLR_CharacterSetASCII);
     return true;
 }

@@ -7,8 +7,9 @@
 
 class VLR_String;
 
-// The two sources of pronounceable pieces for generated passwords: whole words, and a chain of letter pairs. Each draw is
-// one VLR_RandomDraw reduced by modulo, with the small bias of that. docs/generators.md tells the resulting strengths.
+// The two sources of pronounceable pieces for generated passwords: whole words, and a chain of letter pairs. Each draw
+// is one VLR_RandomDraw reduced by modulo, with the small bias of that. docs/generators.md tells the resulting
+// strengths.
 
 /// Picks words from the word lists among the program's resources (resources/make_resources.py tells their format).
 class VLR_RandomWord {
@@ -18,9 +19,10 @@ public:
     /// Replaces `word` by a word of the short or of the full list, as it stands there. Always true.
     ///
     /// Reads 254 bytes from a random place and takes the word behind the one that the place lies in, so a word is as
-    /// likely as the word before it is long. The size of a list is taken once in a process: a list that changes later is
-    /// judged by its old size.
-    /// Raises: code VLR_ExceptionDictionaryOpen if the list can't be opened; code VLR_ExceptionFile if it is shorter than
+    /// likely as the word before it is long. The size of a list is taken once in a process: a list that changes later
+    /// is judged by its old size.
+    /// Raises: code VLR_ExceptionDictionaryOpen if the list can't be opened; code VLR_ExceptionFile if it is shorter
+    /// than
     /// 255 bytes, can't be read, or has no word there. The list is closed in any case.
     static bool RandomWordFromDictionary(VLR_String& word, bool shortList);
 };
@@ -55,7 +57,8 @@ public:
     /// call tries again.
     static const VLR_PhoneticPassword& Object();
 
-    /// Replaces `password` by a whole one of five pairs, less the first letter if both of the first pair are consonants.
+    /// Replaces `password` by a whole one of five pairs, less the first letter if both of the first pair are
+    /// consonants.
     /// Raises: as Object; code VLR_ExceptionFile if the table has no line, as does RandomPhonemeExtension.
     static void GenPassword(std::string& password);
 

@@ -55,7 +55,8 @@ public:
         if (left.prefix != right.prefix)
             return left.prefix < right.prefix;
         const uint32_t shorter = std::min(left.length, right.length);
-        const int order = shorter == 0 ? 0 : std::memcmp(bytes.Bytes() + left.start, bytes.Bytes() + right.start, shorter);
+        const int order
+            = shorter == 0 ? 0 : std::memcmp(bytes.Bytes() + left.start, bytes.Bytes() + right.start, shorter);
         return order != 0 ? order < 0 : left.length < right.length;
     }
 

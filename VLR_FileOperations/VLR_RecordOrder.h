@@ -23,8 +23,8 @@ private:
 
 /// Sorts lists of records as VLR_ObjectArray::Sort with VLR_PasswordDataComparator would, but folds each text once.
 ///
-/// Folding stands for the comparisons where all records are of one document that deciphers and the field is a text; else
-/// the comparisons themselves decide. The keys are wiped with the memory that they lie in.
+/// Folding stands for the comparisons where all records are of one document that deciphers and the field is a text;
+/// else the comparisons themselves decide. The keys are wiped with the memory that they lie in.
 class VLR_RecordOrder {
 public:
     /// The present sort order of `document`.

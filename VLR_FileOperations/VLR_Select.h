@@ -34,9 +34,9 @@ public:
 
 /// Which records of a document are selected, and what keys do to that. No user interface, no locks.
 ///
-/// The selection itself is the flag of each record. Selecting works on all records of the document, reading the selection
-/// on its viewable ones; a row is an index of the viewable list. A front end calls RebuildTypeAheadIndex after each change
-/// of the viewable list, before the next key.
+/// The selection itself is the flag of each record. Selecting works on all records of the document, reading the
+/// selection on its viewable ones; a row is an index of the viewable list. A front end calls RebuildTypeAheadIndex
+/// after each change of the viewable list, before the next key.
 class VLR_Select {
 public:
     /// The document owns this object.

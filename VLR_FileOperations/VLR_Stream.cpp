@@ -19,7 +19,10 @@ bool Fits(uint32_t offset, uint32_t n, uint32_t length)
 }
 
 /// Big-endian to host order and back.
-uint8_t Swapped(uint8_t value) { return value; }
+uint8_t Swapped(uint8_t value)
+{
+    return value;
+}
 uint16_t Swapped(uint16_t value)
 {
     return std::endian::native == std::endian::big ? value : __builtin_bswap16(value);
@@ -31,9 +34,15 @@ uint32_t Swapped(uint32_t value)
 
 } // namespace
 
-const unsigned char* VLR_Stream::VirtualBytesAt(uint32_t, uint32_t) const { return nullptr; }
+const unsigned char* VLR_Stream::VirtualBytesAt(uint32_t, uint32_t) const
+{
+    return nullptr;
+}
 
-bool VLR_Stream::VirtualLends() const { return false; }
+bool VLR_Stream::VirtualLends() const
+{
+    return false;
+}
 
 void VLR_Stream::VirtualExpectBytes(uint32_t) { }
 
@@ -112,12 +121,30 @@ void VLR_Stream::Write(Unsigned value)
     VirtualAppendBytes(&wire, sizeof wire);
 }
 
-uint8_t VLR_Stream::ReadUInt8() { return Read<uint8_t>(); }
-int8_t VLR_Stream::ReadSInt8() { return static_cast<int8_t>(Read<uint8_t>()); }
-uint16_t VLR_Stream::ReadUInt16() { return Read<uint16_t>(); }
-int16_t VLR_Stream::ReadSInt16() { return static_cast<int16_t>(Read<uint16_t>()); }
-uint32_t VLR_Stream::ReadUInt32() { return Read<uint32_t>(); }
-int32_t VLR_Stream::ReadSInt32() { return static_cast<int32_t>(Read<uint32_t>()); }
+uint8_t VLR_Stream::ReadUInt8()
+{
+    return Read<uint8_t>();
+}
+int8_t VLR_Stream::ReadSInt8()
+{
+    return static_cast<int8_t>(Read<uint8_t>());
+}
+uint16_t VLR_Stream::ReadUInt16()
+{
+    return Read<uint16_t>();
+}
+int16_t VLR_Stream::ReadSInt16()
+{
+    return static_cast<int16_t>(Read<uint16_t>());
+}
+uint32_t VLR_Stream::ReadUInt32()
+{
+    return Read<uint32_t>();
+}
+int32_t VLR_Stream::ReadSInt32()
+{
+    return static_cast<int32_t>(Read<uint32_t>());
+}
 
 VLR_Rect VLR_Stream::ReadRect()
 {
@@ -187,12 +214,30 @@ VLR_String VLR_Stream::ReadStr255()
     return VLR_String(bytes, VLR_CharacterSetMacRoman);
 }
 
-void VLR_Stream::WriteUInt8(uint8_t value) { Write(value); }
-void VLR_Stream::WriteSInt8(int8_t value) { Write(static_cast<uint8_t>(value)); }
-void VLR_Stream::WriteUInt16(uint16_t value) { Write(value); }
-void VLR_Stream::WriteSInt16(int16_t value) { Write(static_cast<uint16_t>(value)); }
-void VLR_Stream::WriteUInt32(uint32_t value) { Write(value); }
-void VLR_Stream::WriteSInt32(int32_t value) { Write(static_cast<uint32_t>(value)); }
+void VLR_Stream::WriteUInt8(uint8_t value)
+{
+    Write(value);
+}
+void VLR_Stream::WriteSInt8(int8_t value)
+{
+    Write(static_cast<uint8_t>(value));
+}
+void VLR_Stream::WriteUInt16(uint16_t value)
+{
+    Write(value);
+}
+void VLR_Stream::WriteSInt16(int16_t value)
+{
+    Write(static_cast<uint16_t>(value));
+}
+void VLR_Stream::WriteUInt32(uint32_t value)
+{
+    Write(value);
+}
+void VLR_Stream::WriteSInt32(int32_t value)
+{
+    Write(static_cast<uint32_t>(value));
+}
 
 void VLR_Stream::WriteRect(const VLR_Rect& rect)
 {

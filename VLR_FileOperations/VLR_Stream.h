@@ -25,8 +25,8 @@ struct VLR_Color {
 /// A read cursor and an append-only sink over some store of bytes, and the primitive encodings of all file formats.
 ///
 /// Multi-byte integers are big-endian on the wire. Writing appends to the end of the store and never looks at the
-/// cursor, so a stream may be read and written at once. A failed read leaves the cursor where it was unless an operation
-/// says otherwise. A stream neither owns its store nor is it reference counted.
+/// cursor, so a stream may be read and written at once. A failed read leaves the cursor where it was unless an
+/// operation says otherwise. A stream neither owns its store nor is it reference counted.
 class VLR_Stream {
 public:
     VLR_Stream() = default;
@@ -40,8 +40,8 @@ public:
     virtual bool VirtualGetBytes(void* destination, uint32_t offset, uint32_t n) const = 0;
     virtual void VirtualAppendBytes(const void* source, uint32_t n) = 0;
 
-    /// `n` bytes of the store at `offset`, for a store that has them in memory; they stay there until the store changes.
-    /// Null if it has not, or does not hold them all.
+    /// `n` bytes of the store at `offset`, for a store that has them in memory; they stay there until the store
+    /// changes. Null if it has not, or does not hold them all.
     virtual const unsigned char* VirtualBytesAt(uint32_t offset, uint32_t n) const;
 
     /// True if blocks may borrow what VirtualBytesAt answers (VLR_MemoryBlock::Borrow).
@@ -151,11 +151,14 @@ private:
     uint32_t nativeByteOrder = 0; // 0: big-endian on the wire; nothing sets anything else
 };
 
-/// A stream over a memory block, which must outlive it. While the block's content is borrowed, the stream lends: what is
-/// read of it borrows from the same owner.
+/// A stream over a memory block, which must outlive it. While the block's content is borrowed, the stream lends: what
+/// is read of it borrows from the same owner.
 class VLR_MemoryStream final : public VLR_Stream {
 public:
-    explicit VLR_MemoryStream(VLR_MemoryBlock& block) : block(&block) { }
+    explicit VLR_MemoryStream(VLR_MemoryBlock& block)
+        : block(&block)
+    {
+    }
 
     /// Changes the store; the cursor stays.
     void SetBlock(VLR_MemoryBlock& newBlock) { block = &newBlock; }

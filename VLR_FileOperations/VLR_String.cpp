@@ -165,8 +165,8 @@ uint32_t VLR_String::FindAllRanges(const VLR_String& search, VLR_PodBlock<VLR_Ra
     const uint32_t total = VLR_System::LengthOfString(*this);
     uint32_t next = 0;
     for (;;) {
-        const VLR_Range found = VLR_System::FindRangeOfString(
-            *this, search, { next, total - next }, VLR_StringComparisonCaseless);
+        const VLR_Range found
+            = VLR_System::FindRangeOfString(*this, search, { next, total - next }, VLR_StringComparisonCaseless);
         if (found == kVLR_RangeNotFound)
             return ranges.Count();
         if (ranges.Length() == ranges.Capacity())
@@ -224,8 +224,7 @@ void VLR_String::ReplaceBetween(const VLR_String& startTag, const VLR_String& en
         return;
     if (!tags.InOrder())
         VLR_RAISE(kTagsOutOfOrder);
-    const uint32_t length
-        = tags.end.location - tags.start.location + VLR_System::LengthOfString(endTag);
+    const uint32_t length = tags.end.location - tags.start.location + VLR_System::LengthOfString(endTag);
     VLR_System::ReplaceRangeOfString(*this, replacement, { tags.start.location, length });
 }
 
@@ -250,8 +249,7 @@ VLR_Array<VLR_String> VLR_String::ArrayOfComponentsSeparatedByString(const VLR_S
     };
     VLR_Range remaining = WholeRangeInBytes(text);
     while (!separator.IsEmpty()) {
-        const VLR_Range found
-            = VLR_System::FindRangeOfString(text, separator, remaining, VLR_StringComparisonCaseless);
+        const VLR_Range found = VLR_System::FindRangeOfString(text, separator, remaining, VLR_StringComparisonCaseless);
         if (found == kVLR_RangeNotFound)
             break;
         append({ remaining.location, found.location - remaining.location });

@@ -11,8 +11,9 @@ class VLR_Array;
 /// The text of the core: UTF-8 in a memory block, and so wiped like any other block.
 ///
 /// Comparison and search work on the text's characters: no locale, code point order, canonically equivalent texts are
-/// equal, and caseless means full case folding. Bytes that are not valid UTF-8 are kept as they are; in comparisons each
-/// of them stands for itself, so that different bytes never compare equal, and a search never finds anything in them.
+/// equal, and caseless means full case folding. Bytes that are not valid UTF-8 are kept as they are; in comparisons
+/// each of them stands for itself, so that different bytes never compare equal, and a search never finds anything in
+/// them.
 class VLR_String : public VLR_MemoryBlock {
 public:
     VLR_String() = default;
@@ -23,9 +24,12 @@ public:
 
     VLR_String(const VLR_MemoryBlock& block, VLR_CharacterSetType set);
 
-    /// Copies the block. A cached representation stays with the string that has it: a second string with the same handle
-    /// would release it under the first one's feet.
-    VLR_String(const VLR_String& other) : VLR_MemoryBlock(other) { }
+    /// Copies the block. A cached representation stays with the string that has it: a second string with the same
+    /// handle would release it under the first one's feet.
+    VLR_String(const VLR_String& other)
+        : VLR_MemoryBlock(other)
+    {
+    }
     VLR_String& operator=(const VLR_String& other);
 
     VLR_String AsString() const override;
@@ -44,8 +48,8 @@ public:
     /// Caseless, unlike HasPrefix and HasSuffix. The empty text is never contained.
     bool Contains(const VLR_String& text) const;
 
-    /// Exact. The lengths in bytes are used as lengths in code units: with text that is not ASCII a different stretch is
-    /// compared, or none, which answers false; callers ask about ASCII affixes only.
+    /// Exact. The lengths in bytes are used as lengths in code units: with text that is not ASCII a different stretch
+    /// is compared, or none, which answers false; callers ask about ASCII affixes only.
     bool HasPrefix(const VLR_String& other) const;
     bool HasSuffix(const VLR_String& other) const;
 

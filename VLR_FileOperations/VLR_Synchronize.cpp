@@ -72,9 +72,10 @@ void VLR_Synchronize::DoSynchronize()
     case VLR_SyncIdentifiersOnly: break;
     case VLR_SyncHHOverPC: Overwrite(pc, hh); break;
     case VLR_SyncPCOverHH: Overwrite(hh, pc); break;
-    default:
+    default: {
         MergeDeletionLists();
         MergePCWithHH();
+    }
     }
     pc.partnerDocumentID = hh.uniqueDocumentID;
     hh.partnerDocumentID = pc.uniqueDocumentID;
@@ -83,8 +84,7 @@ void VLR_Synchronize::DoSynchronize()
 void VLR_Synchronize::VerifyMastersCompatible() const
 {
     if (pc.referenceBuffer.Compare(&hh.referenceBuffer) != 0)
-        throw VLR_Exception(
-            VLR_ExceptionMastersIncompatible, __FILE__, kMastersDiffer.function, kMastersDiffer.line);
+        throw VLR_Exception(VLR_ExceptionMastersIncompatible, __FILE__, kMastersDiffer.function, kMastersDiffer.line);
 }
 
 void VLR_Synchronize::MergeDeletionLists()
@@ -137,7 +137,10 @@ public:
     /// Takes records out of the list and leaves them in the index.
     void RemoveFromList(const Records& removals) { list.RemoveObjects(removals); }
 
-    const VLR_Object* Find(const VLR_PasswordData& record, uint64_t hash) const { return index.Find(record.UUID(), hash); }
+    const VLR_Object* Find(const VLR_PasswordData& record, uint64_t hash) const
+    {
+        return index.Find(record.UUID(), hash);
+    }
 
     /// Asks memory for what the walk over `side` will look for here some records later.
     void PrefetchBehind(const IndexedRecords& side, uint32_t i) const
@@ -232,8 +235,7 @@ VLR_Synchronize::Records VLR_Synchronize::MergeSide(IndexedRecords& side, Indexe
     return removals;
 }
 
-bool VLR_Synchronize::FindRecordByUUID(
-    const VLR_PasswordData& record, const Records& records, VLR_PasswordData*& found)
+bool VLR_Synchronize::FindRecordByUUID(const VLR_PasswordData& record, const Records& records, VLR_PasswordData*& found)
 {
     const uint32_t index = records.IndexOf(record, VLR_PasswordDataUUIDComparator());
     if (index == Records::kNotFound)
@@ -250,7 +252,6 @@ VLR_String VLR_Synchronize::Description() const
         "    hh->pc repl:%d\n     duplicated:%d\n       pc total:%d\n       hh total:%d",
         static_cast<int>(hhDeleted), static_cast<int>(pcDeleted), static_cast<int>(hhToPcCopied),
         static_cast<int>(pcToHhCopied), static_cast<int>(pcToHhReplaced), static_cast<int>(hhToPcReplaced),
-        static_cast<int>(duplicated), static_cast<int>(pc.recordList.Count()),
-        static_cast<int>(hh.recordList.Count()));
+        static_cast<int>(duplicated), static_cast<int>(pc.recordList.Count()), static_cast<int>(hh.recordList.Count()));
     return VLR_String(text, VLR_CharacterSetUTF8);
 }

@@ -48,7 +48,12 @@ public:
     void MergePCWithHH_OldAndUnused();
 
 private:
-    enum class RecordFate { Identical, Differs, DeletedThere, New };
+    enum class RecordFate {
+        Identical,
+        Differs,
+        DeletedThere,
+        New
+    };
     using Records = VLR_Array<VLR_PasswordData>;
 
     void DoSynchronize();

@@ -66,9 +66,9 @@ public:
     // Text (VLR_String.h tells how texts compare)
 
     /// Replaces what `to` held by the text of `from` in another encoding. Output ends at the first character that
-    /// `toSet` cannot express. UTF-8 goes to UTF-8 byte by byte, valid or not; on the way to another set the text ends at
-    /// the first byte that is not valid. Bytes above 0x7F in ASCII and unpaired surrogates in UTF-16 become U+FFFD, so
-    /// that one of them does not cost the rest of a note; an odd last byte of UTF-16 is dropped.
+    /// `toSet` cannot express. UTF-8 goes to UTF-8 byte by byte, valid or not; on the way to another set the text ends
+    /// at the first byte that is not valid. Bytes above 0x7F in ASCII and unpaired surrogates in UTF-16 become U+FFFD,
+    /// so that one of them does not cost the rest of a note; an odd last byte of UTF-16 is dropped.
     /// Raises: kUnknownEncoding for a set outside 1 to 5, on either side.
     static void ConvertString(
         const VLR_MemoryBlock& from, VLR_CharacterSetType fromSet, VLR_MemoryBlock& to, VLR_CharacterSetType toSet);
@@ -86,8 +86,8 @@ public:
     /// Equal for texts that compare equal; keyed anew in each process, so that a hostile file can't choose collisions.
     static uint64_t HashString(const VLR_String& text, VLR_StringComparisonType type);
 
-    /// Appends bytes that stand for the text in comparisons: of two texts, the one with the lesser bytes (the shorter one
-    /// if it begins the longer) compares as the lesser, and equal bytes are equal texts.
+    /// Appends bytes that stand for the text in comparisons: of two texts, the one with the lesser bytes (the shorter
+    /// one if it begins the longer) compares as the lesser, and equal bytes are equal texts.
     static void AppendComparisonKey(const VLR_String& text, VLR_StringComparisonType type, VLR_MemoryBlock& to);
 
     /// A handle to the text's platform form, to be given back with SystemRepresentationDealloc.

@@ -8,8 +8,8 @@ class VLR_String;
 /// Keeps the platform form of texts that many comparisons meet, so that each is built once and a long one costs no more
 /// than a short one to tell apart. Drops them all when it goes, also those kept before a failure.
 ///
-/// Short and ASCII texts, which identities and categories as a rule are, compare without one and get none. The texts are
-/// borrowed: they must live, and stay as they are, as long as this object does.
+/// Short and ASCII texts, which identities and categories as a rule are, compare without one and get none. The texts
+/// are borrowed: they must live, and stay as they are, as long as this object does.
 class StVLR_TextRepresentations {
 public:
     StVLR_TextRepresentations() = default;

@@ -13,7 +13,10 @@
 /// an index, so that a single question costs no index and many cost no walk each.
 class VLR_TitleIndex {
 public:
-    explicit VLR_TitleIndex(const VLR_Array<VLR_PasswordData>& records) : records(records) { }
+    explicit VLR_TitleIndex(const VLR_Array<VLR_PasswordData>& records)
+        : records(records)
+    {
+    }
 
     /// Null if no record has the title. Cost: constant on average in the number of records for repeated questions.
     VLR_PasswordData* Find(const VLR_String& title);

@@ -11,7 +11,8 @@ public:
 
     static VLR_String SInt32ToString(int32_t number);
 
-    /// The digits after an optional sign, modulo 2^32. What is no digit is skipped and does not end the number: "1a2" is
+    /// The digits after an optional sign, modulo 2^32. What is no digit is skipped and does not end the number: "1a2"
+    /// is
     /// 12. The empty text is 0.
     static int32_t StringToSInt32(const VLR_String& text);
 

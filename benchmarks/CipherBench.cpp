@@ -52,8 +52,8 @@ void report(const char* what, const std::vector<std::function<void()>>& works, d
     std::putchar('\n');
 }
 
-void reportBuffers(const char* what, std::size_t size, bool deciphering, VLR_BlowFish& ours,
-    const std::vector<OtherCipher>& others)
+void reportBuffers(
+    const char* what, std::size_t size, bool deciphering, VLR_BlowFish& ours, const std::vector<OtherCipher>& others)
 {
     const std::vector<unsigned char> in = sampleBytes(size);
     std::vector<unsigned char> out(size);

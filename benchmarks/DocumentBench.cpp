@@ -40,9 +40,9 @@ unsigned char lower(unsigned char c)
 bool scan(const VLR_String& in, const std::string& wanted)
 {
     const unsigned char* const end = in.Bytes() + in.Length();
-    return std::search(in.Bytes(), end, wanted.begin(), wanted.end(),
-               [](unsigned char a, char b) { return lower(a) == static_cast<unsigned char>(b); })
-        != end;
+    return std::search(in.Bytes(), end, wanted.begin(), wanted.end(), [](unsigned char a, char b) {
+        return lower(a) == static_cast<unsigned char>(b);
+    }) != end;
 }
 
 // The other plain ways: each text folded by ICU as the search comes to it. They do less, as they know nothing of
@@ -51,7 +51,10 @@ bool scan(const VLR_String& in, const std::string& wanted)
 /// As its strings offer it.
 class FoldedStrings {
 public:
-    explicit FoldedStrings(const char* wanted) : folded(icu::UnicodeString::fromUTF8(wanted).foldCase()) { }
+    explicit FoldedStrings(const char* wanted)
+        : folded(icu::UnicodeString::fromUTF8(wanted).foldCase())
+    {
+    }
 
     bool areIn(const VLR_String& text)
     {
@@ -101,16 +104,18 @@ template <class Folded>
 double reportAgainst(Folded&& other, const char* name, const char* what, double ours, VLR_Document& document)
 {
     uint32_t hits = 0;
-    const double theirs = best([] {}, [&] {
-        hits = 0;
-        for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
-            const VLR_PasswordData& record = *document.recordList.ObjectAtIndex(i);
-            hits += std::any_of(
-                std::begin(kTexts), std::end(kTexts), [&](auto field) { return other.areIn((record.*field)()); });
-        }
-    }, /*rounds=*/3);
-    std::printf("%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  times faster", what, ours * 1e3, name, theirs * 1e3,
-        theirs / ours);
+    const double theirs = best([] {},
+        [&] {
+            hits = 0;
+            for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
+                const VLR_PasswordData& record = *document.recordList.ObjectAtIndex(i);
+                hits += std::any_of(
+                    std::begin(kTexts), std::end(kTexts), [&](auto field) { return other.areIn((record.*field)()); });
+            }
+        },
+        /*rounds=*/3);
+    std::printf(
+        "%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  times faster", what, ours * 1e3, name, theirs * 1e3, theirs / ours);
     if (hits != document.viewableList.Count())
         std::printf(", but found %u, ICU %u", document.viewableList.Count(), hits);
     return theirs / ours;
@@ -132,17 +137,18 @@ void benchFind(Records& records)
         const std::string lowered = wanted;
         const VLR_String searched = text(wanted);
         uint32_t hits = 0;
-        const double plain = best([] {}, [&] {
-            hits = 0;
-            for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
-                const VLR_PasswordData& record = *document.recordList.ObjectAtIndex(i);
-                hits += std::any_of(std::begin(kTexts), std::end(kTexts),
-                    [&](auto field) { return scan((record.*field)(), lowered); });
-            }
-        });
+        const double plain = best([] {},
+            [&] {
+                hits = 0;
+                for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
+                    const VLR_PasswordData& record = *document.recordList.ObjectAtIndex(i);
+                    hits += std::any_of(std::begin(kTexts), std::end(kTexts),
+                        [&](auto field) { return scan((record.*field)(), lowered); });
+                }
+            });
         const double ours = best([] {}, [&] { document.FindContains(searched, false); });
-        const std::string what = std::string("find \"") + wanted + "\" ("
-            + std::to_string(document.viewableList.Count()) + " hits)";
+        const std::string what
+            = std::string("find \"") + wanted + "\" (" + std::to_string(document.viewableList.Count()) + " hits)";
         report(what.c_str(), ours, "plain ASCII caseless scan", plain, Goal { 2.0 });
         reportAgainstFolding(what.c_str(), ours, document, wanted);
     }
@@ -154,17 +160,18 @@ void benchSort(Records& records)
     VLR_Document& document = records.document;
     records.shuffle();
     const VLR_Array<VLR_PasswordData> shuffled(document.recordList);
-    const double plain = best([] {}, [&] {
-        std::vector<std::string> keys(shuffled.Count());
-        for (uint32_t i = 0; i < shuffled.Count(); ++i) {
-            VLR_MemoryBlock key;
-            VLR_System::AppendComparisonKey(shuffled.ObjectAtIndex(i)->Title(), VLR_StringComparisonCaseless, key);
-            keys[i].assign(reinterpret_cast<const char*>(key.Bytes()), key.Length());
-        }
-        std::vector<uint32_t> order(keys.size());
-        std::iota(order.begin(), order.end(), 0u);
-        std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) { return keys[a] < keys[b]; });
-    });
+    const double plain = best([] {},
+        [&] {
+            std::vector<std::string> keys(shuffled.Count());
+            for (uint32_t i = 0; i < shuffled.Count(); ++i) {
+                VLR_MemoryBlock key;
+                VLR_System::AppendComparisonKey(shuffled.ObjectAtIndex(i)->Title(), VLR_StringComparisonCaseless, key);
+                keys[i].assign(reinterpret_cast<const char*>(key.Bytes()), key.Length());
+            }
+            std::vector<uint32_t> order(keys.size());
+            std::iota(order.begin(), order.end(), 0u);
+            std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) { return keys[a] < keys[b]; });
+        });
     const auto measure = [&](const char* what, VLR_SortField field, bool sameOrder, Goal goal) {
         const double ours = best(
             [&] {
@@ -192,11 +199,12 @@ void benchKeys(Records& records)
     document.select.RebuildTypeAheadIndex();
     const VLR_String typed = text("m");
     uint32_t before = 0;
-    const double walk = best([] {}, [&] {
-        before = 0;
-        for (uint32_t i = 0; i < document.recordList.Count(); ++i)
-            before += document.recordList.ObjectAtIndex(i)->Title().CompareCaseless(&typed) < 0;
-    });
+    const double walk = best([] {},
+        [&] {
+            before = 0;
+            for (uint32_t i = 0; i < document.recordList.Count(); ++i)
+                before += document.recordList.ObjectAtIndex(i)->Title().CompareCaseless(&typed) < 0;
+        });
     VLR_KeyEvent key;
     key.isUniChar = true;
     key.uniChar = 'z';

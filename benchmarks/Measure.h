@@ -68,8 +68,8 @@ inline const char* verdict(double value, const Goal& goal)
 inline void report(const char* what, double ours, const char* besides, double theirs, const Goal& goal)
 {
     const double ratio = ours / theirs;
-    std::printf("%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  %.1f", what, ours * 1e3, besides, theirs * 1e3, ratio,
-        goal.most);
+    std::printf(
+        "%-34s %9.2f ms  %-30s %9.2f ms  %6.2f  %.1f", what, ours * 1e3, besides, theirs * 1e3, ratio, goal.most);
     if (goal.worst > 0)
         std::printf(" [%.1f]", goal.worst);
     std::printf("  %s\n", verdict(ratio, goal));

@@ -62,6 +62,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::fprintf(report, "%.6f %.6f %.6f %ld %lld %d\n", wall.count(),
-        seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_stime), usage.ru_maxrss * 1024L, written, status);
+        seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_stime), usage.ru_maxrss * 1024L, written,
+        status);
     return std::fclose(report) == 0 ? 0 : 1;
 }

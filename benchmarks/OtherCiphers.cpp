@@ -63,8 +63,7 @@ void addOpenSSL(OtherCipher& entry, const std::string& key)
     entry.decipher = update(keyed(0));
     // A program that keys often keeps its context; so does this.
     const Context again = keyed(1);
-    entry.setUpKey
-        = [again, key] { EVP_CipherInit_ex2(again.get(), nullptr, bytesOf(key), nullptr, 1, nullptr); };
+    entry.setUpKey = [again, key] { EVP_CipherInit_ex2(again.get(), nullptr, bytesOf(key), nullptr, 1, nullptr); };
 #else
     (void)key;
     entry.absence = kNotBuiltIn;
@@ -136,9 +135,8 @@ void addCryptoPP(OtherCipher& entry, const std::string& key)
     using CryptoPP::Blowfish;
     const auto in = std::make_shared<CryptoPP::ECB_Mode<Blowfish>::Encryption>(bytesOf(key), key.size());
     const auto out = std::make_shared<CryptoPP::ECB_Mode<Blowfish>::Decryption>(bytesOf(key), key.size());
-    entry.encipher = [in](const unsigned char* from, unsigned char* to, std::size_t length) {
-        in->ProcessData(to, from, length);
-    };
+    entry.encipher
+        = [in](const unsigned char* from, unsigned char* to, std::size_t length) { in->ProcessData(to, from, length); };
     entry.decipher = [out](const unsigned char* from, unsigned char* to, std::size_t length) {
         out->ProcessData(to, from, length);
     };

@@ -58,9 +58,9 @@ std::size_t join(const WholeFile& first, const WholeFile& second)
 {
     std::unordered_map<std::string_view, std::string_view> records;
     for (const WholeFile* const file : { &first, &second }) {
-        VaultBytes(file->view()).walk([](std::string_view) {}, [&](std::string_view uuid, std::string_view block) {
-            records.try_emplace(uuid, block);
-        });
+        VaultBytes(file->view())
+            .walk([](std::string_view) {},
+                [&](std::string_view uuid, std::string_view block) { records.try_emplace(uuid, block); });
     }
     return records.size();
 }

@@ -118,18 +118,19 @@ void make(const std::string& vaultPath, const std::string& databasePath)
     {
         Statement record(database, "INSERT INTO record VALUES(?, ?)");
         Statement deletion(database, "INSERT OR IGNORE INTO deletion VALUES(?)");
-        VaultBytes(vault.view()).walk(
-            [&](std::string_view uuid) {
-                const std::string bytes = key(uuid);
-                deletion.bind(1, bytes);
-                deletion.insert();
-            },
-            [&](std::string_view uuid, std::string_view block) {
-                const std::string bytes = key(uuid);
-                record.bind(1, bytes);
-                record.bind(2, block);
-                record.insert();
-            });
+        VaultBytes(vault.view())
+            .walk(
+                [&](std::string_view uuid) {
+                    const std::string bytes = key(uuid);
+                    deletion.bind(1, bytes);
+                    deletion.insert();
+                },
+                [&](std::string_view uuid, std::string_view block) {
+                    const std::string bytes = key(uuid);
+                    record.bind(1, bytes);
+                    record.bind(2, block);
+                    record.insert();
+                });
     }
     database.execute("COMMIT");
 }
@@ -189,8 +190,9 @@ bool verify(const std::string& databasePath, const std::string& vaultPath)
 {
     std::set<std::pair<std::string, std::string>> inVault;
     const WholeFile vault(vaultPath);
-    VaultBytes(vault.view()).walk([](std::string_view) {},
-        [&](std::string_view uuid, std::string_view block) { inVault.emplace(key(uuid), block); });
+    VaultBytes(vault.view())
+        .walk([](std::string_view) {},
+            [&](std::string_view uuid, std::string_view block) { inVault.emplace(key(uuid), block); });
     std::set<std::pair<std::string, std::string>> inDatabase;
     Database database(databasePath);
     Statement records(database, "SELECT uuid, block FROM record");

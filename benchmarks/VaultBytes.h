@@ -9,7 +9,10 @@
 /// to tell the records of a sound file apart (docs/file-format.md).
 class VaultBytes {
 public:
-    explicit VaultBytes(std::string_view file) : file(file) { }
+    explicit VaultBytes(std::string_view file)
+        : file(file)
+    {
+    }
 
     /// Calls `deletion(uuid)` for each deletion and `record(uuid, block)` for each record, in file order.
     template <class OnDeletion, class OnRecord>

@@ -64,7 +64,7 @@ public:
     explicit WholeFile(const std::string& path)
     {
         const StDescriptor file(path, O_RDONLY);
-        struct stat status {};
+        struct stat status { };
         if (::fstat(file.descriptor, &status) != 0)
             failStep(path);
         length = static_cast<std::size_t>(status.st_size);

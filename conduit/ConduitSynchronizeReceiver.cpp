@@ -19,10 +19,8 @@ std::unique_ptr<ConduitSynchronizeReceiver> ConduitSynchronizeReceiver::conduitS
 {
     std::unique_ptr<ConduitSynchronizeReceiver> receiver(new ConduitSynchronizeReceiver(delegate));
     for (const uint32_t eventID : { ConduitEvents::kStart, ConduitEvents::kStop }) {
-        manager.setEventHandler(
-            [target = receiver.get()](const AppleEvent& event, AppleEvent& reply) {
-                target->receiveSyncAppleEvent(event, reply);
-            },
+        manager.setEventHandler([target = receiver.get()](const AppleEvent& event,
+                                    AppleEvent& reply) { target->receiveSyncAppleEvent(event, reply); },
             ConduitEvents::kClass, eventID);
     }
     return receiver;

@@ -35,7 +35,10 @@ public:
     void receiveSyncAppleEvent(const AppleEvent& event, AppleEvent& replyEvent);
 
 private:
-    explicit ConduitSynchronizeReceiver(ConduitSynchronizeReceiverDelegate& delegate) : delegate_(delegate) { }
+    explicit ConduitSynchronizeReceiver(ConduitSynchronizeReceiverDelegate& delegate)
+        : delegate_(delegate)
+    {
+    }
 
     ConduitSynchronizeReceiverDelegate& delegate_;
 };

@@ -79,8 +79,8 @@ std::shared_ptr<ConduitSynchronizeSender> ConduitSynchronizeSender::conduitSynch
     return sender;
 }
 
-ConduitSynchronizeSender::ConduitSynchronizeSender(const std::string& targetURLString,
-    ConduitSynchronizeSenderDelegate& delegate, const ConduitServices& services)
+ConduitSynchronizeSender::ConduitSynchronizeSender(
+    const std::string& targetURLString, ConduitSynchronizeSenderDelegate& delegate, const ConduitServices& services)
     : targetURLString_(targetURLString)
     , delegate_(delegate)
     , services_(services)

@@ -32,17 +32,17 @@ protected:
     ~ConduitSynchronizeSenderDelegate() = default;
 };
 
-/// Our end of the hand-off for one file: asks a running application to let go of it, holds its write lock, and tells the
-/// application at its own end that the file may be used again.
+/// Our end of the hand-off for one file: asks a running application to let go of it, holds its write lock, and tells
+/// the application at its own end that the file may be used again.
 ///
 /// A sender belongs to the autorelease scope in which it was made and works until that ends: the lock is given back
-/// first, then a stop event is sent if one is owed. It is owed if the start event was answered with yes, unless the wait
-/// for the lock ran out: then it is as if the application had never let go. All failures are NSExceptions whose name is
-/// the operation and a fixed line, and whose reason is for people.
+/// first, then a stop event is sent if one is owed. It is owed if the start event was answered with yes, unless the
+/// wait for the lock ran out: then it is as if the application had never let go. All failures are NSExceptions whose
+/// name is the operation and a fixed line, and whose reason is for people.
 class ConduitSynchronizeSender final : public NSAutoreleased {
 public:
-    /// Makes a sender, runs its start exchange and takes the lock. `targetURLString` is the file as a URL. A sender whose
-    /// start fails is left to the scope all the same, for the stop event that it may owe.
+    /// Makes a sender, runs its start exchange and takes the lock. `targetURLString` is the file as a URL. A sender
+    /// whose start fails is left to the scope all the same, for the stop event that it may owe.
     /// Raises: what the steps raise. Throws Interrupted when a signal comes.
     static std::shared_ptr<ConduitSynchronizeSender> conduitSynchronizeSenderWithFilePath(
         const std::string& targetURLString, ConduitSynchronizeSenderDelegate& delegate,

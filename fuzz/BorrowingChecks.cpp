@@ -9,13 +9,16 @@ namespace {
 
 VLR_ForeignBytes lent(const std::string& bytes)
 {
-    return {reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size())};
+    return { reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()) };
 }
 
 /// Two readings of one file.
 struct Readings {
     Readings(const std::string& file, VLR_DocumentReadStyle style)
-        : file(file), borrowed(style), copied(style), copy(blockOf(file))
+        : file(file)
+        , borrowed(style)
+        , copied(style)
+        , copy(blockOf(file))
     {
         const VLR_ForeignBytes bytes = lent(this->file);
         loan.Borrow(bytes.bytes, bytes.length);
@@ -28,8 +31,8 @@ struct Readings {
     bool read()
     {
         uint32_t errors[2] = {};
-        const bool isDone[] = {succeeds([&] { errors[0] = borrowed.FromBlock(loan); }),
-                               succeeds([&] { errors[1] = copied.FromBlock(copy); })};
+        const bool isDone[] = { succeeds([&] { errors[0] = borrowed.FromBlock(loan); }),
+            succeeds([&] { errors[1] = copied.FromBlock(copy); }) };
         expect(isDone[0] == isDone[1] && errors[0] == errors[1], "a borrowed read ends as a copied one");
         expect(borrowed.recordList.Count() == copied.recordList.Count(), "a borrowed read finds as many records");
         return isDone[0];
@@ -120,7 +123,7 @@ std::string image(VLR_Document& document, bool& isWritten)
 
 std::string pieces(VLR_Document& document, const std::string& source)
 {
-    VLR_GatheringStream stream({lent(source)});
+    VLR_GatheringStream stream({ lent(source) });
     const StVLR_DocumentStream whileWriting(document, &stream);
     document.WriteVersion4Contents();
     std::string joined;
@@ -152,6 +155,6 @@ void expectBorrowedAsCopied(const std::string& file, VLR_DocumentReadStyle style
     editAlike(readings.copied, file);
     expectWrittenAlike(readings);
     expect(bytesOf(readings.borrowed.Description()) == bytesOf(readings.copied.Description()),
-           "identities, checksums and deletions are the same");
+        "identities, checksums and deletions are the same");
     expect(readings.file == file, "what was lent stays as it was");
 }

@@ -66,7 +66,7 @@ void expectSameContents(const std::string& file, const VLR_Document& kept, bool 
         expect(vault->deletions[i].uuid == bytesOf(kept.deletionList.ObjectAtIndex(i)->uuid), "of the same records");
     expect(errorsIn(*vault) == errors, "both readers count as many errors");
     const bool isWhole = std::all_of(vault->damage.begin(), vault->damage.end(),
-                                     [](const VaultDamage& damage) { return damage.kind == Kind::BodyMissing; });
+        [](const VaultDamage& damage) { return damage.kind == Kind::BodyMissing; });
     expect(isCarriedWhole(vault->bytes()) == isWhole, "damage is what isn't carried");
     expectRepairable(*vault);
 }

@@ -34,8 +34,11 @@ Outcome outcomeOf(const std::function<Bytes()>& read)
 class Twins {
 public:
     explicit Twins(const Bytes& bytes)
-        : block(blockOf(bytes)), core(block), platform(std::make_shared<NSMutableData>(bytes.data(), bytes.size())),
-          copy(DataStream::dataStreamWithEmptyData()), source(bytes)
+        : block(blockOf(bytes))
+        , core(block)
+        , platform(std::make_shared<NSMutableData>(bytes.data(), bytes.size()))
+        , copy(DataStream::dataStreamWithEmptyData())
+        , source(bytes)
     {
     }
 
@@ -50,7 +53,7 @@ public:
         uint32_t fromCore = 0;
         uint32_t fromPlatform = 0;
         expect(core.PeekUInt32(fromCore) == platform.peekUInt32(fromPlatform) && fromCore == fromPlatform,
-               "both streams see the same");
+            "both streams see the same");
         if (wanted && isCopied)
             expectCopied(start);
         copy.mutableData()->setLength(0);
@@ -70,8 +73,8 @@ private:
         case 7: return bytesOf(core.ReadStr255());
         case 8: {
             const VLR_Rect edges = core.ReadRect();
-            return std::to_string(edges.left) + " " + std::to_string(edges.top) + " " +
-                   std::to_string(edges.right - edges.left) + " " + std::to_string(edges.bottom - edges.top);
+            return std::to_string(edges.left) + " " + std::to_string(edges.top) + " "
+                + std::to_string(edges.right - edges.left) + " " + std::to_string(edges.bottom - edges.top);
         }
         case 9: {
             const VLR_Color color = core.ReadColor();
@@ -127,8 +130,8 @@ private:
         const CGRect rect = platform.readNSRect();
         copy.writeNSRect(rect);
         isCopied = true;
-        return std::to_string(static_cast<int>(rect.x)) + " " + std::to_string(static_cast<int>(rect.y)) + " " +
-               std::to_string(static_cast<int>(rect.width)) + " " + std::to_string(static_cast<int>(rect.height));
+        return std::to_string(static_cast<int>(rect.x)) + " " + std::to_string(static_cast<int>(rect.y)) + " "
+            + std::to_string(static_cast<int>(rect.width)) + " " + std::to_string(static_cast<int>(rect.height));
     }
 
     /// 16 bits don't come back from a fraction in every case, but never miss by more than one.
@@ -168,8 +171,8 @@ void readTexts(const Bytes& bytes)
     if (!text)
         return;
     DataStream again(std::make_shared<NSMutableData>());
-    again.writeNSString(VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(text->data()),
-                                       static_cast<uint32_t>(text->size())),
+    again.writeNSString(VLR_String(
+        VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(text->data()), static_cast<uint32_t>(text->size())),
         VLR_CharacterSetUTF8));
     expect(bytesOf(again.readNSString()) == *text && again.atEnd(), "precomposed text is read to the same");
     outcomeOf([&] { return bytesOf(stream.readCString()); });

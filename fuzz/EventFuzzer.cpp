@@ -30,8 +30,8 @@ sd_bus* connection()
     static const std::unique_ptr<sd_bus, Unref> bus = [] {
         int ends[2] = {};
         sd_bus* made = nullptr;
-        const bool isMade = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
-                            sd_bus_set_fd(made, ends[0], ends[0]) >= 0 && sd_bus_start(made) >= 0;
+        const bool isMade = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0 && sd_bus_new(&made) >= 0
+            && sd_bus_set_fd(made, ends[0], ends[0]) >= 0 && sd_bus_start(made) >= 0;
         expect(isMade, "a connection can be made");
         return std::unique_ptr<sd_bus, Unref>(made);
     }();
@@ -41,9 +41,10 @@ sd_bus* connection()
 Message newMessage()
 {
     sd_bus_message* made = nullptr;
-    expect(sd_bus_message_new_method_call(connection(), &made, nullptr, EventWire::kObject, EventWire::kInterface,
-                                          EventWire::kMethod) >= 0,
-           "a message can be made");
+    expect(sd_bus_message_new_method_call(
+               connection(), &made, nullptr, EventWire::kObject, EventWire::kInterface, EventWire::kMethod)
+            >= 0,
+        "a message can be made");
     return Message(made);
 }
 
@@ -56,14 +57,18 @@ bool isSealed(sd_bus_message* message)
 /// Appends what a receiver expects, and at some places, as the input says, what it doesn't.
 class MessageBuilder {
 public:
-    MessageBuilder(sd_bus_message* message, FuzzInput& input) : message(message), input(input) {}
+    MessageBuilder(sd_bus_message* message, FuzzInput& input)
+        : message(message)
+        , input(input)
+    {
+    }
 
     int event()
     {
         int result = 0;
         if (input.below(16) == 0)
             return appendOddValue();
-        for (const char type : {'u', 'u', 'i', 'i'}) {
+        for (const char type : { 'u', 'u', 'i', 'i' }) {
             const uint32_t value = input.number();
             result = result < 0 ? result : sd_bus_message_append_basic(message, type, &value);
         }
@@ -126,7 +131,7 @@ private:
 
     int oddVariant()
     {
-        static constexpr const char* kSignatures[] = {"u", "s", "au", "x"};
+        static constexpr const char* kSignatures[] = { "u", "s", "au", "x" };
         const char* const signature = kSignatures[input.below(4)];
         int result = sd_bus_message_open_container(message, 'v', signature);
         if (result >= 0)
@@ -136,7 +141,7 @@ private:
 
     int appendOddValue()
     {
-        static constexpr const char* kSignatures[] = {"u", "s", "au", "x"};
+        static constexpr const char* kSignatures[] = { "u", "s", "au", "x" };
         return value(kSignatures[input.below(4)]);
     }
 
@@ -188,9 +193,9 @@ void expectComesBack(const AppleEvent& event)
     expect(EventWire::appendEvent(message.get(), event) >= 0 && isSealed(message.get()), "what was read is written");
     AppleEvent again;
     expect(EventWire::readEvent(message.get(), again) >= 0, "what was written is read");
-    expect(again.eventClass == event.eventClass && again.eventID == event.eventID && again.returnID == event.returnID &&
-               again.transactionID == event.transactionID && again.parameters == event.parameters,
-           "what was written is read to the same");
+    expect(again.eventClass == event.eventClass && again.eventID == event.eventID && again.returnID == event.returnID
+            && again.transactionID == event.transactionID && again.parameters == event.parameters,
+        "what was written is read to the same");
 }
 
 class Receiver final : public ConduitSynchronizeReceiverDelegate, public NSAppleEventManager {
@@ -201,7 +206,7 @@ public:
             expect(NSURL::urlWithURLData(file->urlData())->path() == file->path(), "a path survives its URL");
         return file.has_value();
     }
-    void syncStopForFile(const std::optional<NSURL>&) override {}
+    void syncStopForFile(const std::optional<NSURL>&) override { }
     void setEventHandler(AppleEventHandler handler, uint32_t, uint32_t eventID) override
     {
         handlers[eventID] = std::move(handler);
@@ -215,7 +220,7 @@ void expectAnswered(AppleEvent event)
 {
     Receiver receiver;
     const auto conduit = ConduitSynchronizeReceiver::conduitSynchronizeReceiver(receiver, receiver);
-    for (const uint32_t id : {ConduitEvents::kStart, ConduitEvents::kStop}) {
+    for (const uint32_t id : { ConduitEvents::kStart, ConduitEvents::kStop }) {
         event.eventID = id;
         AppleEvent reply;
         receiver.handlers.at(id)(event, reply);
@@ -247,8 +252,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     if ((isReply ? builder.parameters() : builder.event()) < 0 || !isSealed(message.get()))
         return 0;
     AppleEvent event;
-    const int result =
-        isReply ? EventWire::readParameters(message.get(), event) : EventWire::readEvent(message.get(), event);
+    const int result
+        = isReply ? EventWire::readParameters(message.get(), event) : EventWire::readEvent(message.get(), event);
     expectWithinBounds(event);
     if (result < 0)
         return 0;

@@ -45,9 +45,7 @@ long VLR_RandomDraw()
     return static_cast<long>(FuzzHost::get().draw() & 0x7FFFFFFF);
 }
 
-void VLR_System::SendMessageToRunningApp(VLR_RunningAppMessage, void*)
-{
-}
+void VLR_System::SendMessageToRunningApp(VLR_RunningAppMessage, void*) { }
 
 int32_t VLR_System::ReadFromOSFile(VLR_OSFile& file)
 {
@@ -55,10 +53,6 @@ int32_t VLR_System::ReadFromOSFile(VLR_OSFile& file)
     return 0;
 }
 
-void VLR_System::AlloctatePasswordDataReferenceConstant(VLR_PasswordData*)
-{
-}
+void VLR_System::AlloctatePasswordDataReferenceConstant(VLR_PasswordData*) { }
 
-void VLR_System::FreePasswordDataReferenceConstant(VLR_PasswordData*)
-{
-}
+void VLR_System::FreePasswordDataReferenceConstant(VLR_PasswordData*) { }

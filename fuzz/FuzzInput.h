@@ -7,7 +7,11 @@
 /// The bytes of one input, taken from the front. What isn't there reads as zero.
 class FuzzInput {
 public:
-    FuzzInput(const uint8_t* data, std::size_t size) : next(data), left(size) {}
+    FuzzInput(const uint8_t* data, std::size_t size)
+        : next(data)
+        , left(size)
+    {
+    }
 
     bool isEmpty() const { return left == 0; }
 

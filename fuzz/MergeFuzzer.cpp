@@ -47,28 +47,9 @@ struct Counts {
 /// Texts that are equal exactly, caseless, canonically, or not at all though they look it.
 std::string pickedText(FuzzInput& input)
 {
-    static const std::string kTexts[] = {"",
-                                         "a",
-                                         "A",
-                                         "b",
-                                         "B",
-                                         "\xC3\xA9",
-                                         "e\xCC\x81",
-                                         "\xC3\x89",
-                                         "ss",
-                                         "\xC3\x9F",
-                                         "SS",
-                                         "K",
-                                         "\xE2\x84\xAA",
-                                         "k",
-                                         "\xFF",
-                                         "\xFE",
-                                         "\xED\xB3\xBF",
-                                         "\xCE\xB1\xCD\x85",
-                                         "\xE1\xBE\xB3",
-                                         "\xCE\x91\xCE\x99",
-                                         "00000001-1234-4ABC-8DEF-0123456789AB",
-                                         "00000001-1234-4abc-8def-0123456789ab"};
+    static const std::string kTexts[] = { "", "a", "A", "b", "B", "\xC3\xA9", "e\xCC\x81", "\xC3\x89", "ss", "\xC3\x9F",
+        "SS", "K", "\xE2\x84\xAA", "k", "\xFF", "\xFE", "\xED\xB3\xBF", "\xCE\xB1\xCD\x85", "\xE1\xBE\xB3",
+        "\xCE\x91\xCE\x99", "00000001-1234-4ABC-8DEF-0123456789AB", "00000001-1234-4abc-8def-0123456789ab" };
     const uint32_t choice = input.below(static_cast<uint32_t>(std::size(kTexts)) + 8);
     return choice < std::size(kTexts) ? kTexts[choice] : input.bytes(input.below(6));
 }
@@ -80,11 +61,11 @@ Vault takeVault(FuzzInput& input, uint32_t firstNumber)
     vault.partner = pickedText(input);
     for (uint32_t left = input.below(12); left > 0; --left) {
         const std::string uuid = pickedText(input);
-        vault.deletions.push_back({uuid, input.shortNumber()});
+        vault.deletions.push_back({ uuid, input.shortNumber() });
     }
     for (uint32_t left = input.below(24); left > 0; --left) {
         const std::string uuid = pickedText(input);
-        vault.records.push_back({uuid, pickedText(input), firstNumber++});
+        vault.records.push_back({ uuid, pickedText(input), firstNumber++ });
     }
     return vault;
 }
@@ -123,7 +104,7 @@ const Record* firstOf(const std::vector<Record>& records, const std::string& uui
 bool isDeleted(const std::vector<Deletion>& deletions, const std::string& uuid)
 {
     return std::any_of(deletions.begin(), deletions.end(),
-                       [&](const Deletion& entry) { return isEqual(entry.uuid, uuid, VLR_StringComparisonCaseless); });
+        [&](const Deletion& entry) { return isEqual(entry.uuid, uuid, VLR_StringComparisonCaseless); });
 }
 
 void mergeSide(Vault& side, Vault& other, int index, Counts& counts)
@@ -200,11 +181,11 @@ Vault vaultOf(const VLR_Document& document)
     for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
         const VLR_PasswordData& record = *document.recordList.ObjectAtIndex(i);
         vault.records.push_back(
-            {bytesOf(record.UUID()), bytesOf(record.Category()), static_cast<uint32_t>(record.ClearValue())});
+            { bytesOf(record.UUID()), bytesOf(record.Category()), static_cast<uint32_t>(record.ClearValue()) });
     }
     for (uint32_t i = 0; i < document.deletionList.Count(); ++i) {
         const VLR_Deletion& entry = *document.deletionList.ObjectAtIndex(i);
-        vault.deletions.push_back({bytesOf(entry.uuid), entry.checksum});
+        vault.deletions.push_back({ bytesOf(entry.uuid), entry.checksum });
     }
     return vault;
 }
@@ -232,10 +213,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     const Counts counts = merge(first, second);
     expectAsInModel(hh, first);
     expectAsInModel(pc, second);
-    expect(synchronize.hhDeleted == counts.deleted[0] && synchronize.pcDeleted == counts.deleted[1] &&
-               synchronize.hhToPcCopied == counts.copied[0] && synchronize.pcToHhCopied == counts.copied[1] &&
-               synchronize.duplicated == counts.duplicated && synchronize.identical == counts.identical,
-           "the counters are the model's");
+    expect(synchronize.hhDeleted == counts.deleted[0] && synchronize.pcDeleted == counts.deleted[1]
+            && synchronize.hhToPcCopied == counts.copied[0] && synchronize.pcToHhCopied == counts.copied[1]
+            && synchronize.duplicated == counts.duplicated && synchronize.identical == counts.identical,
+        "the counters are the model's");
     expectSurvivesWriting(hh);
     expectSurvivesWriting(pc);
     return 0;

@@ -50,12 +50,12 @@ private:
     {
         const bool isCapital = c >= 'A' && c <= 'Z';
         switch (c) {
-        case '#': return {static_cast<char>('0' + draw(10))};
+        case '#': return { static_cast<char>('0' + draw(10)) };
         case 'x':
-        case 'X': return {static_cast<char>((isCapital ? 'A' : 'a') + draw(26))};
+        case 'X': return { static_cast<char>((isCapital ? 'A' : 'a') + draw(26)) };
         case 'p':
-        case 'P': return {kPunctuation[draw(std::strlen(kPunctuation))]};
-        default: return {c};
+        case 'P': return { kPunctuation[draw(std::strlen(kPunctuation))] };
+        default: return { c };
         }
     }
 
@@ -70,7 +70,7 @@ private:
             if (pattern[i] != ']') {
                 members += pattern[i];
             } else if (!members.empty()) { // in front of any member it is none and closes nothing
-                expand({members[draw(members.size())]});
+                expand({ members[draw(members.size())] });
                 return i;
             }
         }
@@ -89,7 +89,7 @@ private:
                 number = number * 10 + static_cast<uint32_t>(text[i] - '0');
         }
         const auto value = static_cast<int32_t>(isNegative ? 0u - number : number);
-        return value < 0 ? -int64_t{value} : value;
+        return value < 0 ? -int64_t { value } : value;
     }
 
     std::size_t repeat(const std::string& pattern, std::size_t open)

@@ -13,8 +13,8 @@ struct Field {
     std::size_t size;
 };
 
-constexpr Field kVersion{0, 4}, kDate{4, 4}, kStamp{8, 4}, kFlagA{12, 1}, kSortOrder{13, 4}, kTop{17, 2}, kRight{23, 2},
-    kFlagB{25, 1}, kBlue{30, 2}, kOverridable{32, 1}, kFlagC{33, 1};
+constexpr Field kVersion { 0, 4 }, kDate { 4, 4 }, kStamp { 8, 4 }, kFlagA { 12, 1 }, kSortOrder { 13, 4 },
+    kTop { 17, 2 }, kRight { 23, 2 }, kFlagB { 25, 1 }, kBlue { 30, 2 }, kOverridable { 32, 1 }, kFlagC { 33, 1 };
 
 uint32_t valueOf(const std::string& content, const Field& field)
 {
@@ -29,10 +29,10 @@ bool isAcceptable(const std::string& section)
 {
     if (section.size() < 4 + kLength - 2)
         return false;
-    const uint32_t count = valueOf(section, {0, 4});
+    const uint32_t count = valueOf(section, { 0, 4 });
     const bool isWhole = count == kLength && section.size() >= 4 + kLength;
     const bool isOldest = count >= kLength - 2 && count < kLength && section.size() == 4 + count;
-    const uint32_t version = valueOf(section, {4, 4});
+    const uint32_t version = valueOf(section, { 4, 4 });
     return (isWhole || isOldest) && version >= 2 && version <= 4;
 }
 
@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     expect(isRead == isAcceptable(section), "a section is read if it is whole and of a known version");
     if (!isRead)
         return 0;
-    expect(stream.Offset() == 4 + valueOf(section, {0, 4}), "the cursor ends behind the section");
+    expect(stream.Offset() == 4 + valueOf(section, { 0, 4 }), "the cursor ends behind the section");
     std::string content = section.substr(4, kLength);
     content.resize(kLength);
     if (section.size() == 4 + kLength - 2)

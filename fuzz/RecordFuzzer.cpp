@@ -12,8 +12,8 @@ namespace {
 struct Documents {
     Documents() { opened.ChangePassword(textOf(kFuzzPassword)); }
 
-    VLR_Document opened{VLR_DocumentReadDecrypted};
-    VLR_Document kept{VLR_DocumentReadKeepEncrypted};
+    VLR_Document opened { VLR_DocumentReadDecrypted };
+    VLR_Document kept { VLR_DocumentReadKeepEncrypted };
 };
 
 /// They outlive all inputs: a key schedule for each would take most of the time.
@@ -98,7 +98,7 @@ void readVersion1(const std::string& plain)
     std::size_t place = 0;
     VLR_String expected;
     bool isWhole = true;
-    for (const VLR_String* const field : {&record.Title(), &record.URL(), &record.Username(), &record.Password()}) {
+    for (const VLR_String* const field : { &record.Title(), &record.URL(), &record.Username(), &record.Password() }) {
         isWhole = isWhole && takeShortText(padded, place, expected);
         if (isWhole)
             expect(bytesOf(*field) == bytesOf(expected), "a version 1 text is as a plain reading has it");

@@ -22,7 +22,7 @@ struct Titles {
     }
 };
 
-struct TooLarge {};
+struct TooLarge { };
 
 const VLR_PasswordData* recordOf(const VLR_Document& document, const VLR_String& title)
 {
@@ -46,7 +46,7 @@ VLR_String resolved(const VLR_Document& document, const VLR_PasswordData& record
         if (target == nullptr)
             return text;
         const VLR_String value = resolved(document, *target, username, titles);
-        if (uint64_t{text.Length()} * (value.Length() + 1) > 1u << 18)
+        if (uint64_t { text.Length() } * (value.Length() + 1) > 1u << 18)
             throw TooLarge();
         text.ReplaceAll(textOf("[:" + bytesOf(title) + ":]"), value);
     }
@@ -55,8 +55,8 @@ VLR_String resolved(const VLR_Document& document, const VLR_PasswordData& record
 /// A title, or a text that refers to titles: few letters, so that they meet.
 std::string pickedText(FuzzInput& input, bool isTitle)
 {
-    static const char* const kPieces[] = {"[:", ":]", "a",     "b",     "A",     "c",        "%@",  ":",
-                                          "[",  "]",  "[:a:]", "[:b:]", "[:c:]", "\xC3\xA9", "\xFF"};
+    static const char* const kPieces[]
+        = { "[:", ":]", "a", "b", "A", "c", "%@", ":", "[", "]", "[:a:]", "[:b:]", "[:c:]", "\xC3\xA9", "\xFF" };
     std::string text;
     for (uint32_t left = input.below(isTitle ? 3 : 6); left > 0; --left) {
         const uint32_t choice = input.below(static_cast<uint32_t>(std::size(kPieces)) + 1);

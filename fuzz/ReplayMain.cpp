@@ -19,8 +19,8 @@
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size);
 extern "C" std::size_t LLVMFuzzerMutate(uint8_t* data, std::size_t size, std::size_t maxSize);
-extern "C" [[gnu::weak]] std::size_t LLVMFuzzerCustomMutator(uint8_t* data, std::size_t size, std::size_t maxSize,
-                                                             unsigned seed);
+extern "C" [[gnu::weak]] std::size_t LLVMFuzzerCustomMutator(
+    uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed);
 extern "C" [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)());
 
 namespace {
@@ -41,7 +41,7 @@ std::size_t below(std::size_t bound)
 Bytes contentOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return { std::istreambuf_iterator<char>(file), {} };
 }
 
 /// Leaves the input that broke something where it can be tried again.
@@ -75,8 +75,8 @@ void change(Bytes& input)
         const std::size_t size = input.size() - kLargest;
         const auto seed = static_cast<unsigned>(gRandom());
         input.resize(LLVMFuzzerCustomMutator != nullptr
-                         ? LLVMFuzzerCustomMutator(input.data(), size, input.size(), seed)
-                         : LLVMFuzzerMutate(input.data(), size, input.size()));
+                ? LLVMFuzzerCustomMutator(input.data(), size, input.size(), seed)
+                : LLVMFuzzerMutate(input.data(), size, input.size()));
     }
 }
 
@@ -109,13 +109,13 @@ int replay(const std::filesystem::path& folder, std::size_t changed)
 /// The engine's changes in small: a byte, a stretch gone, doubled or from elsewhere, a number that counts use.
 extern "C" std::size_t LLVMFuzzerMutate(uint8_t* data, std::size_t size, std::size_t maxSize)
 {
-    static const Bytes kNumbers[] = {
-        {0xFF, 0xFF, 0xFF, 0xFF}, {0x7F, 0xFF, 0xFF, 0xFF}, {0, 0, 0, 0}, {0, 0, 0, 1}, {0xFF, 0xFF, 0xFF, 0xFC}};
+    static const Bytes kNumbers[] = { { 0xFF, 0xFF, 0xFF, 0xFF }, { 0x7F, 0xFF, 0xFF, 0xFF }, { 0, 0, 0, 0 },
+        { 0, 0, 0, 1 }, { 0xFF, 0xFF, 0xFF, 0xFC } };
     Bytes input(data, data + size);
     const std::size_t at = below(size + 1);
     const std::size_t last = at + below(std::min<std::size_t>(size - at, 32) + 1);
-    const Bytes stretch(input.begin() + static_cast<std::ptrdiff_t>(at),
-                        input.begin() + static_cast<std::ptrdiff_t>(last));
+    const Bytes stretch(
+        input.begin() + static_cast<std::ptrdiff_t>(at), input.begin() + static_cast<std::ptrdiff_t>(last));
     const auto place = input.begin() + static_cast<std::ptrdiff_t>(below(size + 1));
     const Bytes& number = kNumbers[below(std::size(kNumbers))];
     switch (below(5)) {

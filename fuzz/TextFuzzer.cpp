@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr VLR_StringComparisonType kBothTypes[] = {VLR_StringComparisonExact, VLR_StringComparisonCaseless};
+constexpr VLR_StringComparisonType kBothTypes[] = { VLR_StringComparisonExact, VLR_StringComparisonCaseless };
 constexpr std::size_t kLongestForTrials = 64; // units
 
 void compareTexts(const std::string& a, const std::string& b)
@@ -38,7 +38,7 @@ void compareTexts(const std::string& a, const std::string& b)
 }
 
 VLR_Range foundIn(const VLR_String& text, const VLR_String& search, const VLR_Range& within,
-                  VLR_StringComparisonType type, bool& isRefused)
+    VLR_StringComparisonType type, bool& isRefused)
 {
     isRefused = false;
     try {
@@ -55,15 +55,15 @@ void find(const std::string& a, const std::string& b, const VLR_Range& within)
     const VLR_String search = textOf(b);
     const std::u16string units = TextModel::unitsOf(a);
     const bool areValid = TextModel::isValid(a) && TextModel::isValid(b);
-    const bool isOutside = areValid && uint64_t{within.location} + within.length > units.size();
+    const bool isOutside = areValid && uint64_t { within.location } + within.length > units.size();
     const auto whole = static_cast<uint32_t>(units.size());
     for (const VLR_StringComparisonType type : kBothTypes) {
         const auto expected = [&](const VLR_Range& range) {
             return areValid && !isOutside ? TextModel::find(units, TextModel::unitsOf(b), range, type)
                                           : kVLR_RangeNotFound;
         };
-        const VLR_Range first =
-            areValid ? TextModel::find(units, TextModel::unitsOf(b), {0, whole}, type) : kVLR_RangeNotFound;
+        const VLR_Range first
+            = areValid ? TextModel::find(units, TextModel::unitsOf(b), { 0, whole }, type) : kVLR_RangeNotFound;
         bool isRefused = false;
         expect(VLR_System::FindRangeOfString(text, search, type) == first, "the first match is the model's");
         expect(foundIn(text, search, within, type, isRefused) == expected(within), "the match within is the model's");
@@ -82,7 +82,7 @@ std::vector<VLR_Range> matchesOf(const std::u16string& text, const std::u16strin
     const auto total = static_cast<uint32_t>(text.size());
     uint32_t next = 0;
     for (;;) {
-        const VLR_Range found = TextModel::find(text, search, {next, total - next}, VLR_StringComparisonCaseless);
+        const VLR_Range found = TextModel::find(text, search, { next, total - next }, VLR_StringComparisonCaseless);
         if (found == kVLR_RangeNotFound)
             return matches;
         matches.push_back(found);
@@ -112,15 +112,15 @@ void cutAndReplace(const std::string& a, const std::string& c, const VLR_Range& 
 {
     const VLR_String text = textOf(a);
     const std::u16string units = TextModel::unitsOf(a);
-    const uint64_t end = uint64_t{range.location} + range.length;
+    const uint64_t end = uint64_t { range.location } + range.length;
     const bool isInside = TextModel::isValid(a) && end <= units.size();
     VLR_String cut;
     const bool isCut = succeeds([&] { cut = VLR_System::SubstringOfRange(text, range); });
     expect(isCut == isInside, "a range of the text is cut out");
     if (isCut) {
         const std::u16string stretch = units.substr(range.location, range.length);
-        expect(bytesOf(cut) == TextModel::utf8Of(stretch.substr(0, stretch.find(u'\0'))),
-               "it is cut as the model has it");
+        expect(
+            bytesOf(cut) == TextModel::utf8Of(stretch.substr(0, stretch.find(u'\0'))), "it is cut as the model has it");
     }
     VLR_String replaced = textOf(a);
     bool isReplaced = true;
@@ -143,7 +143,7 @@ void lower(const std::string& a)
     VLR_System::LowercaseString(text);
     const bool isValid = TextModel::isValid(a);
     expect(bytesOf(text) == (isValid ? TextModel::utf8Of(TextModel::lowered(TextModel::unitsOf(a))) : a),
-           "small letters are the model's");
+        "small letters are the model's");
     expect(VLR_System::LengthOfString(textOf(a)) == (isValid ? TextModel::unitsOf(a).size() : 0), "the length is too");
 }
 
@@ -176,7 +176,7 @@ void convert(const std::string& a)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     FuzzInput input(data, size);
-    const VLR_Range range{input.below(40), input.below(40)};
+    const VLR_Range range { input.below(40), input.below(40) };
     const std::string search = input.bytes(input.below(32));
     const std::string replacement = input.bytes(input.below(8));
     const std::string text = input.rest();

@@ -40,8 +40,8 @@ std::u16string folded(const std::u16string& units)
 {
     std::u16string result(3 * units.size() + 1, u'\0');
     UErrorCode error = U_ZERO_ERROR;
-    const int32_t length =
-        u_strFoldCase(result.data(), lengthOf(result), units.data(), lengthOf(units), U_FOLD_CASE_DEFAULT, &error);
+    const int32_t length
+        = u_strFoldCase(result.data(), lengthOf(result), units.data(), lengthOf(units), U_FOLD_CASE_DEFAULT, &error);
     expect(U_SUCCESS(error), "the library folds");
     result.resize(static_cast<std::size_t>(length));
     return result;
@@ -131,8 +131,8 @@ int32_t TextModel::compare(std::string_view a, std::string_view b, VLR_StringCom
     return compare(unitsOf(a), unitsOf(b), type);
 }
 
-VLR_Range TextModel::find(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
-                          VLR_StringComparisonType type)
+VLR_Range TextModel::find(
+    const std::u16string& text, const std::u16string& search, const VLR_Range& within, VLR_StringComparisonType type)
 {
     if (search.empty())
         return kVLR_RangeNotFound;
@@ -144,7 +144,7 @@ VLR_Range TextModel::find(const std::u16string& text, const std::u16string& sear
         for (std::size_t j = i + 1; j < places.size() && places[j] <= within.location + within.length; ++j) {
             const std::u16string found = keyOf(text.substr(places[i], places[j] - places[i]), type);
             if (found == key)
-                return {places[i], places[j] - places[i]};
+                return { places[i], places[j] - places[i] };
             if (found.size() > key.size())
                 break;
         }

@@ -28,8 +28,8 @@ int32_t compare(const std::u16string& a, const std::u16string& b, VLR_StringComp
 int32_t compare(std::string_view a, std::string_view b, VLR_StringComparisonType type);
 
 /// By trial of all stretches between boundaries.
-VLR_Range find(const std::u16string& text, const std::u16string& search, const VLR_Range& within,
-               VLR_StringComparisonType type);
+VLR_Range find(
+    const std::u16string& text, const std::u16string& search, const VLR_Range& within, VLR_StringComparisonType type);
 
 std::u16string lowered(const std::u16string& units);
 

@@ -76,8 +76,8 @@ std::string written(VLR_Document& document)
 
 std::unique_ptr<VLR_Document> emptyTwin(const VLR_Document& document)
 {
-    auto twin = std::make_unique<VLR_Document>(document.KeepEncrypted() ? VLR_DocumentReadKeepEncrypted
-                                                                        : VLR_DocumentReadDecrypted);
+    auto twin = std::make_unique<VLR_Document>(
+        document.KeepEncrypted() ? VLR_DocumentReadKeepEncrypted : VLR_DocumentReadDecrypted);
     if (!document.KeepEncrypted())
         twin->ChangePassword(textOf(kFuzzPassword));
     return twin;
@@ -122,11 +122,11 @@ void expectKept(const VLR_PasswordData& before, const VLR_PasswordData& after)
 
 void expectSameHeader(const VLR_Document& a, const VLR_Document& b)
 {
-    expect(a.documentStamp == b.documentStamp && a.sortParams == b.sortParams &&
-               a.documentFlagOverridable == b.documentFlagOverridable && a.documentFlagA == b.documentFlagA &&
-               a.documentFlagB == b.documentFlagB && a.documentFlagC == b.documentFlagC &&
-               a.backgroundColor == b.backgroundColor && a.documentRect == b.documentRect,
-           "the preferences are the same");
+    expect(a.documentStamp == b.documentStamp && a.sortParams == b.sortParams
+            && a.documentFlagOverridable == b.documentFlagOverridable && a.documentFlagA == b.documentFlagA
+            && a.documentFlagB == b.documentFlagB && a.documentFlagC == b.documentFlagC
+            && a.backgroundColor == b.backgroundColor && a.documentRect == b.documentRect,
+        "the preferences are the same");
     expect(isSame(a.partnerDocumentID, b.partnerDocumentID), "the partner is the same");
     expect(a.deletionList.Count() == b.deletionList.Count(), "the number of deletions is the same");
     for (uint32_t i = 0; i < a.deletionList.Count(); ++i) {
@@ -141,7 +141,7 @@ void expectSurvivesWriting(VLR_Document& document)
     std::string file;
     if (!succeeds([&] { file = written(document); })) {
         expect(document.KeepEncrypted() && (hasEmptyBody(document) || document.referenceBuffer.IsEmpty()),
-               "what was read can be written");
+            "what was read can be written");
         return;
     }
     const std::unique_ptr<VLR_Document> twin = emptyTwin(document);

@@ -5,13 +5,16 @@
 #include "VaultChecks.h"
 
 // A version 4 file, read in both styles, with the password and without: the styles agree on the clear part, half a read
-// and the rest make a whole one, what was read survives being written, the program's own reader finds the same, and a read
-// that borrows does as one that copies.
+// and the rest make a whole one, what was read survives being written, the program's own reader finds the same, and a
+// read that borrows does as one that copies.
 
 namespace {
 
 struct Reading {
-    explicit Reading(VLR_DocumentReadStyle style) : document(style) {}
+    explicit Reading(VLR_DocumentReadStyle style)
+        : document(style)
+    {
+    }
 
     void read(const std::string& file)
     {
@@ -26,8 +29,8 @@ struct Reading {
         const StVLR_DocumentStream whileReading(document, &stream);
         document.SetHalfReadFlag(VLR_HalfReadOn);
         isDone = succeeds([&] {
-            expect(document.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword) == 0,
-                   "half a read finds none");
+            expect(
+                document.ReadVersion4FileContents(VLR_AskPasswordUseDocumentPassword) == 0, "half a read finds none");
             errors = document.ReadToCompletion();
         });
     }
@@ -45,7 +48,8 @@ void expectSameClearParts(const Reading& a, const Reading& b)
         expectSameClearPart(*a.document.recordList.ObjectAtIndex(i), *b.document.recordList.ObjectAtIndex(i));
 }
 
-/// A key schedule for each try takes most of the time, so not every input is tried, here and where the borrowed is opened.
+/// A key schedule for each try takes most of the time, so not every input is tried, here and where the borrowed is
+/// opened.
 void readWithoutPassword(const std::string& file, bool isKept)
 {
     Reading closed(VLR_DocumentReadDecrypted);

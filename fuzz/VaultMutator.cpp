@@ -16,7 +16,10 @@ namespace {
 
 class VaultMutator {
 public:
-    explicit VaultMutator(unsigned seed) : random(seed) {}
+    explicit VaultMutator(unsigned seed)
+        : random(seed)
+    {
+    }
 
     std::string mutated(const std::string& file)
     {
@@ -46,8 +49,8 @@ private:
 
     std::string anyCount()
     {
-        static constexpr std::size_t kCounts[] = {
-            0, 1, 4, 8, 0x22, 0x100, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF8, 0xFFFFFFFC, 0xFFFFFFFE, 0xFFFFFFFF};
+        static constexpr std::size_t kCounts[]
+            = { 0, 1, 4, 8, 0x22, 0x100, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF8, 0xFFFFFFFC, 0xFFFFFFFE, 0xFFFFFFFF };
         return bigEndian(below(2) == 0 ? below(64) : kCounts[below(std::size(kCounts))]);
     }
 
@@ -173,8 +176,8 @@ private:
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed)
 {
-    const std::string file =
-        VaultMutator(seed).mutated(std::string(reinterpret_cast<const char*>(data), size)).substr(0, maxSize);
+    const std::string file
+        = VaultMutator(seed).mutated(std::string(reinterpret_cast<const char*>(data), size)).substr(0, maxSize);
     std::memcpy(data, file.data(), file.size());
     return file.size();
 }

@@ -62,10 +62,9 @@ std::optional<VaultPieces> VaultPieces::of(std::string_view file)
     VaultPieces pieces;
     if (takeTag(file, "VL_4"))
         pieces.magic = "VL_4";
-    const bool isWhole = takeTag(file, "Fish") && takeChunk(file, pieces.referenceBuffer) && takeTag(file, "Pref") &&
-                         takeChunk(file, pieces.preferences) && takeTag(file, "Dele") &&
-                         takeChunk(file, pieces.deletionList) && takeTag(file, "SyIn") &&
-                         takeChunk(file, pieces.identity) && takeChunk(file, pieces.partner);
+    const bool isWhole = takeTag(file, "Fish") && takeChunk(file, pieces.referenceBuffer) && takeTag(file, "Pref")
+        && takeChunk(file, pieces.preferences) && takeTag(file, "Dele") && takeChunk(file, pieces.deletionList)
+        && takeTag(file, "SyIn") && takeChunk(file, pieces.identity) && takeChunk(file, pieces.partner);
     if (!isWhole)
         return std::nullopt;
     takeRecords(file, pieces);
@@ -75,8 +74,8 @@ std::optional<VaultPieces> VaultPieces::of(std::string_view file)
 
 std::string VaultPieces::file() const
 {
-    std::string bytes = magic + "Fish" + chunkOf(referenceBuffer) + "Pref" + chunkOf(preferences) + "Dele" +
-                        chunkOf(deletionList) + "SyIn" + chunkOf(identity) + chunkOf(partner);
+    std::string bytes = magic + "Fish" + chunkOf(referenceBuffer) + "Pref" + chunkOf(preferences) + "Dele"
+        + chunkOf(deletionList) + "SyIn" + chunkOf(identity) + chunkOf(partner);
     for (const std::string& block : records)
         bytes += "Pdat" + chunkOf(block);
     return bytes + rest;
@@ -85,10 +84,9 @@ std::string VaultPieces::file() const
 std::optional<RecordPieces> RecordPieces::of(std::string_view block)
 {
     RecordPieces pieces;
-    const bool isWhole = takeBytes(block, 4, pieces.version) && takeChunk(block, pieces.uuid) &&
-                         takeBytes(block, 2, pieces.flags) && takeChunk(block, pieces.category) &&
-                         takeChunk(block, pieces.clearBlock) && takeBytes(block, 4, pieces.clearValue) &&
-                         takeChunk(block, pieces.encryptedPart);
+    const bool isWhole = takeBytes(block, 4, pieces.version) && takeChunk(block, pieces.uuid)
+        && takeBytes(block, 2, pieces.flags) && takeChunk(block, pieces.category) && takeChunk(block, pieces.clearBlock)
+        && takeBytes(block, 4, pieces.clearValue) && takeChunk(block, pieces.encryptedPart);
     if (!isWhole)
         return std::nullopt;
     pieces.rest = block;
@@ -97,6 +95,6 @@ std::optional<RecordPieces> RecordPieces::of(std::string_view block)
 
 std::string RecordPieces::block() const
 {
-    return version + chunkOf(uuid) + flags + chunkOf(category) + chunkOf(clearBlock) + clearValue +
-           chunkOf(encryptedPart) + rest;
+    return version + chunkOf(uuid) + flags + chunkOf(category) + chunkOf(clearBlock) + clearValue
+        + chunkOf(encryptedPart) + rest;
 }

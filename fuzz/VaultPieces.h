@@ -14,7 +14,7 @@ struct VaultPieces {
     std::string identity;
     std::string partner;
     std::vector<std::string> records; // blocks
-    std::string rest;                 // what is no whole record any more
+    std::string rest; // what is no whole record any more
 
     /// Absent if the head is damaged.
     static std::optional<VaultPieces> of(std::string_view file);

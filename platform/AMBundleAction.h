@@ -10,8 +10,14 @@
 class AMInput {
 public:
     AMInput() = default;
-    explicit AMInput(std::string text) : value_(std::move(text)) { }
-    explicit AMInput(std::vector<std::string> list) : value_(std::move(list)) { }
+    explicit AMInput(std::string text)
+        : value_(std::move(text))
+    {
+    }
+    explicit AMInput(std::vector<std::string> list)
+        : value_(std::move(list))
+    {
+    }
 
     /// The list, or null if the input is none.
     const std::vector<std::string>* list() const { return std::get_if<std::vector<std::string>>(&value_); }

@@ -55,8 +55,7 @@ std::optional<NSAppleEventDescriptor> AppleEventSystem::descriptorWithDescriptor
     return NSAppleEventDescriptor::descriptorWithDescriptorType(type, bytes);
 }
 
-int16_t AppleEventSystem::AEPutParamDesc(
-    AppleEvent& event, uint32_t keyword, const NSAppleEventDescriptor& descriptor)
+int16_t AppleEventSystem::AEPutParamDesc(AppleEvent& event, uint32_t keyword, const NSAppleEventDescriptor& descriptor)
 {
     if (sizeOf(descriptor) > kLargestDescriptor)
         return memFullErr;

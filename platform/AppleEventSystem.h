@@ -59,8 +59,7 @@ public:
     // Making events. A message can't carry everything; what is too large for one is absent, or an error.
 
     virtual std::optional<NSAppleEventDescriptor> listDescriptor();
-    virtual std::optional<NSAppleEventDescriptor> descriptorWithDescriptorType(
-        uint32_t type, const std::string& bytes);
+    virtual std::optional<NSAppleEventDescriptor> descriptorWithDescriptorType(uint32_t type, const std::string& bytes);
     virtual int16_t AEPutParamDesc(AppleEvent& event, uint32_t keyword, const NSAppleEventDescriptor& descriptor);
 
     static constexpr std::size_t kLargestDescriptor = 1 << 26; // an array of the bus
@@ -103,7 +102,8 @@ public:
 
     void setEventHandler(AppleEventHandler handler, uint32_t eventClass, uint32_t eventID) override;
 
-    /// Takes a bundle identifier on the bus, so that others find this program. False if the bus or the name can't be had.
+    /// Takes a bundle identifier on the bus, so that others find this program. False if the bus or the name can't be
+    /// had.
     [[nodiscard]] bool becomeRunningProcess(const std::string& bundleIdentifier);
 
     /// Handles what has come in, after a wait of at most `wait` for the first. False once the bus is gone.

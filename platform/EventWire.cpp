@@ -47,7 +47,10 @@ int appendDescriptor(sd_bus_message* message, const NSAppleEventDescriptor& desc
 /// Reads the descriptors of one message, and no more of them than a message may hold.
 class DescriptorReader {
 public:
-    explicit DescriptorReader(sd_bus_message* message) : message(message) { }
+    explicit DescriptorReader(sd_bus_message* message)
+        : message(message)
+    {
+    }
 
     int read(NSAppleEventDescriptor& descriptor, int depth = 0);
 
@@ -112,8 +115,8 @@ int DescriptorReader::read(NSAppleEventDescriptor& descriptor, int depth)
 
 int EventWire::appendEvent(sd_bus_message* message, const AppleEvent& event)
 {
-    const int result = sd_bus_message_append(
-        message, "uuii", event.eventClass, event.eventID, event.returnID, event.transactionID);
+    const int result
+        = sd_bus_message_append(message, "uuii", event.eventClass, event.eventID, event.returnID, event.transactionID);
     return result >= 0 ? appendParameters(message, event) : result;
 }
 

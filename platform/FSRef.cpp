@@ -40,7 +40,7 @@ void remember(const FSRef& ref, const std::string& path)
 
 int16_t makeRef(const std::string& path, FSRef& ref)
 {
-    struct stat status {};
+    struct stat status { };
     if (fileSystemCalls().statAt(AT_FDCWD, path, status, 0) != 0)
         return errno == ENOENT || errno == ENOTDIR ? kFileNotFound : kInputOutputError;
     const uint64_t identity[] = { status.st_dev, status.st_ino };

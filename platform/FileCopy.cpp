@@ -71,10 +71,11 @@ FileCopy::~FileCopy()
 /// Whether the copy itself stands under the name, and not what somebody has put there since.
 bool FileCopy::isOwn(const std::string& present) const
 {
-    struct stat own {};
-    struct stat there {};
-    return calls.statOf(descriptor, own) == 0 && calls.statAt(folder.descriptor, present, there, AT_SYMLINK_NOFOLLOW) == 0
-        && own.st_dev == there.st_dev && own.st_ino == there.st_ino;
+    struct stat own { };
+    struct stat there { };
+    return calls.statOf(descriptor, own) == 0
+        && calls.statAt(folder.descriptor, present, there, AT_SYMLINK_NOFOLLOW) == 0 && own.st_dev == there.st_dev
+        && own.st_ino == there.st_ino;
 }
 
 void FileCopy::takeContent(int source, uint64_t length)
@@ -127,9 +128,9 @@ bool isSameTime(const timespec& a, const timespec& b)
 /// In-place changes that come while it is read.
 bool isUnchanged(FileSystemCalls& calls, int source, const struct stat& before)
 {
-    struct stat now {};
-    return calls.statOf(source, now) == 0 && now.st_size == before.st_size
-        && isSameTime(now.st_mtim, before.st_mtim) && isSameTime(now.st_ctim, before.st_ctim);
+    struct stat now { };
+    return calls.statOf(source, now) == 0 && now.st_size == before.st_size && isSameTime(now.st_mtim, before.st_mtim)
+        && isSameTime(now.st_ctim, before.st_ctim);
 }
 
 } // namespace
@@ -138,7 +139,7 @@ void copyFile(FileSystemCalls& calls, const std::string& from, const std::string
 {
     // Without O_NONBLOCK the mere opening of a pipe could wait for ever.
     const StDescriptor source(calls, calls.openAt(AT_FDCWD, from, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
-    struct stat status {};
+    struct stat status { };
     if (source.value < 0 || calls.statOf(source.value, status) != 0)
         failStep("source");
     if (!S_ISREG(status.st_mode))

@@ -63,7 +63,7 @@ void FileReplacement::resolveLinks(const std::string& path)
 
 std::optional<struct stat> FileReplacement::presentFile()
 {
-    struct stat status {};
+    struct stat status { };
     if (calls_.statAt(folder_.descriptor, name_, status, AT_SYMLINK_NOFOLLOW) == 0)
         return status;
     if (errno != ENOENT)
@@ -149,7 +149,7 @@ void FileReplacement::keepUnderFurtherName()
 
 std::optional<struct stat> FileReplacement::replacedFile()
 {
-    struct stat status {};
+    struct stat status { };
     if (keptAsCopy_)
         return std::nullopt;
     if (calls_.statAt(folder_.descriptor, exchanged_ ? newName_ : keptName_, status, AT_SYMLINK_NOFOLLOW) != 0)
@@ -174,7 +174,7 @@ void FileReplacement::takeBackOld()
                                   : calls_.renameAt(folder_.descriptor, keptName_, name_);
     if (result != 0)
         failStep("put back");
-    struct stat taken {};
+    struct stat taken { };
     if (!exchanged_ || calls_.statAt(folder_.descriptor, newName_, taken, AT_SYMLINK_NOFOLLOW) != 0 || isNew(taken))
         return;
     if (calls_.exchangeAt(folder_.descriptor, newName_, name_) != 0)

@@ -30,18 +30,18 @@ public:
     /// Puts the new file in the old one's place. Throws Interrupted, before it does.
     void commit();
 
-    /// Replaces like `commit`, and keeps the old file beside the new one, for a way back, until this object ends. Where the
-    /// file system can, both change places at one stroke; else the old one is kept under a further name, or as a copy.
-    /// Where that takes more than one step, `lastLook` is called before the last; it may raise to end it. Throws Interrupted
-    /// only while the old file is copied.
+    /// Replaces like `commit`, and keeps the old file beside the new one, for a way back, until this object ends. Where
+    /// the file system can, both change places at one stroke; else the old one is kept under a further name, or as a
+    /// copy. Where that takes more than one step, `lastLook` is called before the last; it may raise to end it. Throws
+    /// Interrupted only while the old file is copied.
     void commitKeepingOld(const std::function<void()>& lastLook);
 
-    /// Behind `commitKeepingOld`: what was replaced, whatever stood there a moment before; absent if only a copy of it was
-    /// kept.
+    /// Behind `commitKeepingOld`: what was replaced, whatever stood there a moment before; absent if only a copy of it
+    /// was kept.
     std::optional<struct stat> replacedFile();
 
-    /// Puts the old file that was kept back into its place, and takes the new one away. Fails if the new one doesn't stand
-    /// there any more.
+    /// Puts the old file that was kept back into its place, and takes the new one away. Fails if the new one doesn't
+    /// stand there any more.
     void takeBack();
 
     /// The same for a file that must not be there yet; one that is stays, and it is a failure.
@@ -57,7 +57,10 @@ public:
     struct stat newFile() const { return newFile_; }
 
 private:
-    explicit FileReplacement(FileSystemCalls& calls) : calls_(calls) { }
+    explicit FileReplacement(FileSystemCalls& calls)
+        : calls_(calls)
+    {
+    }
 
     void resolveLinks(const std::string& path);
     void makeNewFile();
@@ -83,5 +86,5 @@ private:
     bool exchanged_ = false;
     bool keptAsCopy_ = false;
     std::optional<struct stat> oldFile_;
-    struct stat newFile_ {};
+    struct stat newFile_ { };
 };

@@ -89,7 +89,11 @@ namespace {
 /// Writes a new file from its beginning.
 class FileWriter {
 public:
-    FileWriter(FileSystemCalls& calls, int descriptor) : calls(calls), descriptor(descriptor) { }
+    FileWriter(FileSystemCalls& calls, int descriptor)
+        : calls(calls)
+        , descriptor(descriptor)
+    {
+    }
 
     void write(const uint8_t* bytes, std::size_t count)
     {
@@ -127,7 +131,11 @@ private:
 /// Joins short pieces, so that each needs no call of its own.
 class JoiningWriter {
 public:
-    JoiningWriter(FileWriter& writer, std::size_t total) : writer(writer) { buffer.setLength(std::min(total, kJoined)); }
+    JoiningWriter(FileWriter& writer, std::size_t total)
+        : writer(writer)
+    {
+        buffer.setLength(std::min(total, kJoined));
+    }
 
     void write(const uint8_t* bytes, std::size_t count)
     {

@@ -20,7 +20,11 @@ struct FileSystemFailure {
 /// A descriptor that is closed with its scope; -1 for none.
 class StDescriptor {
 public:
-    StDescriptor(FileSystemCalls& calls, int descriptor) : calls(calls), value(descriptor) { }
+    StDescriptor(FileSystemCalls& calls, int descriptor)
+        : calls(calls)
+        , value(descriptor)
+    {
+    }
     ~StDescriptor()
     {
         if (value >= 0)

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// The system calls that reading, replacing and locking files is made of, each as the system defines it: -1 and errno on
-/// failure. A program that wants to see what a full disk does puts another implementation in place.
+/// The system calls that reading, replacing and locking files is made of, each as the system defines it: -1 and errno
+/// on failure. A program that wants to see what a full disk does puts another implementation in place.
 class FileSystemCalls {
 public:
     virtual ~FileSystemCalls() = default;

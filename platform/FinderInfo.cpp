@@ -26,16 +26,15 @@ std::vector<NewSelf>& newSelves()
 const std::string& pathOfSelf(const std::string& path)
 {
     const std::vector<NewSelf>& selves = newSelves();
-    const auto found = std::find_if(
-        selves.rbegin(), selves.rend(), [&](const NewSelf& self) { return self.first == path; });
+    const auto found
+        = std::find_if(selves.rbegin(), selves.rend(), [&](const NewSelf& self) { return self.first == path; });
     return found != selves.rend() ? found->second : path;
 }
 
 int readAttribute(const std::string& path, AttributeBytes& bytes)
 {
     bytes.fill(0);
-    const ssize_t length
-        = fileSystemCalls().getPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size());
+    const ssize_t length = fileSystemCalls().getPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size());
     return length >= 0 || errno == ENODATA ? 0 : errno;
 }
 
@@ -77,7 +76,8 @@ int FinderInfo::set(const std::string& path, const FileInfo& info)
     std::copy_n(info.rest, std::size(info.rest), bytes.data() + 8);
     if (bytes == before) // so that a copy isn't touched once it is complete
         return 0;
-    return fileSystemCalls().setPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size()) == 0 ? 0 : errno;
+    return fileSystemCalls().setPathAttribute(pathOfSelf(path), kAttribute, bytes.data(), bytes.size()) == 0 ? 0
+                                                                                                             : errno;
 }
 
 FinderInfo::StNewSelf::StNewSelf(const std::string& path, const std::string& newSelf)
@@ -89,6 +89,5 @@ FinderInfo::StNewSelf::StNewSelf(const std::string& path, const std::string& new
 
 FinderInfo::StNewSelf::~StNewSelf()
 {
-    std::erase_if(
-        newSelves(), [this](const NewSelf& self) { return self.first == path && self.second == newSelf; });
+    std::erase_if(newSelves(), [this](const NewSelf& self) { return self.first == path && self.second == newSelf; });
 }

@@ -21,8 +21,8 @@ namespace FinderInfo {
 int get(const std::string& path, FileInfo& info);
 int set(const std::string& path, const FileInfo& info);
 
-/// While in scope, the information of the file at `path` is had from and goes to the one at `newSelf`: to what is going to
-/// take its place and hasn't yet. The file at `path` stays as it is. Of several for one path the last one counts.
+/// While in scope, the information of the file at `path` is had from and goes to the one at `newSelf`: to what is going
+/// to take its place and hasn't yet. The file at `path` stays as it is. Of several for one path the last one counts.
 class StNewSelf {
 public:
     StNewSelf(const std::string& path, const std::string& newSelf);

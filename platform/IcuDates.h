@@ -24,8 +24,8 @@ inline bool isWithinCalendars(double icuDate)
 
 inline NSDate dateOf(double icuDate)
 {
-    return NSDate::dateWithTimePoint(std::chrono::sys_time<std::chrono::duration<double>>(
-        std::chrono::duration<double, std::milli>(icuDate)));
+    return NSDate::dateWithTimePoint(
+        std::chrono::sys_time<std::chrono::duration<double>>(std::chrono::duration<double, std::milli>(icuDate)));
 }
 
 } // namespace IcuDates

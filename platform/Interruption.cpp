@@ -42,7 +42,7 @@ void installInterruptionHandlers()
     if (gDescriptor < 0)
         gDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     for (const int signal : { SIGINT, SIGTERM, SIGHUP }) {
-        struct sigaction action {};
+        struct sigaction action { };
         if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
             continue;
         action = {};

@@ -6,7 +6,10 @@
 /// everything on the way is given back.
 class Interrupted {
 public:
-    explicit Interrupted(int signal) : signal_(signal) { }
+    explicit Interrupted(int signal)
+        : signal_(signal)
+    {
+    }
     int signal() const { return signal_; }
 
 private:
@@ -29,8 +32,8 @@ void sleepUnlessInterrupted(std::chrono::milliseconds duration);
 /// A descriptor that becomes readable when a signal comes, for waits on several things; -1 without handlers.
 int interruptionDescriptor();
 
-/// While in scope, signals that have come before don't count: for the work that an interrupted run still owes. A further
-/// signal does count.
+/// While in scope, signals that have come before don't count: for the work that an interrupted run still owes. A
+/// further signal does count.
 class StForgetInterruptions {
 public:
     StForgetInterruptions();

@@ -34,8 +34,8 @@ void* LargePages::obtain(std::size_t size)
     if (mapped == MAP_FAILED)
         return nullptr;
     auto* const begin = static_cast<unsigned char*>(mapped);
-    const std::size_t before = roundedUp(reinterpret_cast<std::uintptr_t>(begin), kLargePage)
-        - reinterpret_cast<std::uintptr_t>(begin);
+    const std::size_t before
+        = roundedUp(reinterpret_cast<std::uintptr_t>(begin), kLargePage) - reinterpret_cast<std::uintptr_t>(begin);
     if (before > 0)
         ::munmap(begin, before);
     if (before < kLargePage)

@@ -6,8 +6,8 @@
 /// megabytes then costs a few page faults and not thousands.
 namespace LargePages {
 
-/// Null if there is none. From a large page on, the last one is a whole one too: small ones at the end would cost more page
-/// faults than all before them.
+/// Null if there is none. From a large page on, the last one is a whole one too: small ones at the end would cost more
+/// page faults than all before them.
 void* obtain(std::size_t size);
 
 /// `size` as it was obtained with.

@@ -32,7 +32,7 @@ std::vector<std::string> namesIn(FileSystemCalls& calls, int folder)
 /// True if it is of this kind, of this user, and no living process has marked it. The mark is ours then.
 bool isLeftOver(FileSystemCalls& calls, int descriptor, mode_t kind)
 {
-    struct stat status {};
+    struct stat status { };
     return descriptor >= 0 && calls.statOf(descriptor, status) == 0 && (status.st_mode & S_IFMT) == kind
         && status.st_uid == ::geteuid() && calls.markInUse(descriptor) == 0;
 }
@@ -44,7 +44,8 @@ void removeLeftoverFiles(FileSystemCalls& calls, int folder, const std::string& 
     for (const std::string& candidate : namesIn(calls, folder)) {
         if (!isTemporaryName(candidate, name))
             continue;
-        const StDescriptor file(calls, calls.openAt(folder, candidate, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
+        const StDescriptor file(
+            calls, calls.openAt(folder, candidate, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
         if (isLeftOver(calls, file.value, S_IFREG))
             calls.unlinkAt(folder, candidate);
     }
@@ -53,8 +54,7 @@ void removeLeftoverFiles(FileSystemCalls& calls, int folder, const std::string& 
 void removeLeftoverLocks(FileSystemCalls& calls, const std::string& path)
 {
     const std::string lockName = nameOf(path);
-    const StDescriptor folder(
-        calls, calls.openAt(AT_FDCWD, folderOf(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    const StDescriptor folder(calls, calls.openAt(AT_FDCWD, folderOf(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (folder.value < 0)
         return;
     for (const std::string& candidate : namesIn(calls, folder.value)) {

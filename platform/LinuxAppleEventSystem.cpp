@@ -28,7 +28,10 @@ int replyWithResult(sd_bus_message* message, const AppleEvent& reply)
 } // namespace
 
 struct LinuxAppleEventSystem::State {
-    explicit State(const TimeOuts& timeOuts) : timeOuts(timeOuts) { }
+    explicit State(const TimeOuts& timeOuts)
+        : timeOuts(timeOuts)
+    {
+    }
 
     /// Null where there is no usable bus.
     Bus* usableBus()

@@ -18,13 +18,13 @@ LinuxFileItems::LinuxFileItems(FileSystemCalls& calls)
 
 bool LinuxFileItems::fileExistsAtPath(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     return calls_.statAt(AT_FDCWD, path, status, 0) == 0;
 }
 
 FileSystemAttributes LinuxFileItems::attributesOfFileSystemForPath(const std::string& path)
 {
-    struct statvfs volume {};
+    struct statvfs volume { };
     if (::statvfs(path.c_str(), &volume) != 0)
         return {};
     const auto unit = static_cast<double>(volume.f_frsize);

@@ -30,7 +30,11 @@ std::shared_ptr<uint8_t[]> obtainBuffer(std::size_t size)
 /// Bytes that are read into and not zeroed first, which for a large file costs as much as the reading.
 class ReadBuffer {
 public:
-    explicit ReadBuffer(std::size_t size) : bytes(obtainBuffer(size)), size(size) { }
+    explicit ReadBuffer(std::size_t size)
+        : bytes(obtainBuffer(size))
+        , size(size)
+    {
+    }
 
     void grow(std::size_t by)
     {
@@ -87,7 +91,7 @@ LinuxFileManager::LinuxFileManager(FileSystemCalls& calls)
 
 bool LinuxFileManager::fileExistsAtPath(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     return calls_.statAt(AT_FDCWD, path, status, 0) == 0;
 }
 
@@ -95,7 +99,7 @@ std::optional<NSData> LinuxFileManager::dataWithContentsOfFile(const std::string
 {
     // Without O_NONBLOCK the mere opening of a pipe could wait for ever.
     const StDescriptor file(calls_, calls_.openAt(AT_FDCWD, path, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
-    struct stat status {};
+    struct stat status { };
     if (file.value < 0 || calls_.statOf(file.value, status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
     const auto length = static_cast<uint64_t>(status.st_size);

@@ -71,7 +71,7 @@ private:
     /// Looks again where it can't look: one look that fails would leave a lock behind that nobody holds.
     std::optional<Identity> identityOf(const std::string& path)
     {
-        struct stat status {};
+        struct stat status { };
         const auto look = [&] { return calls_.statAt(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW) == 0; };
         if (look() || (errno != ENOENT && look()))
             return Identity { status.st_dev, status.st_ino };
@@ -80,7 +80,7 @@ private:
 
     std::optional<Identity> identityOf(int descriptor)
     {
-        struct stat status {};
+        struct stat status { };
         if (calls_.statOf(descriptor, status) != 0)
             return std::nullopt;
         return Identity { status.st_dev, status.st_ino };
@@ -108,8 +108,8 @@ private:
     /// False if it is there already, or can't be made.
     bool makeNote()
     {
-        const StDescriptor file(calls_,
-            calls_.openAt(folder_, kLockNote, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+        const StDescriptor file(
+            calls_, calls_.openAt(folder_, kLockNote, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
         if (file.value < 0)
             return false;
         writeNote(calls_, file.value);

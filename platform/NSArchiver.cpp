@@ -122,7 +122,10 @@ private:
 
 class Reader {
 public:
-    explicit Reader(std::string_view archive) : rest_(archive) { }
+    explicit Reader(std::string_view archive)
+        : rest_(archive)
+    {
+    }
 
     NSPropertyList root()
     {

@@ -8,8 +8,8 @@
 
 /// Property lists as bytes, in the form of docs/archive-format.md.
 ///
-/// Both directions keep the same bounds, so that whatever can be written can be read. The bytes and values are plain and
-/// not wiped: no collection that holds a secret goes this way.
+/// Both directions keep the same bounds, so that whatever can be written can be read. The bytes and values are plain
+/// and not wiped: no collection that holds a secret goes this way.
 namespace NSArchiver {
 
 inline constexpr std::size_t kLargestArchive = 16 << 20; // bytes

@@ -16,7 +16,11 @@ public:
     std::string description() const;
 
 private:
-    explicit NSCalendarDate(double seconds) : NSDate(seconds), zone(NSTimeZone::defaultTimeZone()) { }
+    explicit NSCalendarDate(double seconds)
+        : NSDate(seconds)
+        , zone(NSTimeZone::defaultTimeZone())
+    {
+    }
 
     NSTimeZone zone;
 };

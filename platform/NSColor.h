@@ -35,9 +35,17 @@ public:
     }
 
 private:
-    enum class Space { RGB, White, Named };
+    enum class Space {
+        RGB,
+        White,
+        Named
+    };
 
-    NSColor(Space space, const RGB& rgb) : space(space), rgb(rgb) { }
+    NSColor(Space space, const RGB& rgb)
+        : space(space)
+        , rgb(rgb)
+    {
+    }
 
     Space space;
     RGB rgb;

@@ -26,7 +26,10 @@ public:
     auto operator<=>(const NSDate&) const = default;
 
 protected:
-    explicit NSDate(double seconds) : seconds(seconds) { }
+    explicit NSDate(double seconds)
+        : seconds(seconds)
+    {
+    }
 
 private:
     double seconds;

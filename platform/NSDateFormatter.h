@@ -10,7 +10,12 @@
 /// is made.
 class NSDateFormatter {
 public:
-    enum class Style { None, Short, Medium, Long };
+    enum class Style {
+        None,
+        Short,
+        Medium,
+        Long
+    };
 
     /// The number by which programs know the behaviour of this class.
     static constexpr int kBehavior10_4 = 1040;

@@ -37,8 +37,8 @@ public:
 /// Locks as folders, which mkdir makes atomically everywhere. In the folder stands, for people who find it, a file
 /// `holder` with host, process, start time and program; a lock of another program without it is as good as any other.
 /// Here the lock is held only by whoever has made that file, so that nobody takes a folder for the one that it has made
-/// and that was broken and made again by another at that very moment. Taking a lock removes what killed programs have left
-/// of it while they gave it back (Leftovers.h).
+/// and that was broken and made again by another at that very moment. Taking a lock removes what killed programs have
+/// left of it while they gave it back (Leftovers.h).
 class LinuxLockSystem final : public LockSystem {
 public:
     /// Asks the system when this process started, which a process that has been restricted to some folders can't.

@@ -19,19 +19,19 @@ public:
     /// All bytes of a file, or nothing when it can't be read.
     virtual std::optional<NSData> dataWithContentsOfFile(const std::string& path) = 0;
 
-    /// Replaces a whole file, so that a crash leaves the old or the new contents. False if that failed, with the reason in
-    /// words where there is a place for it: the old one stands, or the reason says that it is replaced all the same.
+    /// Replaces a whole file, so that a crash leaves the old or the new contents. False if that failed, with the reason
+    /// in words where there is a place for it: the old one stands, or the reason says that it is replaced all the same.
     virtual bool writeToFile(const NSData& data, const std::string& path, std::string* reason = nullptr) = 0;
 };
 
 /// Files of the Linux file system.
 ///
 /// Only regular files are read, so that no pipe or device can hang the program or fill its memory, and none that is
-/// larger than a memory block can be. A replacement is written beside the file, as nobody else can read it, synced, given
-/// the old file's mode, owner, access list and attributes as far as permitted (less access, never more), and renamed over
-/// it; the folder is synced. A symbolic link stays and its target is replaced. Nothing is left over on a failure, and what
-/// a killed program has left of an earlier replacement of the same file is removed (Leftovers.h). A file that another
-/// program has changed since it was read here is not replaced.
+/// larger than a memory block can be. A replacement is written beside the file, as nobody else can read it, synced,
+/// given the old file's mode, owner, access list and attributes as far as permitted (less access, never more), and
+/// renamed over it; the folder is synced. A symbolic link stays and its target is replaced. Nothing is left over on a
+/// failure, and what a killed program has left of an earlier replacement of the same file is removed (Leftovers.h). A
+/// file that another program has changed since it was read here is not replaced.
 class LinuxFileManager final : public NSFileManager {
 public:
     LinuxFileManager();

@@ -98,7 +98,11 @@ InProcessPasteboard::Entry* InProcessPasteboard::entryFor(const std::string& typ
 void InProcessPasteboard::askOwner(const std::string& type)
 {
     struct WhileAsking {
-        WhileAsking(std::set<std::string>& asked, const std::string& type) : asked(asked), type(type) { }
+        WhileAsking(std::set<std::string>& asked, const std::string& type)
+            : asked(asked)
+            , type(type)
+        {
+        }
         ~WhileAsking() { asked.erase(type); }
         std::set<std::string>& asked;
         const std::string type;

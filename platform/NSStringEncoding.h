@@ -14,4 +14,7 @@ inline constexpr TextEncoding kTextEncodingMacRoman = 0;
 inline constexpr TextEncoding kTextEncodingMacJapanese = 1;
 
 /// No setting of this system decides it: always Mac Roman.
-inline TextEncoding GetApplicationTextEncoding() { return kTextEncodingMacRoman; }
+inline TextEncoding GetApplicationTextEncoding()
+{
+    return kTextEncodingMacRoman;
+}

@@ -43,7 +43,8 @@ std::optional<unsigned int> digitValue(char c)
     return std::nullopt;
 }
 
-/// Absent for an escape that is cut short or stands for a zero byte, which no path can hold, and for a query or fragment.
+/// Absent for an escape that is cut short or stands for a zero byte, which no path can hold, and for a query or
+/// fragment.
 std::optional<std::string> unescaped(const std::string& text)
 {
     std::string result;

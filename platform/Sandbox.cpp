@@ -32,7 +32,10 @@ constexpr uint64_t kNotGranted = LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS
 
 class Descriptor {
 public:
-    explicit Descriptor(long value) : value(static_cast<int>(value)) { }
+    explicit Descriptor(long value)
+        : value(static_cast<int>(value))
+    {
+    }
     ~Descriptor()
     {
         if (value >= 0)

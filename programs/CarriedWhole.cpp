@@ -17,7 +17,11 @@ constexpr std::size_t kPrefetched = 6 * kCacheLine; // such a record
 /// Steps over bytes without copying any. Each step is false, and takes nothing back, where the bytes don't fit it.
 class Walk {
 public:
-    Walk(const uint8_t* bytes, std::size_t length) : next(bytes), left(length) { }
+    Walk(const uint8_t* bytes, std::size_t length)
+        : next(bytes)
+        , left(length)
+    {
+    }
 
     bool atEnd() const { return left == 0; }
 

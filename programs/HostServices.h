@@ -21,7 +21,8 @@ public:
         std::string reason;
     };
 
-    /// A file that was copied before it was replaced, since not all of it could be carried over, and what became of that.
+    /// A file that was copied before it was replaced, since not all of it could be carried over, and what became of
+    /// that.
     struct BackedUp {
         std::string path;
         std::string report;

@@ -106,7 +106,10 @@ void addCommonPast(Side& side)
 
 class LargePairText {
 public:
-    explicit LargePairText(uint64_t seed) : random(seed) { }
+    explicit LargePairText(uint64_t seed)
+        : random(seed)
+    {
+    }
 
     std::string letters(std::size_t length)
     {
@@ -132,7 +135,11 @@ private:
     std::mt19937_64 random;
 };
 
-enum class Edited { Nowhere, OnFirst, OnSecond };
+enum class Edited {
+    Nowhere,
+    OnFirst,
+    OnSecond
+};
 
 Edited whereEdited(uint32_t index)
 {

@@ -121,7 +121,10 @@ private:
 /// At its end it names the files that were backed up, which an interrupted run has done too.
 class StTellOfBackups {
 public:
-    explicit StTellOfBackups(const HostServices& services) : services(services) { }
+    explicit StTellOfBackups(const HostServices& services)
+        : services(services)
+    {
+    }
     ~StTellOfBackups()
     {
         for (const HostServices::BackedUp& file : services.backedUp())
@@ -152,8 +155,8 @@ std::string runAction(HostServices& services, const std::vector<std::string>& pa
     }
 }
 
-/// From here on the process reaches the folders of these files and nothing else, should a vault take hold of it. Without
-/// a kernel that can do so it goes on as it is.
+/// From here on the process reaches the folders of these files and nothing else, should a vault take hold of it.
+/// Without a kernel that can do so it goes on as it is.
 void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
 {
 #ifdef VELLORIN_CONFINED

@@ -29,8 +29,7 @@ class DocumentEntry {
 public:
     DocumentEntry(const std::string& identity, std::chrono::milliseconds timeOut)
         : wait(timeOut)
-        , schema(secret_schema_new(
-              kSchemaName, SECRET_SCHEMA_NONE, kDocument, SECRET_SCHEMA_ATTRIBUTE_STRING, nullptr))
+        , schema(secret_schema_new(kSchemaName, SECRET_SCHEMA_NONE, kDocument, SECRET_SCHEMA_ATTRIBUTE_STRING, nullptr))
         , attributes(secret_attributes_build(schema.get(), kDocument, identity.c_str(), nullptr))
         , service(Open())
     {
@@ -56,8 +55,8 @@ GLibObject<SecretService> DocumentEntry::Open()
     if (!bus)
         return nullptr;
     g_dbus_connection_set_exit_on_close(bus.get(), FALSE); // a bus that ends must not end a program with an open vault
-    secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, wait.Cancellable(),
-        VLR_BoundedWait::Done, &wait);
+    secret_service_open(
+        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, wait.Cancellable(), VLR_BoundedWait::Done, &wait);
     return GLibObject<SecretService>(secret_service_open_finish(wait.Result(), nullptr));
 }
 

@@ -23,21 +23,13 @@ bool IsLetter(unsigned char c)
 struct Pair {
     uint64_t halves[2];
 
-    Pair operator^(const Pair& other) const
-    {
-        return { { halves[0] ^ other.halves[0], halves[1] ^ other.halves[1] } };
-    }
-    Pair operator&(const Pair& other) const
-    {
-        return { { halves[0] & other.halves[0], halves[1] & other.halves[1] } };
-    }
-    Pair operator|(const Pair& other) const
-    {
-        return { { halves[0] | other.halves[0], halves[1] | other.halves[1] } };
-    }
+    Pair operator^(const Pair& other) const { return { { halves[0] ^ other.halves[0], halves[1] ^ other.halves[1] } }; }
+    Pair operator&(const Pair& other) const { return { { halves[0] & other.halves[0], halves[1] & other.halves[1] } }; }
+    Pair operator|(const Pair& other) const { return { { halves[0] | other.halves[0], halves[1] | other.halves[1] } }; }
 };
 
-template <class Word> Word WordAt(const unsigned char* bytes)
+template <class Word>
+Word WordAt(const unsigned char* bytes)
 {
     Word word;
     std::memcpy(&word, bytes, sizeof word);
@@ -45,13 +37,15 @@ template <class Word> Word WordAt(const unsigned char* bytes)
 }
 
 /// The highest bit of each byte that is zero, and perhaps of some above one of them.
-template <class Word> Word ZeroBytes(Word word)
+template <class Word>
+Word ZeroBytes(Word word)
 {
     constexpr Word kOnes = static_cast<Word>(~Word { 0 }) / kAllBits;
     return static_cast<Word>((word - kOnes) & ~word & (kOnes << 7));
 }
 
-template <class Word> bool HasZeroByte(Word word)
+template <class Word>
+bool HasZeroByte(Word word)
 {
     return ZeroBytes(word) != 0;
 }
@@ -116,7 +110,8 @@ template <class Word>
 }
 
 /// Whether at any place of a word first and last byte fit.
-template <class Word> bool VLR_ASCIIPattern::MayMatchIn(const unsigned char* first) const
+template <class Word>
+bool VLR_ASCIIPattern::MayMatchIn(const unsigned char* first) const
 {
     const Word atFirst = (WordAt<Word>(first) ^ WordAt<Word>(firstByte)) & WordAt<Word>(firstCompared);
     const Word atLast = (WordAt<Word>(first + length - 1) ^ WordAt<Word>(lastByte)) & WordAt<Word>(lastCompared);

@@ -16,7 +16,8 @@ public:
     /// Whether characters beyond ASCII may stand for a part of it (VLR_Unicode::HoldsEquivalentOfASCII).
     bool MayHaveEquivalents() const { return mayHaveEquivalents; }
 
-    /// Where the first match in [first, last) begins, or `last`. Bytes beyond ASCII match none of the pattern's. Cost: at
+    /// Where the first match in [first, last) begins, or `last`. Bytes beyond ASCII match none of the pattern's. Cost:
+    /// at
     /// worst the product of both lengths.
     const unsigned char* FirstIn(const unsigned char* first, const unsigned char* last) const;
 
@@ -26,16 +27,18 @@ private:
     // Places where a match may begin are looked at a word at a time: whether at any of them first and last byte fit.
     static constexpr int kBlock = 16; // bytes of the longest word
 
-    const unsigned char* FirstAt(
-        const unsigned char* first, const unsigned char* end, const unsigned char* none) const;
+    const unsigned char* FirstAt(const unsigned char* first, const unsigned char* end, const unsigned char* none) const;
     bool MatchesAt(const unsigned char* at) const;
-    template <class Word> const unsigned char* FirstByWords(const unsigned char* first, const unsigned char* last) const;
-    template <class Word> bool MayMatchIn(const unsigned char* first) const;
+    template <class Word>
+    const unsigned char* FirstByWords(const unsigned char* first, const unsigned char* last) const;
+    template <class Word>
+    bool MayMatchIn(const unsigned char* first) const;
 
     uint32_t length;
     bool mayHaveEquivalents = false;
     unsigned char bytes[kLongest];
-    unsigned char compared[kLongest]; // the bits that count: for a letter of a caseless pattern all but that of its case
+    unsigned char
+        compared[kLongest]; // the bits that count: for a letter of a caseless pattern all but that of its case
 
     // The pattern's first and last byte, each for all places of a word.
     unsigned char firstByte[kBlock];

@@ -21,8 +21,8 @@ struct VLR_StretchBuffers {
     VLR_Unicode::KeyMaker maker;
 };
 
-/// Walks a text from one boundary to the next and hands out the key of each stretch between them, so that who looks for a
-/// difference or a match makes no more of the key than it needs.
+/// Walks a text from one boundary to the next and hands out the key of each stretch between them, so that who looks for
+/// a difference or a match makes no more of the key than it needs.
 class VLR_StretchReader {
 public:
     /// `start` bytes of ASCII are left out. Text and buffers are borrowed; a cached representation is not used.

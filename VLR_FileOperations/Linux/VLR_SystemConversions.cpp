@@ -129,8 +129,8 @@ void SysToVLR(const std::optional<NSData>& data, VLR_MemoryBlock& block)
 
 CGRect VLRToSys(const VLR_Rect& rect)
 {
-    return { static_cast<double>(rect.left), static_cast<double>(rect.top),
-        static_cast<double>(rect.right) - rect.left, static_cast<double>(rect.bottom) - rect.top };
+    return { static_cast<double>(rect.left), static_cast<double>(rect.top), static_cast<double>(rect.right) - rect.left,
+        static_cast<double>(rect.bottom) - rect.top };
 }
 
 VLR_Rect SysToVLR(const CGRect& rect)
@@ -183,7 +183,7 @@ bool VLRWriteToFile(const VLR_MemoryBlock& block, const std::string& path)
 bool VLRReadFromFile(VLR_MemoryBlock& block, const std::string& path, uint32_t largest)
 {
     const StOpenFile file(path);
-    struct stat status {};
+    struct stat status { };
     if (file.descriptor < 0 || ::fstat(file.descriptor, &status) != 0 || !S_ISREG(status.st_mode)
         || status.st_size > int64_t { largest })
         return false;

@@ -13,9 +13,9 @@
 #include <optional>
 #include <string>
 
-// Core values turned into platform values and back. A platform text is a std::string of UTF-8, absent where the platform
-// would have none. What the original platform hands to its caller to release is returned by value here, so the forms
-// with and without Alloc do the same.
+// Core values turned into platform values and back. A platform text is a std::string of UTF-8, absent where the
+// platform would have none. What the original platform hands to its caller to release is returned by value here, so the
+// forms with and without Alloc do the same.
 
 std::string VLRToSysAlloc(const VLR_String& text);
 std::string VLRToSys(const VLR_String& text);

@@ -22,7 +22,8 @@ public:
     struct SearchKey {
         VLR_CodePoints codePoints;
 
-        /// For each place in the key, its end included: where in the text the same boundary lies; kInside where none is.
+        /// For each place in the key, its end included: where in the text the same boundary lies; kInside where none
+        /// is.
         VLR_WipedVector<uint32_t> boundaries;
 
         /// The places in the key that have a boundary, in order.

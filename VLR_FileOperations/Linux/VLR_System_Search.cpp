@@ -19,7 +19,8 @@ VLR_Range RangeOf(
     const VLR_ASCIIPattern& pattern, const VLR_String& text, const unsigned char* first, const unsigned char* last)
 {
     const unsigned char* const found = pattern.FirstIn(first, last);
-    return found != last ? VLR_Range { static_cast<uint32_t>(found - text.Bytes()), pattern.Length() } : kVLR_RangeNotFound;
+    return found != last ? VLR_Range { static_cast<uint32_t>(found - text.Bytes()), pattern.Length() }
+                         : kVLR_RangeNotFound;
 }
 
 VLR_Range FindASCII(const VLR_String& text, const VLR_String& search, const VLR_Range& within, bool caseless)
@@ -29,13 +30,12 @@ VLR_Range FindASCII(const VLR_String& text, const VLR_String& search, const VLR_
     if (search.Length() <= VLR_ASCIIPattern::kLongest)
         return RangeOf(VLR_ASCIIPattern(search.Bytes(), search.Length(), caseless), text, first, last);
     const auto at = [caseless](const VLR_String& string) {
-        return [bytes = string.Bytes(), caseless](std::size_t i) {
-            return caseless ? VLR_Unicode::FoldASCII(bytes[i]) : bytes[i];
-        };
+        return [bytes = string.Bytes(), caseless](
+                   std::size_t i) { return caseless ? VLR_Unicode::FoldASCII(bytes[i]) : bytes[i]; };
     };
     const std::size_t end = std::size_t { within.location } + within.length;
-    const std::size_t found = VLR_FirstMatch(
-        at(search), search.Length(), at(text), within.location, end, [](std::size_t) { return true; });
+    const std::size_t found
+        = VLR_FirstMatch(at(search), search.Length(), at(text), within.location, end, [](std::size_t) { return true; });
     if (found == end)
         return kVLR_RangeNotFound;
     return { static_cast<uint32_t>(found), search.Length() };
@@ -49,8 +49,8 @@ VLR_Range FindByKeys(const VLR_SystemRepresentation& text, const VLR_SystemRepre
     const auto& boundaries = key.boundaries;
     const auto isBefore = [&](uint32_t place, uint64_t location) { return boundaries[place] < location; };
     const auto firstPlace = std::lower_bound(key.places.begin(), key.places.end(), within.location, isBefore);
-    const auto behindLast = std::lower_bound(
-        firstPlace, key.places.end(), uint64_t { within.location } + within.length + 1, isBefore);
+    const auto behindLast
+        = std::lower_bound(firstPlace, key.places.end(), uint64_t { within.location } + within.length + 1, isBefore);
     if (firstPlace == behindLast)
         return kVLR_RangeNotFound; // the range lies inside one character
 
@@ -66,8 +66,8 @@ VLR_Range FindByKeys(const VLR_SystemRepresentation& text, const VLR_SystemRepre
     return { boundaries[found], boundaries[found + pattern.size()] - boundaries[found] };
 }
 
-/// Whether a match of ASCII text that ends at `place` ends between two characters, and not before a mark that belongs to
-/// its last letter.
+/// Whether a match of ASCII text that ends at `place` ends between two characters, and not before a mark that belongs
+/// to its last letter.
 bool EndsAtBoundary(const VLR_String& text, const unsigned char* place)
 {
     auto offset = static_cast<uint32_t>(place - text.Bytes());
@@ -88,8 +88,8 @@ bool EndsAtBoundary(const VLR_String& text, const unsigned char* place)
     return isValid ? VLR_Range { location, length } : kVLR_RangeNotFound;
 }
 
-/// The first match in the bytes of a whole text that holds no equivalent of ASCII, so that it can stand nowhere but where
-/// the bytes match.
+/// The first match in the bytes of a whole text that holds no equivalent of ASCII, so that it can stand nowhere but
+/// where the bytes match.
 VLR_Range FindInBytes(const VLR_String& text, const VLR_ASCIIPattern& pattern)
 {
     const unsigned char* const last = text.Bytes() + text.Length();
@@ -105,7 +105,8 @@ VLR_Range FindInStretches(const VLR_String& text, const VLR_SystemRepresentation
     const VLR_CodePoints& wanted = *pattern.key;
     const std::size_t length = wanted.size();
     VLR_StretchReader stretches(text, 0, *pattern.buffers);
-    uint32_t starts[VLR_SystemRepresentation::SearchPattern::kLongest] = {}; // of the stretch at each of the last places
+    uint32_t starts[VLR_SystemRepresentation::SearchPattern::kLongest]
+        = {}; // of the stretch at each of the last places
     std::size_t place = 0; // modulo length
     std::size_t matched = 0;
     uint32_t location = 0;
@@ -160,7 +161,8 @@ VLR_Range FindPrepared(const VLR_String& text, const VLR_String& search, const V
     VLR_StringComparisonType type)
 {
     const VLR_SystemRepresentation::SearchPattern& pattern = what.Pattern(type);
-    return IsFoundByBytes(text, pattern) ? FindInBytes(text, *pattern.ascii) : FindBeyondBytes(text, search, what, type);
+    return IsFoundByBytes(text, pattern) ? FindInBytes(text, *pattern.ascii)
+                                         : FindBeyondBytes(text, search, what, type);
 }
 
 [[gnu::noinline]] VLR_Range FindUnprepared(
@@ -195,8 +197,7 @@ VLR_Range VLR_System::FindRangeOfString(
     return FindByKeys(*where, *what, within, type);
 }
 
-VLR_Range VLR_System::FindRangeOfString(
-    const VLR_String& text, const VLR_String& search, VLR_StringComparisonType type)
+VLR_Range VLR_System::FindRangeOfString(const VLR_String& text, const VLR_String& search, VLR_StringComparisonType type)
 {
     if (search.IsEmpty())
         return kVLR_RangeNotFound;

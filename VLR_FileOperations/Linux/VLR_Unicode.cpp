@@ -273,8 +273,7 @@ void VLR_Unicode::StoreUTF8(const VLR_UTF16& units, VLR_MemoryBlock& to)
 
 bool VLR_Unicode::HasBoundaryBefore(char32_t codePoint)
 {
-    return codePoint < kFirstBeyondASCII
-        || unorm2_hasBoundaryBefore(Composer(), static_cast<UChar32>(codePoint)) != 0;
+    return codePoint < kFirstBeyondASCII || unorm2_hasBoundaryBefore(Composer(), static_cast<UChar32>(codePoint)) != 0;
 }
 
 VLR_Unicode::KeyMaker::KeyMaker(VLR_StringComparisonType type, VLR_CodePoints& key)

@@ -23,7 +23,8 @@ VLR_UTF16 Decode(const unsigned char* bytes, uint32_t length, std::size_t& valid
 /// The code point that begins at `offset`, or kReplacement.
 char32_t CodePointAt(const unsigned char* bytes, uint32_t length, uint32_t offset);
 
-/// Decodes what begins at `offset`, appends its code units and moves `offset` behind it. False if it is not valid UTF-8.
+/// Decodes what begins at `offset`, appends its code units and moves `offset` behind it. False if it is not valid
+/// UTF-8.
 bool DecodeNext(const unsigned char* bytes, uint32_t length, uint32_t& offset, VLR_UTF16& units);
 
 /// How many code units `length` bytes of UTF-8 make; all ones for bytes that are not valid UTF-8.
@@ -41,7 +42,10 @@ void StoreUTF8(const VLR_UTF16& units, VLR_MemoryBlock& to);
 bool HasBoundaryBefore(char32_t codePoint);
 
 /// ASCII letters only: what full case folding does to ASCII text.
-inline unsigned char FoldASCII(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+inline unsigned char FoldASCII(unsigned char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
+}
 
 /// Whether a text of valid UTF-8 has a character beyond ASCII that compares equal to ASCII text, in either way of
 /// comparison: sharp s, long s, ligatures, the Kelvin sign, the Greek question mark and varia. In all other texts ASCII

@@ -82,7 +82,10 @@ public:
 /// Keeps log lines from the test's output.
 class StSilentLog {
 public:
-    StSilentLog() : before(setLogSink([this](std::string_view line) { lines.emplace_back(line); })) { }
+    StSilentLog()
+        : before(setLogSink([this](std::string_view line) { lines.emplace_back(line); }))
+    {
+    }
     ~StSilentLog() { setLogSink(before); }
     StSilentLog(const StSilentLog&) = delete;
     StSilentLog& operator=(const StSilentLog&) = delete;

@@ -112,7 +112,10 @@ TEST_F(Action, AFileThatIsGoneAfterTheWriteIsAFailure)
     action.events.running = { "com.tarquen.Vellorin" };
     action.events.answers(false);
     struct Deleting final : NSFileManager {
-        explicit Deleting(FilesInMemory& files) : files(files) { }
+        explicit Deleting(FilesInMemory& files)
+            : files(files)
+        {
+        }
         bool fileExistsAtPath(const std::string& path) override { return files.fileExistsAtPath(path); }
         std::optional<NSData> dataWithContentsOfFile(const std::string& path) override
         {
@@ -127,8 +130,7 @@ TEST_F(Action, AFileThatIsGoneAfterTheWriteIsAFailure)
     } deleting(action.files);
     NSAutoreleasePool pool;
     AMErrorDictionary error;
-    SynchronizeFiles synchronizer(
-        { { action.events, action.locks, deleting, action.clock }, action.alerts, [] {} });
+    SynchronizeFiles synchronizer({ { action.events, action.locks, deleting, action.clock }, action.alerts, [] {} });
     EXPECT_EQ(synchronizer.runWithInput(AMInput(std::vector<std::string> { action.first, second }), nullptr, error),
         "<Can't find file., method: FSRefWithPath, file: ExtraContainerUtilities, line: 1202>");
     EXPECT_EQ(error.number, SynchronizeFiles::kScriptingSystemError);
@@ -150,7 +152,8 @@ TEST_F(Action, WhatIsNoFailureOfTheProductPassesOut)
 
 TEST_F(Action, TheAlertShowsTheReason)
 {
-    const SynchronizeFilesHost host { { action.events, action.locks, action.files, action.clock }, action.alerts, [] {} };
+    const SynchronizeFilesHost host { { action.events, action.locks, action.files, action.clock }, action.alerts,
+        [] {} };
     SynchronizeFiles(host).fileToFileSyncError(NSException("9", "why"));
     ASSERT_EQ(action.alerts.shown.size(), 1u);
     EXPECT_EQ(action.alerts.shown[0].messageText, "Synchronization Failed!");

@@ -11,7 +11,10 @@ namespace {
 
 class Application final : public ConduitSynchronizeReceiverDelegate {
 public:
-    explicit Application(std::optional<bool> answer) : answer(answer) { }
+    explicit Application(std::optional<bool> answer)
+        : answer(answer)
+    {
+    }
 
     std::optional<bool> syncStartForFile(const std::optional<NSURL>& file) override
     {
@@ -67,8 +70,8 @@ TEST(ConduitSynchronizeReceiver, AnswersByEventAndDelegate)
         AppleEvent reply;
         receiver->receiveSyncAppleEvent(event, reply);
         EXPECT_EQ(application.heard, c.heard);
-        EXPECT_EQ(*reply.paramDescriptorForKeyword(keyDirectObject),
-            NSAppleEventDescriptor::descriptorWithBoolean(c.reply));
+        EXPECT_EQ(
+            *reply.paramDescriptorForKeyword(keyDirectObject), NSAppleEventDescriptor::descriptorWithBoolean(c.reply));
     }
 }
 

@@ -184,8 +184,8 @@ TEST_F(Sender, AStopThatFailsComesOutOfTheScope)
 {
     events.answers(true);
     delegate.onIdle = [&] { events.error = -600; };
-    EXPECT_EQ(run(),
-        " END -[ConduitSynchronizeSender sendStopSynchronizationEvent]:210|sendStop: Unable to AESend. (-600)");
+    EXPECT_EQ(
+        run(), " END -[ConduitSynchronizeSender sendStopSynchronizationEvent]:210|sendStop: Unable to AESend. (-600)");
     EXPECT_TRUE(locks.locks.empty());
 }
 

@@ -73,7 +73,11 @@ public:
 private:
     class Lock final : public NSDistributedLock {
     public:
-        Lock(LockSystemStandIn& system, const std::string& path) : system(system), path(path) { }
+        Lock(LockSystemStandIn& system, const std::string& path)
+            : system(system)
+            , path(path)
+        {
+        }
         bool tryLock() override
         {
             system.asked += "try " + path + "; ";

@@ -133,8 +133,7 @@ TEST_F(ShortageOfMemory, AMergeThatFailsLeavesSoundLists)
         side->AddDeletedUUID(S("\u00C9" + longText + own), 1);
         side->AddDeletedUUID(S("\u00E9" + longText + own), 2);
     };
-    withEachRoom([&] { prepare(hh, "A"), prepare(pc, "B"); },
-        [&] { VLR_Synchronize(*hh, *pc, VLR_SyncMerge); },
+    withEachRoom([&] { prepare(hh, "A"), prepare(pc, "B"); }, [&] { VLR_Synchronize(*hh, *pc, VLR_SyncMerge); },
         [&](bool) {
             for (const VLR_Document* const side : { hh.get(), pc.get() }) {
                 for (uint32_t i = 0; i < side->recordList.Count(); ++i) {

@@ -12,7 +12,11 @@ int gAlive = 0;
 
 class Item final : public VLR_String {
 public:
-    explicit Item(const char* text) : VLR_String(text, VLR_CharacterSetUTF8) { ++gAlive; }
+    explicit Item(const char* text)
+        : VLR_String(text, VLR_CharacterSetUTF8)
+    {
+        ++gAlive;
+    }
     ~Item() override { --gAlive; }
 };
 

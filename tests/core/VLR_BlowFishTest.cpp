@@ -105,8 +105,10 @@ TEST(VLR_BlowFish, KeysCountByTheirFirst72Bytes)
     EXPECT_EQ(sampleUnder(key + "one"), sampleUnder(key + "two"));
     EXPECT_NE(sampleUnder(key.substr(1) + "x"), sampleUnder(key));
     for (const std::size_t length : { 1u, 7u, 71u, 72u, 73u, 100u }) {
-        const std::string some = std::string("abcdefghijklmnopqrstuvwxyz0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ!$%&/()=?+*#-_.,;:"
-                                             "<>|@{[]}~^abcdefghijk").substr(0, length);
+        const std::string some
+            = std::string("abcdefghijklmnopqrstuvwxyz0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ!$%&/()=?+*#-_.,;:"
+                          "<>|@{[]}~^abcdefghijk")
+                  .substr(0, length);
         EXPECT_EQ(sampleUnder(some, /*pad=*/true), sampleUnder(some)) << length;
     }
     EXPECT_EQ(sampleUnder(""), sampleUnder(std::string(1, '\0')));
@@ -148,8 +150,9 @@ TEST(VLR_BlowFish, NeedsAKeyAndWholeBlocks)
     EXPECT_EQ(failure([&] { fish.DecryptMemoryBlock(block); }), "not ready to decrypt handle");
     EXPECT_EQ(failure([&] { fish.Verify(block); }), "not ready to decrypt handle");
     fish.SetPassword(blockOf<VLR_String>("abc"), /*padToKeyLength=*/true);
-    EXPECT_EQ(bytesOf(fish.GetPassword()), (std::string("abcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabc"
-                                                        "abcabcabca")));
+    EXPECT_EQ(bytesOf(fish.GetPassword()),
+        (std::string("abcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabc"
+                     "abcabcabca")));
     EXPECT_EQ(failure([&] { fish.Verify(block); }), "handle length not rounded to 64-bits");
     EXPECT_EQ(block.Length(), 250u);
     fish.Reset();

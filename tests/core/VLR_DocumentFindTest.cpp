@@ -114,8 +114,8 @@ TEST_F(Find, ATitleIsFoundAsTheFirstOfItsNameAfterAnyChange)
 TEST_F(Find, SortsAsTheComparisonsSay)
 {
     std::mt19937 random(2);
-    static const char* const kPieces[] = { "a", "A", "b", "B", "\u00E9", "e\u0301", "\u00DF", "ss", "Z", "\xFF", "", "\U0001F600",
-        "abcdefgh", "abcdefgh", "\u212A", "k" };
+    static const char* const kPieces[] = { "a", "A", "b", "B", "\u00E9", "e\u0301", "\u00DF", "ss", "Z", "\xFF", "",
+        "\U0001F600", "abcdefgh", "abcdefgh", "\u212A", "k" };
     const auto text = [&] {
         std::string result;
         for (int n = static_cast<int>(random() % 4); n > 0; --n)
@@ -232,8 +232,12 @@ TEST_F(Find, TextTurnsWhiteOnADarkBackground)
         VLR_Color color;
         bool white;
     } kCases[] = {
-        { document.backgroundColor, false }, { { 0, 0, 0 }, true }, { { 19660, 19660, 19660 }, true },
-        { { 19661, 19661, 19661 }, false }, { { 58981, 0, 0 }, true }, { { 0, 0, 58982 }, false },
+        { document.backgroundColor, false },
+        { { 0, 0, 0 }, true },
+        { { 19660, 19660, 19660 }, true },
+        { { 19661, 19661, 19661 }, false },
+        { { 58981, 0, 0 }, true },
+        { { 0, 0, 58982 }, false },
     };
     for (const auto& c : kCases) {
         document.backgroundColor = c.color;

@@ -17,7 +17,10 @@ using Pieces = std::vector<std::string>;
 /// A document that is its own host: what an unfinished read leaves over goes with it.
 class Reader : public VLR_Document {
 public:
-    Reader() : VLR_Document(VLR_DocumentReadDecrypted) { }
+    Reader()
+        : VLR_Document(VLR_DocumentReadDecrypted)
+    {
+    }
     ~Reader() override { SetReadCompletionData(nullptr); }
 };
 
@@ -99,10 +102,10 @@ protected:
         const VLR_Rect& rect = of.documentRect;
         const VLR_Color& color = of.backgroundColor;
         std::string text;
-        for (const int64_t value : std::initializer_list<int64_t> { of.previousOpenDate, of.documentStamp,
-                 uint8_t(of.documentFlagA), of.sortParams, rect.top, rect.left, rect.bottom, rect.right,
-                 uint8_t(of.documentFlagB), color.red, color.green, color.blue, uint8_t(of.documentFlagOverridable),
-                 uint8_t(of.documentFlagC) })
+        for (const int64_t value :
+            std::initializer_list<int64_t> { of.previousOpenDate, of.documentStamp, uint8_t(of.documentFlagA),
+                of.sortParams, rect.top, rect.left, rect.bottom, rect.right, uint8_t(of.documentFlagB), color.red,
+                color.green, color.blue, uint8_t(of.documentFlagOverridable), uint8_t(of.documentFlagC) })
             text += (text.empty() ? "" : " ") + std::to_string(value);
         return text;
     }
@@ -253,12 +256,15 @@ TEST_F(OlderVersions, SectionsAreExpectedInTheirOrder)
         { "nothing", "", "GetBytes out of range.", "held" },
         { "a magic", "VL_4" + whole, "expected blowfish reference buffer", "held" },
         { "no reference buffer", whole.substr(kPreferencesTag), "expected blowfish reference buffer", "held" },
-        { "no preferences", std::string(whole).replace(kPreferencesTag, 42, ""), "expected document preferences", "held" },
+        { "no preferences", std::string(whole).replace(kPreferencesTag, 42, ""), "expected document preferences",
+            "held" },
         { "no deletion list", std::string(whole).replace(kDeletionsTag, 92, ""), "expected deletion list", "held" },
         { "identities", std::string(whole).insert(kFirstRecordTag, std::string("SyIn\0\0\0\0\0\0\0\0", 12)),
             "expected password record data", "" },
-        { "no tag of a record", std::string(whole).replace(kFirstRecordTag, 4, ""), "expected password record data", "" },
-        { "another version's end", whole + "SyIn", "expected password record data", "Caf\xC3\xA9 \xC3\x86on \xE2\x80\xA0" },
+        { "no tag of a record", std::string(whole).replace(kFirstRecordTag, 4, ""), "expected password record data",
+            "" },
+        { "another version's end", whole + "SyIn", "expected password record data",
+            "Caf\xC3\xA9 \xC3\x86on \xE2\x80\xA0" },
         { "whole", whole, "", "Caf\xC3\xA9 \xC3\x86on \xE2\x80\xA0" },
     };
     for (const auto& c : kCases) {
@@ -390,7 +396,10 @@ TEST_F(OlderVersions, AHalfReadWhoseStreamIsGoneIsRefused)
 TEST_F(OlderVersions, CompletionDataServesOneRead)
 {
     struct Watched : VLR_ReadCompletionData {
-        explicit Watched(int& gone) : gone(gone) { }
+        explicit Watched(int& gone)
+            : gone(gone)
+        {
+        }
         ~Watched() override { ++gone; }
         int& gone;
     };

@@ -2,6 +2,9 @@
 #include "ScriptedHost.h"
 #include "VLR_System.h"
 
+// Bytes stand in groups, one for each field.
+// clang-format off
+
 namespace {
 
 /// A vault with the password "right", and a host that answers as told.

@@ -50,7 +50,8 @@ TEST_F(Version4, GoldenVaultsReadAsPromised)
 
 TEST_F(Version4, WrittenBackEncipheredOnlyTheDateDiffers)
 {
-    for (const char* name : { "two-records", "growth-items", "clear-part", "deletions-twice", "reference-last-block" }) {
+    for (const char* name :
+        { "two-records", "growth-items", "clear-part", "deletions-twice", "reference-last-block" }) {
         VLR_MemoryBlock file = S(golden.at(name));
         EXPECT_EQ(closed.FromBlock(file), 0u);
         VLR_MemoryBlock written;
@@ -181,9 +182,11 @@ TEST_F(Version4, DamageIsLogged)
     log.clear();
     file = S(golden.at("record-chunk-cut"));
     closed.FromBlock(file);
-    EXPECT_NE(std::find_if(log.begin(), log.end(), [](const std::string& line) {
-        return line.rfind("Error reading an entry, unable to recover any data.", 0) == 0;
-    }), log.end());
+    EXPECT_NE(std::find_if(log.begin(), log.end(),
+                  [](const std::string& line) {
+                      return line.rfind("Error reading an entry, unable to recover any data.", 0) == 0;
+                  }),
+        log.end());
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-#include "CoreFixture.h"
 #include "VLR_GatheringStream.h"
+#include "CoreFixture.h"
 
 #include <algorithm>
 #include <random>

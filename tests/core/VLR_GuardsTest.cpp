@@ -1,5 +1,5 @@
-#include "VLR_Exception.h"
 #include "VLR_Guards.h"
+#include "VLR_Exception.h"
 #include "VLR_System.h"
 #include "WatchedMemory.h"
 
@@ -59,7 +59,8 @@ TEST(Guards, AWriteBesideThePayloadIsNoticed)
         const unsigned char kept = payload[offset];
         payload[offset] = static_cast<unsigned char>(kept + 1);
         const uint32_t total = gAllocationBytesCurrentTotal;
-        EXPECT_EQ(raised([&] { VLR_System::Free(payload); }), offset < 0 ? "Bad beginning guard." : "Bad ending guard.");
+        EXPECT_EQ(
+            raised([&] { VLR_System::Free(payload); }), offset < 0 ? "Bad beginning guard." : "Bad ending guard.");
         EXPECT_EQ(gAllocationBytesCurrentTotal, total); // nothing was released
         payload[offset] = kept;
         VLR_System::Free(payload);

@@ -1,5 +1,5 @@
-#include "VLR_Exception.h"
 #include "VLR_MemoryBlock.h"
+#include "VLR_Exception.h"
 #include "VLR_String.h"
 #include "VLR_System.h"
 #include "WatchedMemory.h"
@@ -206,8 +206,8 @@ TEST(VLR_MemoryBlock, OrdersByLengthFirst)
     const struct {
         std::string a, b;
         int32_t order;
-    } kCases[] = { { "zz", "abc", -1 }, { "abc", "zz", 1 }, { "", "", 0 }, { "ab", "ab", 0 }, { "a\xFF", "a\x01", 0xFE },
-        { std::string("\0", 1), "\x05", -5 } };
+    } kCases[] = { { "zz", "abc", -1 }, { "abc", "zz", 1 }, { "", "", 0 }, { "ab", "ab", 0 },
+        { "a\xFF", "a\x01", 0xFE }, { std::string("\0", 1), "\x05", -5 } };
     for (const auto& c : kCases) {
         const VLR_MemoryBlock other = blockOf(c.b);
         EXPECT_EQ(blockOf(c.a).Compare(&other), c.order) << c.a << " " << c.b;

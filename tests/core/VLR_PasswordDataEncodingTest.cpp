@@ -1,6 +1,9 @@
 #include "CoreFixture.h"
 #include "VLR_System.h"
 
+// Bytes stand in groups, one for each field.
+// clang-format off
+
 namespace {
 
 class Encoding : public CoreTest {

@@ -125,8 +125,8 @@ TEST_F(Record, EncipheredRecordsCompareByIdentityAndCategory)
     EXPECT_EQ(a->Compare(*b, VLR_SortTitle, true), 1);
     b->SetUUID(S("T"));
     EXPECT_EQ(a->Compare(*b, VLR_SortTitle, false), 1);
-    EXPECT_EQ(failure([&] { a->Compare(*record, VLR_SortTitle, false); }),
-        "can't compare encrypted with unencrypted data.");
+    EXPECT_EQ(
+        failure([&] { a->Compare(*record, VLR_SortTitle, false); }), "can't compare encrypted with unencrypted data.");
     EXPECT_EQ(failure([&] { record->Compare(*a, VLR_SortTitle, false); }), "");
 }
 

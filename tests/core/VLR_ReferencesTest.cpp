@@ -62,7 +62,8 @@ TEST_F(References, Resolve)
         { "no name", { { "a", "", "[::]" } }, "[::]" },
         { "one mark", { { "a", "", "[:b" }, { "b", "", "pw" } }, "[:b" },
         { "marks out of order", { { "a", "", ":] [:b:]" }, { "b", "", "pw" } }, "tags out of order" },
-        { "not ASCII", { { "a", "", "\u00E9[:\u00FC:]\u00E9" }, { "\u00FC", "", "\U0001F600" } }, "\u00E9\U0001F600\u00E9" },
+        { "not ASCII", { { "a", "", "\u00E9[:\u00FC:]\u00E9" }, { "\u00FC", "", "\U0001F600" } },
+            "\u00E9\U0001F600\u00E9" },
         { "a value with a mark", { { "a", "", "[:b:]c:]" }, { "b", "", "[:" }, { "c", "", "pw" } }, "pw" },
     };
     for (const auto& c : kCases) {

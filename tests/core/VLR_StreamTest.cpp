@@ -1,10 +1,13 @@
-#include "VLR_Exception.h"
 #include "VLR_Stream.h"
+#include "VLR_Exception.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
+
+// Bytes stand in groups, one for each field.
+// clang-format off
 
 namespace {
 

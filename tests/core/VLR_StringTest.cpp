@@ -1,6 +1,6 @@
+#include "VLR_String.h"
 #include "VLR_Array.h"
 #include "VLR_Exception.h"
-#include "VLR_String.h"
 #include "VLR_System.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@ namespace {
 
 VLR_String S(const std::string& utf8)
 {
-    return VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(utf8.data()),
-                          static_cast<uint32_t>(utf8.size())),
+    return VLR_String(
+        VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(utf8.data()), static_cast<uint32_t>(utf8.size())),
         VLR_CharacterSetUTF8);
 }
 
@@ -177,7 +177,12 @@ TEST(VLR_String, ReplacesAllMatchesWithoutRegardToCase)
         { "sss", "\u00DF", "-", "-s", 1 },
         { "ssss", "\u00DF", "-", "--", 2 },
         { "e\u0301\u00E9e", "\u00E9", "\U0001F511", "\U0001F511\U0001F511e", 2 },
-        { "\xFF" "a", "a", "b", "\xFF" "a", 0 },
+        { "\xFF"
+          "a",
+            "a", "b",
+            "\xFF"
+            "a",
+            0 },
     };
     for (const auto& c : kCases) {
         VLR_String text = S(c.text);
@@ -230,11 +235,8 @@ TEST(VLR_String, SplitsIntoComponents)
         const char *text, *separator;
         std::vector<std::string> components;
     } kCases[] = {
-        { "a,,b", ",", { "a", "", "b" } },
-        { "", ",", { "" } },
-        { "abc", "", { "abc" } },
-        { "aXbxc", "x", { "a", "b", "c" } },
-        { ",", ",", { "", "" } },
+        { "a,,b", ",", { "a", "", "b" } }, { "", ",", { "" } }, { "abc", "", { "abc" } },
+        { "aXbxc", "x", { "a", "b", "c" } }, { ",", ",", { "", "" } },
         { "assb", "\u00DF", { "a", "b" } }, // two letters are the separator's one
     };
     for (const auto& c : kCases) {
@@ -301,8 +303,8 @@ TEST(VLR_String, ConstructorsCountAsTheirSetsDo)
 /// soon as it is cached, and every match folds to what was searched for, with none before it.
 TEST(VLR_String, RandomTextsAgreeWithTheirDefinition)
 {
-    const std::string alphabet[] = { "a", "A", "b", "s", "S", "\u00DF", "\u00E9", "e", "\u0301", "\u0323", "\u212A", "k",
-        "\uFB03", "f", "i", "\u0130", "\U0001F511", "\uAC00", "\u11A8" };
+    const std::string alphabet[] = { "a", "A", "b", "s", "S", "\u00DF", "\u00E9", "e", "\u0301", "\u0323", "\u212A",
+        "k", "\uFB03", "f", "i", "\u0130", "\U0001F511", "\uAC00", "\u11A8" };
     std::mt19937 random(7);
     const auto randomText = [&](std::size_t longest, std::size_t letters) {
         std::string text;
@@ -328,8 +330,9 @@ TEST(VLR_String, RandomTextsAgreeWithTheirDefinition)
             if (plain == kVLR_RangeNotFound || text.Length() > 0xFFFF)
                 continue;
             const VLR_PodBlock<unsigned short> units(text);
-            const VLR_String found(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(units.Values() + plain.location),
-                                       plain.length * 2),
+            const VLR_String found(
+                VLR_MemoryBlock(
+                    reinterpret_cast<const unsigned char*>(units.Values() + plain.location), plain.length * 2),
                 VLR_CharacterSetUTF16);
             EXPECT_EQ(VLR_System::CompareStrings(found, search, type), 0) << str(text) << " / " << str(search);
             const VLR_Range before { 0, plain.location + plain.length - 1 };

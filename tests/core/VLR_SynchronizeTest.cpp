@@ -1,5 +1,5 @@
-#include "CoreFixture.h"
 #include "VLR_Synchronize.h"
+#include "CoreFixture.h"
 #include "VLR_System.h"
 
 #include <random>

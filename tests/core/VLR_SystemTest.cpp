@@ -1,7 +1,7 @@
+#include "VLR_System.h"
 #include "CoreFixture.h"
 #include "NSException.h"
 #include "ScratchFolder.h"
-#include "VLR_System.h"
 #include "VLR_SystemConversions.h"
 
 #include <cmath>
@@ -30,8 +30,8 @@ TEST_F(System, MakesIdentities)
 
 TEST_F(System, CountsFrom2001)
 {
-    EXPECT_NEAR(static_cast<double>(VLR_System::SecondsSince2001()),
-        static_cast<double>(std::time(nullptr) - 978307200), 2.0);
+    EXPECT_NEAR(
+        static_cast<double>(VLR_System::SecondsSince2001()), static_cast<double>(std::time(nullptr) - 978307200), 2.0);
 }
 
 TEST_F(System, HoldsOneExpressPassword)

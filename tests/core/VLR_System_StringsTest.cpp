@@ -80,9 +80,9 @@ TEST(VLR_System_Strings, MacRomanIsTheConvertersTable)
 TEST(VLR_System_Strings, HashIsTheOnePublished)
 {
     // Key 00 to 0F; input of n bytes 00, 01, ...: the published vectors of SipHash-1-3.
-    const uint64_t kExpected[] = { 0xABAC0158050FC4DC, 0xC9F49BF37D57CA93, 0x82CB9B024DC7D44D, 0x8BF80AB8E7DDF7FB,
-        0xCF75576088D38328, 0xDEF9D52F49533B67, 0xC50D2B50C59F22A7, 0xD3927D989BB11140, 0x369095118D299A8E,
-        0x25A48EB36C063DE4 };
+    const uint64_t kExpected[]
+        = { 0xABAC0158050FC4DC, 0xC9F49BF37D57CA93, 0x82CB9B024DC7D44D, 0x8BF80AB8E7DDF7FB, 0xCF75576088D38328,
+              0xDEF9D52F49533B67, 0xC50D2B50C59F22A7, 0xD3927D989BB11140, 0x369095118D299A8E, 0x25A48EB36C063DE4 };
     for (unsigned char n = 0; n < std::size(kExpected); ++n) {
         VLR_SipHash hash(0x0706050403020100, 0x0F0E0D0C0B0A0908);
         for (unsigned char byte = 0; byte < n; ++byte)

@@ -21,7 +21,7 @@ namespace {
 using TextModel::composed;
 using TextModel::keyOf;
 
-constexpr VLR_StringComparisonType kBothTypes[] = {VLR_StringComparisonExact, VLR_StringComparisonCaseless};
+constexpr VLR_StringComparisonType kBothTypes[] = { VLR_StringComparisonExact, VLR_StringComparisonCaseless };
 
 VLR_String S(const std::string& bytes)
 {
@@ -33,8 +33,8 @@ VLR_String S(const std::string& bytes)
 VLR_String S(const std::u16string& units)
 {
     return VLR_String(VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(units.data()),
-                                      static_cast<uint32_t>(units.size() * sizeof(char16_t))),
-                      VLR_CharacterSetUTF16);
+                          static_cast<uint32_t>(units.size() * sizeof(char16_t))),
+        VLR_CharacterSetUTF16);
 }
 
 class RandomTexts {
@@ -52,16 +52,14 @@ public:
     std::size_t Below(std::size_t bound) { return random() % bound; }
 
 private:
-    static constexpr const char16_t* kAlphabet[] = {
-        u"a",          u"s",      u"S",      u"\u00DF", u"\u1E9E",     u"s",          u"\u0323",     u"\u0307",
-        u"\u1E69",     u"\u017F", u"i",      u"\u0130", u"\u0131",     u"I",          u"\u0307",     u"\uFB03",
-        u"f",          u"F",      u"I",      u"k",      u"\u212A",     u"K",          u"\u03B1",     u"\u0345",
-        u"\u0301",     u"\u1FB4", u"\u0399", u"\u03C3", u"\u03C2",     u"\u03A3",     u"\u1100",     u"\u1161",
-        u"\uAC00",     u"\u11A8", u"\uAC01", u"\u09C7", u"\u09BE",     u"\u09CB",     u"\u0F71",     u"\u0F72",
-        u"\u0F73",     u"\u0344", u"\u0308", u"\u0301", u"\U0001D15E", u"\U0001D157", u"\U0001D165", u"\U00010400",
-        u"\U00010428", u"\uFF21", u"\uFFFD", u"\u037E", u";",          u"\u1FEF",     u"`"};
+    static constexpr const char16_t* kAlphabet[] = { u"a", u"s", u"S", u"\u00DF", u"\u1E9E", u"s", u"\u0323", u"\u0307",
+        u"\u1E69", u"\u017F", u"i", u"\u0130", u"\u0131", u"I", u"\u0307", u"\uFB03", u"f", u"F", u"I", u"k", u"\u212A",
+        u"K", u"\u03B1", u"\u0345", u"\u0301", u"\u1FB4", u"\u0399", u"\u03C3", u"\u03C2", u"\u03A3", u"\u1100",
+        u"\u1161", u"\uAC00", u"\u11A8", u"\uAC01", u"\u09C7", u"\u09BE", u"\u09CB", u"\u0F71", u"\u0F72", u"\u0F73",
+        u"\u0344", u"\u0308", u"\u0301", u"\U0001D15E", u"\U0001D157", u"\U0001D165", u"\U00010400", u"\U00010428",
+        u"\uFF21", u"\uFFFD", u"\u037E", u";", u"\u1FEF", u"`" };
 
-    std::mt19937 random{20010101};
+    std::mt19937 random { 20010101 };
 };
 
 /// An allocation source that looks for a secret in all that comes back.
@@ -95,7 +93,7 @@ void GiveBack(void* memory)
     const auto* const bytes = static_cast<const unsigned char*>(memory);
     std::size_t size = 0;
     std::memcpy(&size, bytes - kHeader, sizeof size);
-    for (const std::size_t width : {1u, 2u, 4u})
+    for (const std::size_t width : { 1u, 2u, 4u })
         found = found || Holds(bytes, size, width);
     std::free(static_cast<unsigned char*>(memory) - kHeader);
 }
@@ -107,9 +105,9 @@ TEST(VLR_Unicode, ComparisonAndHashFollowTheDefinition)
     RandomTexts texts;
     for (int round = 0; round < 20000; ++round) {
         const std::u16string a = texts.Make(6);
-        const std::u16string b = round % 3 == 0   ? composed(a)
-                                 : round % 3 == 1 ? keyOf(a, VLR_StringComparisonCaseless)
-                                                  : texts.Make(6);
+        const std::u16string b = round % 3 == 0 ? composed(a)
+            : round % 3 == 1                    ? keyOf(a, VLR_StringComparisonCaseless)
+                                                : texts.Make(6);
         for (const auto type : kBothTypes) {
             const int32_t order = TextModel::compare(a, b, type);
             ASSERT_EQ(VLR_System::CompareStrings(S(a), S(b), type), order) << round;
@@ -119,8 +117,8 @@ TEST(VLR_Unicode, ComparisonAndHashFollowTheDefinition)
 }
 
 /// In a whole text: with nothing prepared, and with one of the two prepared for several searches.
-void ExpectFirstInWhole(const std::u16string& text, const std::u16string& search, VLR_StringComparisonType type,
-    const VLR_Range& expected)
+void ExpectFirstInWhole(
+    const std::u16string& text, const std::u16string& search, VLR_StringComparisonType type, const VLR_Range& expected)
 {
     const VLR_String in = S(text);
     const VLR_String wanted = S(search);
@@ -135,7 +133,7 @@ void ExpectFirstInWhole(const std::u16string& text, const std::u16string& search
 
 void ExpectFirstByTrial(const std::u16string& text, const std::u16string& search, VLR_StringComparisonType type)
 {
-    const VLR_Range whole{0, static_cast<uint32_t>(text.size())};
+    const VLR_Range whole { 0, static_cast<uint32_t>(text.size()) };
     ExpectFirstInWhole(text, search, type, TextModel::find(text, search, whole, type));
 }
 
@@ -145,7 +143,8 @@ TEST(VLR_Unicode, SearchInWholeTextsFollowsTheDefinition)
     for (int round = 0; round < 20000 && !::testing::Test::HasFailure(); ++round) {
         const std::u16string text = texts.Make(12);
         const std::u16string part = text.substr(texts.Below(text.size() + 1), 1 + texts.Below(3));
-        const std::u16string folded = keyOf(part, VLR_StringComparisonCaseless); // often ASCII that the text spells otherwise
+        const std::u16string folded
+            = keyOf(part, VLR_StringComparisonCaseless); // often ASCII that the text spells otherwise
         for (const std::u16string& search : { part, folded }) {
             if (search.empty() || U16_IS_TRAIL(search.front()) || U16_IS_LEAD(search.back()))
                 continue;
@@ -180,7 +179,7 @@ TEST(VLR_Unicode, EveryCharacterIsFoundByTheASCIITextThatItEquals)
 
 TEST(VLR_Unicode, ShortASCIITextsAreFoundAtEachPlace)
 {
-    for (const std::u16string search : {u"q", u"qr", u"qrst;", u"quartz, quartz: x"}) {
+    for (const std::u16string search : { u"q", u"qr", u"qrst;", u"quartz, quartz: x" }) {
         const auto length = static_cast<uint32_t>(search.size());
         for (std::size_t i = 0; i < 40 * 20; ++i) {
             const std::u16string before = std::u16string(i / 20, u'x') + search.substr(0, length - 1);
@@ -188,14 +187,14 @@ TEST(VLR_Unicode, ShortASCIITextsAreFoundAtEachPlace)
             const auto at = static_cast<uint32_t>(before.size());
             const bool endsHere = i % 20 == 0;
             const auto behind = static_cast<uint32_t>(text.size() + 1);
-            ExpectFirstInWhole(text, search, VLR_StringComparisonExact, {at, length});
+            ExpectFirstInWhole(text, search, VLR_StringComparisonExact, { at, length });
             ExpectFirstInWhole(text.substr(0, text.size() - 1), u"Q" + search.substr(1), VLR_StringComparisonCaseless,
-                               endsHere ? kVLR_RangeNotFound : VLR_Range{at, length});
+                endsHere ? kVLR_RangeNotFound : VLR_Range { at, length });
             // A mark takes the last letter away.
-            ExpectFirstInWhole(text + u"\u0301" + search, search, VLR_StringComparisonCaseless,
-                               {endsHere ? behind : at, length});
+            ExpectFirstInWhole(
+                text + u"\u0301" + search, search, VLR_StringComparisonCaseless, { endsHere ? behind : at, length });
             ExpectFirstInWhole(u"\u00E9" + before + search + u"\u0323" + text, search, VLR_StringComparisonCaseless,
-                               {at + length + 2 + at, length});
+                { at + length + 2 + at, length });
             if (HasFailure())
                 return;
         }
@@ -211,7 +210,9 @@ TEST(VLR_Unicode, NothingIsFoundInBytesThatAreNoText)
             prepared.emplace(wanted);
         EXPECT_TRUE(S("\u00E9ab").Contains(wanted));
         EXPECT_FALSE(S("ab\xC3").Contains(wanted));
-        EXPECT_FALSE(S("\x80" "ab").Contains(wanted));
+        EXPECT_FALSE(S("\x80"
+                       "ab")
+                         .Contains(wanted));
         EXPECT_FALSE(S("ab\u00E9\xED\xA0\x80").Contains(wanted));
     }
 }
@@ -221,15 +222,16 @@ TEST(VLR_Unicode, SearchFollowsTheDefinition)
     RandomTexts texts;
     for (int round = 0; round < 20000; ++round) {
         const std::u16string text = texts.Make(9);
-        const std::u16string search =
-            round % 2 == 0 || text.empty() ? texts.Make(3) : text.substr(texts.Below(text.size()), 1 + texts.Below(3));
+        const std::u16string search = round % 2 == 0 || text.empty()
+            ? texts.Make(3)
+            : text.substr(texts.Below(text.size()), 1 + texts.Below(3));
         const auto cut = static_cast<uint32_t>(texts.Below(text.size() + 1));
-        const VLR_Range within{cut, static_cast<uint32_t>(texts.Below(text.size() - cut + 1))};
+        const VLR_Range within { cut, static_cast<uint32_t>(texts.Below(text.size() - cut + 1)) };
         if (search.empty() || U16_IS_TRAIL(search.front()) || U16_IS_LEAD(search.back()))
             continue; // half a pair is no text
         for (const auto type : kBothTypes)
             ASSERT_EQ(VLR_System::FindRangeOfString(S(text), S(search), within, type),
-                      TextModel::find(text, search, within, type))
+                TextModel::find(text, search, within, type))
                 << round;
     }
 }
@@ -248,21 +250,8 @@ TEST(VLR_Unicode, EquivalentTextsContainTheSame)
 
 TEST(VLR_Unicode, AnyBytesHaveOneOrder)
 {
-    const std::string kPieces[] = {"a",
-                                   "b",
-                                   "\xC3",
-                                   "\xA9",
-                                   "\xC3\xA9",
-                                   "\xED\xA0\x80",
-                                   "\xF0\x9F",
-                                   "\x98",
-                                   "\x80",
-                                   "\xC0\x80",
-                                   "\xF4\x90\x80\x80",
-                                   "\xFF",
-                                   "\xEF\xBF\xBF",
-                                   "\xF0\x90\x80\x80",
-                                   std::string("\0", 1)};
+    const std::string kPieces[] = { "a", "b", "\xC3", "\xA9", "\xC3\xA9", "\xED\xA0\x80", "\xF0\x9F", "\x98", "\x80",
+        "\xC0\x80", "\xF4\x90\x80\x80", "\xFF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", std::string("\0", 1) };
     std::mt19937 random(3);
     std::vector<std::string> texts;
     for (int i = 0; i < 400; ++i) {
@@ -303,16 +292,16 @@ TEST(VLR_Unicode, HashOfASCIIIgnoresCaseLikeItsLowerCase)
         all += static_cast<char>(c);
     std::string lower = all;
     std::transform(lower.begin() + 'A', lower.begin() + 'Z' + 1, lower.begin() + 'A',
-                   [](char c) { return static_cast<char>(c + 32); });
+        [](char c) { return static_cast<char>(c + 32); });
     for (std::size_t start = 0; start < 128; ++start) {
         for (std::size_t n = 0; n < 20 && start + n <= 128; ++n) {
             const VLR_String a = S(all.substr(start, n));
             const VLR_String b = S(lower.substr(start, n));
             ASSERT_EQ(VLR_System::HashString(a, VLR_StringComparisonCaseless),
-                      VLR_System::HashString(b, VLR_StringComparisonExact));
-            ASSERT_EQ(VLR_System::HashString(a, VLR_StringComparisonExact) ==
-                          VLR_System::HashString(b, VLR_StringComparisonExact),
-                      all.substr(start, n) == lower.substr(start, n));
+                VLR_System::HashString(b, VLR_StringComparisonExact));
+            ASSERT_EQ(VLR_System::HashString(a, VLR_StringComparisonExact)
+                    == VLR_System::HashString(b, VLR_StringComparisonExact),
+                all.substr(start, n) == lower.substr(start, n));
         }
     }
 }
@@ -332,7 +321,7 @@ TEST(VLR_Unicode, HashTakesItsInputInAnyPieces)
 
 TEST(VLR_Unicode, NoTextStaysBehindInFreedMemory)
 {
-    const VLR_RawMemory before = VLR_SetRawMemory({Watch::Obtain, Watch::GiveBack});
+    const VLR_RawMemory before = VLR_SetRawMemory({ Watch::Obtain, Watch::GiveBack });
     Watch::found = false;
     {
         VLR_String text = S(u"x\u0323\u0307hunter2\u00E9hunter2");
@@ -342,7 +331,7 @@ TEST(VLR_Unicode, NoTextStaysBehindInFreedMemory)
             EXPECT_NE(VLR_System::CompareStrings(text, search, type), 0);
             VLR_System::HashString(text, type);
         }
-        for (const auto set : {VLR_CharacterSetUTF16, VLR_CharacterSetMacRoman, VLR_CharacterSetUTF16Terminated})
+        for (const auto set : { VLR_CharacterSetUTF16, VLR_CharacterSetMacRoman, VLR_CharacterSetUTF16Terminated })
             EXPECT_FALSE(text.EncodedBlock(set).IsEmpty());
         text.ReplaceBetween(S("\u00E9"), S("\u00E9"), S("hunter2"));
         EXPECT_EQ(text.ReplaceAll(S("hunter2"), S("hunter2, hunter2")), 3u);
@@ -373,7 +362,7 @@ TEST(VLR_Unicode, HostileTextsTakeLinearTime)
     VLR_String text = S(manyLetters + "\u00E9");
     const StVLR_AutoSystemRepresentation whileSearching(text);
     for (uint32_t i = 0; i < 100000; ++i) // each looks at its own two units, not at the rest
-        ASSERT_EQ(VLR_System::FindRangeOfString(text, S("b"), {i, 2}, VLR_StringComparisonExact), kVLR_RangeNotFound);
+        ASSERT_EQ(VLR_System::FindRangeOfString(text, S("b"), { i, 2 }, VLR_StringComparisonExact), kVLR_RangeNotFound);
     ASSERT_EQ(text.ReplaceAll(S("a"), VLR_String()), 1u << 20); // a match in first place, nothing put in
     const VLR_String commas = S(std::string(300000, ','));
     EXPECT_EQ(commas.ArrayOfComponentsSeparatedByString(S(",")).Count(), 300001u);

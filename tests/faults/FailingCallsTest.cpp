@@ -1,8 +1,8 @@
-#include "VaultBackups.h"
 #include "FaultyCalls.h"
 #include "FileSystemInMemory.h"
 #include "ScratchFolder.h"
 #include "Synchronisation.h"
+#include "VaultBackups.h"
 #include "VaultHistory.h"
 
 #include <gtest/gtest.h>
@@ -146,8 +146,8 @@ protected:
         }
     }
 
-    /// A sync that fails is no sync: what the run says of it must hold in what a power cut right behind the run leaves. Only
-    /// of a folder that may not be read a success says nothing, as it can't be synced.
+    /// A sync that fails is no sync: what the run says of it must hold in what a power cut right behind the run leaves.
+    /// Only of a folder that may not be read a success says nothing, as it can't be synced.
     void expectWholeAfterPowerCut(
         const FileSystemInMemory& files, const Expected& expected, bool succeeded, bool folderLasts)
     {
@@ -201,8 +201,8 @@ protected:
         for (Fault fault : faults) {
             for (fault.at = 0; fault.at < calls; ++fault.at) {
                 SCOPED_TRACE(std::string(row.name) + ", call " + std::to_string(fault.at)
-                    + (fault.fromThenOn ? " and all behind it" : "") + ", error " + std::to_string(fault.error) + ", seed "
-                    + std::to_string(seed));
+                    + (fault.fromThenOn ? " and all behind it" : "") + ", error " + std::to_string(fault.error)
+                    + ", seed " + std::to_string(seed));
                 meet(expected, row, fault);
                 if (HasFailure())
                     return;
@@ -235,8 +235,8 @@ TEST_F(FailingCalls, AllFromOneOnWithEachError)
 
 TEST_F(FailingCalls, ShortReadsAndWritesLoseNothing)
 {
-    sweep(/*firstSeed=*/300,
-        { { Kind::Short, 0, /*fromThenOn=*/false, 0 }, { Kind::Short, 0, /*fromThenOn=*/true, 0 } });
+    sweep(
+        /*firstSeed=*/300, { { Kind::Short, 0, /*fromThenOn=*/false, 0 }, { Kind::Short, 0, /*fromThenOn=*/true, 0 } });
 }
 
 /// Files on the disk, and a child process for each run that is killed.

@@ -1,10 +1,10 @@
-#include "VaultBackups.h"
 #include "FaultyCalls.h"
 #include "ScarceMemory.h"
 #include "ScratchFolder.h"
 #include "Synchronisation.h"
 #include "VLR_Exception.h"
 #include "VLR_RawMemory.h"
+#include "VaultBackups.h"
 #include "VaultHistory.h"
 
 #include <gtest/gtest.h>
@@ -48,8 +48,8 @@ protected:
     void sweep(const VaultPair& vaults, bool isBackedUp, bool failsOnce)
     {
         const VaultPair after = merged(vaults);
-        const VaultState states[] = { stateOf(vaults.first), stateOf(after.first), stateOf(vaults.second),
-            stateOf(after.second) };
+        const VaultState states[]
+            = { stateOf(vaults.first), stateOf(after.first), stateOf(vaults.second), stateOf(after.second) };
         std::size_t failures = 0;
         for (std::size_t allocations = 0; !HasFailure(); ++allocations) {
             SCOPED_TRACE("allocation " + std::to_string(allocations) + (failsOnce ? "" : " and all behind it"));

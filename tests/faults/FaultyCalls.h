@@ -25,7 +25,10 @@ public:
     static constexpr int kKilled = 99;
 
     /// `inner` must outlive the object.
-    explicit FaultyCalls(FileSystemCalls& inner) : inner(inner) { }
+    explicit FaultyCalls(FileSystemCalls& inner)
+        : inner(inner)
+    {
+    }
 
     void set(const Fault& newFault);
     std::size_t count() const { return calls; }
@@ -38,7 +41,10 @@ public:
     ssize_t read(int descriptor, void* bytes, std::size_t count) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override;
     int sync(int descriptor) override;
-    void beginSync(int descriptor, off_t offset, std::size_t count) override { inner.beginSync(descriptor, offset, count); }
+    void beginSync(int descriptor, off_t offset, std::size_t count) override
+    {
+        inner.beginSync(descriptor, offset, count);
+    }
     int statAt(int folder, const std::string& name, struct stat& status, int flags) override;
     int statOf(int descriptor, struct stat& status) override;
     int renameAt(int folder, const std::string& from, const std::string& to) override;
@@ -91,7 +97,10 @@ public:
 /// An implementation in place of the system's for a scope.
 class StFileSystemCalls {
 public:
-    explicit StFileSystemCalls(FileSystemCalls& calls) : before(setFileSystemCalls(calls)) { }
+    explicit StFileSystemCalls(FileSystemCalls& calls)
+        : before(setFileSystemCalls(calls))
+    {
+    }
     ~StFileSystemCalls() { setFileSystemCalls(before); }
     StFileSystemCalls(const StFileSystemCalls&) = delete;
     StFileSystemCalls& operator=(const StFileSystemCalls&) = delete;

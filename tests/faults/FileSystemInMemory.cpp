@@ -57,8 +57,7 @@ void FileSystemInMemory::collect(const NodePointer& folder, const std::string& p
     }
 }
 
-FileSystemInMemory::Tree FileSystemInMemory::afterPowerCut(
-    const std::function<std::size_t(std::size_t)>& choose) const
+FileSystemInMemory::Tree FileSystemInMemory::afterPowerCut(const std::function<std::size_t(std::size_t)>& choose) const
 {
     Tree result;
     collectAfterCut(root, "", result, choose);
@@ -305,8 +304,7 @@ ssize_t FileSystemInMemory::getPathAttribute(const std::string& path, const char
     return giveAttribute(place(AT_FDCWD, path).node, name, value, size);
 }
 
-int FileSystemInMemory::setPathAttribute(
-    const std::string& path, const char* name, const void* value, std::size_t size)
+int FileSystemInMemory::setPathAttribute(const std::string& path, const char* name, const void* value, std::size_t size)
 {
     const NodePointer node = place(AT_FDCWD, path).node;
     if (!node)

@@ -27,7 +27,8 @@ public:
     /// A number that differs whenever what a power cut may leave may have changed.
     std::size_t changes() const { return changeCount; }
 
-    /// What a power cut leaves. `choose` is asked for a number below its argument at each place where there is a choice.
+    /// What a power cut leaves. `choose` is asked for a number below its argument at each place where there is a
+    /// choice.
     Tree afterPowerCut(const std::function<std::size_t(std::size_t)>& choose) const;
 
     // What a careless program would do without; for tests of the tests

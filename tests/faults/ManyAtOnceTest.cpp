@@ -103,8 +103,8 @@ protected:
         return synchronise(synchronisation, ownFirst ? own : neighbour, ownFirst ? neighbour : own);
     }
 
-    /// With its neighbours in turn. Runs that take the same vaults in another order can wait for one another until their
-    /// time is up, so that is the exception here.
+    /// With its neighbours in turn. Runs that take the same vaults in another order can wait for one another until
+    /// their time is up, so that is the exception here.
     bool synchroniseUntilTheEnd(int own)
     {
         Synchronisation synchronisation(clock, shortPause);

@@ -126,7 +126,8 @@ public:
     bool fits(std::size_t at) const
     {
         const VaultState state = stateOf(vaults[at]);
-        return state.records.size() == models[at].alive.size() && Model { state.UUIDs(), state.deletions } == models[at];
+        return state.records.size() == models[at].alive.size()
+            && Model { state.UUIDs(), state.deletions } == models[at];
     }
 
     bool allFit() const
@@ -171,8 +172,8 @@ protected:
 
     static rc::Gen<std::vector<Step>> steps()
     {
-        return rc::gen::container<std::vector<Step>>(rc::gen::tuple(rc::gen::inRange(0, 6),
-            rc::gen::inRange<std::size_t>(0, 1000), rc::gen::inRange<std::size_t>(0, 1000)));
+        return rc::gen::container<std::vector<Step>>(rc::gen::tuple(
+            rc::gen::inRange(0, 6), rc::gen::inRange<std::size_t>(0, 1000), rc::gen::inRange<std::size_t>(0, 1000)));
     }
 
     StNoLog log;

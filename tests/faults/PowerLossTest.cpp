@@ -8,8 +8,8 @@
 #include <random>
 #include <set>
 
-// The power goes before each system call of a synchronisation, and behind its last. All that may be there then is looked
-// at: every file must be whole, old or new, and behind a success new.
+// The power goes before each system call of a synchronisation, and behind its last. All that may be there then is
+// looked at: every file must be whole, old or new, and behind a success new.
 
 namespace {
 

@@ -15,7 +15,12 @@
 class Synchronisation {
 public:
     /// `clock` must outlive the object.
-    explicit Synchronisation(const CFClock& clock, void (*pause)() = [] {}) : clock(clock), pause(pause) { }
+    explicit Synchronisation(
+        const CFClock& clock, void (*pause)() = [] {})
+        : clock(clock)
+        , pause(pause)
+    {
+    }
 
     /// The result text. Passes on what vellorin-sync would end with as a foreign failure, with the senders ended.
     std::string run(const std::string& first, const std::string& second)
@@ -52,7 +57,10 @@ private:
 /// Keeps log lines from the test's output.
 class StNoLog {
 public:
-    StNoLog() : before(setLogSink([](std::string_view) {})) { }
+    StNoLog()
+        : before(setLogSink([](std::string_view) {}))
+    {
+    }
     ~StNoLog() { setLogSink(before); }
     StNoLog(const StNoLog&) = delete;
     StNoLog& operator=(const StNoLog&) = delete;

@@ -54,7 +54,10 @@ VaultPair merged(const VaultPair& vaults);
 /// synchronisation of both. The same seed gives the same past.
 class VaultHistory {
 public:
-    explicit VaultHistory(uint64_t seed) : random(seed) { }
+    explicit VaultHistory(uint64_t seed)
+        : random(seed)
+    {
+    }
 
     /// A pair of vaults that have come apart; never equal ones.
     VaultPair pair();

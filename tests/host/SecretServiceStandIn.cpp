@@ -233,8 +233,7 @@ int serve(const std::function<void()>& isReady)
     sd_bus* bus = nullptr;
     if (sd_bus_open_user(&bus) < 0
         || sd_bus_add_object_vtable(bus, nullptr, kService, kServiceInterface, kServiceMethods, nullptr) < 0
-        || sd_bus_add_object_vtable(
-               bus, nullptr, kDefaultCollection, kCollectionInterface, kCollectionMethods, nullptr)
+        || sd_bus_add_object_vtable(bus, nullptr, kDefaultCollection, kCollectionInterface, kCollectionMethods, nullptr)
             < 0
         || sd_bus_add_fallback_vtable(bus, nullptr, kItems, kItemInterface, kItemMethods, findItem, nullptr) < 0
         || sd_bus_request_name(bus, kName, 0) < 0)

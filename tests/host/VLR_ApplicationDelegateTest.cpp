@@ -1,5 +1,5 @@
-#include "CoreFixture.h"
 #include "VLR_ApplicationDelegate.h"
+#include "CoreFixture.h"
 #include "VLR_ApplicationSettings.h"
 #include "VLR_System.h"
 

@@ -1,6 +1,6 @@
+#include "VLR_ApplicationSettings.h"
 #include "CoreFixture.h"
 #include "ScratchFolder.h"
-#include "VLR_ApplicationSettings.h"
 #include "VLR_System.h"
 
 #include <cstdlib>
@@ -50,8 +50,8 @@ TEST_F(ApplicationSettings, AreReadFromTheFile)
             "7 -4 7 ", 0 },
         { "empty file", "", "7 7 7 ", 0 },
         { "no group of that name", "[preferences]\nUseKeychainPassword=1\n", "7 7 7 ", 0 },
-        { "not whole numbers",
-            "[Preferences]\nDocumentFlagOverride=yes\nUseKeychainPassword=\nTrackLastUsedDate=1.5\n", "7 7 7 ", 0 },
+        { "not whole numbers", "[Preferences]\nDocumentFlagOverride=yes\nUseKeychainPassword=\nTrackLastUsedDate=1.5\n",
+            "7 7 7 ", 0 },
         { "beyond 32 bits", "[Preferences]\nUseKeychainPassword=4294967297\nTrackLastUsedDate=2147483647\n",
             "7 7 2147483647 ", 0 },
         { "the last of two", "[Preferences]\nUseKeychainPassword=1\nUseKeychainPassword=0\n", "7 0 7 ", 0 },

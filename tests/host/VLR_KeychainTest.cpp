@@ -1,8 +1,8 @@
+#include "VLR_Keychain.h"
 #include "CoreFixture.h"
 #include "Interruption.h"
 #include "PrivateBus.h"
 #include "SecretServiceStandIn.h"
-#include "VLR_Keychain.h"
 #include "VLR_System.h"
 
 #include <chrono>

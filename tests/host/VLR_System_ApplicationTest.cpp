@@ -29,8 +29,8 @@ TEST_F(ApplicationHost, DrawsBelowTheBoundWithoutFavourites)
     // small numbers most: it would draw the first third of the one and the first half of the other twice as often.
     const struct {
         uint32_t bound, cells;
-    } kCases[] = { { 2, 2 }, { 3, 3 }, { 10, 10 }, { 26, 26 }, { 0x80000000, 16 }, { 0xC0000000, 3 },
-        { 0xAAAAAAAA, 2 } };
+    } kCases[]
+        = { { 2, 2 }, { 3, 3 }, { 10, 10 }, { 26, 26 }, { 0x80000000, 16 }, { 0xC0000000, 3 }, { 0xAAAAAAAA, 2 } };
     constexpr int kDraws = 20000;
     for (const auto& c : kCases) {
         std::vector<int> counts(c.cells);

@@ -45,8 +45,8 @@ constexpr LinuxAppleEventSystem::TimeOuts kShort { std::chrono::milliseconds(200
 int receive(const std::function<void()>& isReady)
 {
     LinuxAppleEventSystem system;
-    system.setEventHandler([](const AppleEvent& event, AppleEvent& reply) { reply.parameters = event.parameters; },
-        kClass, kEcho);
+    system.setEventHandler(
+        [](const AppleEvent& event, AppleEvent& reply) { reply.parameters = event.parameters; }, kClass, kEcho);
     system.setEventHandler([](const AppleEvent&, AppleEvent&) { ::sleep(2); }, kClass, kSleep);
     system.setEventHandler([](const AppleEvent&, AppleEvent&) { ::_exit(0); }, kClass, kQuit);
     if (!system.becomeRunningProcess(kName))

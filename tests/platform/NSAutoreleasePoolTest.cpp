@@ -12,7 +12,11 @@ std::string gEnds;
 
 class Ending final : public NSAutoreleased {
 public:
-    Ending(char name, bool raises) : name(name), raises(raises) { }
+    Ending(char name, bool raises)
+        : name(name)
+        , raises(raises)
+    {
+    }
     void dealloc() override
     {
         gEnds += name;

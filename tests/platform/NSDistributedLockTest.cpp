@@ -1,5 +1,5 @@
-#include "FileSystemCalls.h"
 #include "NSDistributedLock.h"
+#include "FileSystemCalls.h"
 #include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +33,10 @@ public:
 
 class LinuxLock : public ::testing::Test {
 protected:
-    LinuxLock() : before(setFileSystemCalls(calls)) { }
+    LinuxLock()
+        : before(setFileSystemCalls(calls))
+    {
+    }
     ~LinuxLock() override { setFileSystemCalls(before); }
 
     std::unique_ptr<NSDistributedLock> lock() { return system.lockWithPath(folder.path(".a")); }

@@ -1,6 +1,6 @@
+#include "NSFileManager.h"
 #include "FileSystemCalls.h"
 #include "Interruption.h"
-#include "NSFileManager.h"
 #include "PrivateBus.h"
 #include "ScratchFolder.h"
 
@@ -59,7 +59,8 @@ TEST_F(FileManager, ReadsRegularFilesAlone)
 TEST_F(FileManager, WritesBytesFromSeveralPlacesInTheirOrder)
 {
     const std::string file = folder.write("a", "old");
-    const std::string pieces[] = { "head", std::string(3 << 20, 'x'), "", "between", std::string((1 << 20) - 11, 'y'), "tail" };
+    const std::string pieces[]
+        = { "head", std::string(3 << 20, 'x'), "", "between", std::string((1 << 20) - 11, 'y'), "tail" };
     for (const std::size_t count : { 0u, 1u, 2u, 4u, 5u, 6u }) { // five end with a full chunk
         std::vector<NSData::ByteRange> ranges;
         std::string expected;
@@ -147,9 +148,25 @@ TEST_F(FileManager, AFileThatChangedSinceItWasReadIsLeftAlone)
 /// Fails one kind of call with an error number.
 class FaultyCalls final : public FileSystemCalls {
 public:
-    enum class Call { Open, Write, EmptyWrites, ShortWrites, Sync, Rename, Look, Stat, Mode, Owner, Attributes };
+    enum class Call {
+        Open,
+        Write,
+        EmptyWrites,
+        ShortWrites,
+        Sync,
+        Rename,
+        Look,
+        Stat,
+        Mode,
+        Owner,
+        Attributes
+    };
 
-    FaultyCalls(Call call, int error) : call(call), error(error) { }
+    FaultyCalls(Call call, int error)
+        : call(call)
+        , error(error)
+    {
+    }
 
     int openAt(int at, const std::string& name, int flags, mode_t mode) override
     {
@@ -234,7 +251,7 @@ class UnsyncedFolder final : public FileSystemCalls {
 public:
     int sync(int descriptor) override
     {
-        struct stat status {};
+        struct stat status { };
         ::fstat(descriptor, &status);
         wasInterrupted = !wasInterrupted;
         errno = wasInterrupted ? EINTR : EIO;
@@ -297,7 +314,10 @@ TEST_F(FileManager, WhatCantBeKeptGivesLessAccess)
 /// Every file has these attributes; notes those that are set, and lets no access list be set.
 class Attributes final : public FileSystemCalls {
 public:
-    explicit Attributes(std::string_view names) : names(names) { }
+    explicit Attributes(std::string_view names)
+        : names(names)
+    {
+    }
 
     ssize_t listAttributes(int, char* to, std::size_t size) override
     {

@@ -15,7 +15,10 @@ namespace {
 /// Watches what comes back: it must be zero by then.
 class WatchedResource final : public std::pmr::memory_resource {
 public:
-    WatchedResource() : before(std::pmr::set_default_resource(this)) { }
+    WatchedResource()
+        : before(std::pmr::set_default_resource(this))
+    {
+    }
     ~WatchedResource() override { std::pmr::set_default_resource(before); }
 
     int returned = 0;

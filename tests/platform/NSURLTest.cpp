@@ -46,8 +46,8 @@ TEST(NSURL, PathsBecomeWholeAndStayAsTheyAre)
 
 TEST(NSURL, TextsThatAreNoFileOfThisMachineAreRefused)
 {
-    for (const char* text : { "", "/a/b", "http://a/b", "file:", "file://", "file://other/a", "file:///a%2", "file:///a%zz",
-             "file:///a%00b", "file:///a?b", "file:///a#b" })
+    for (const char* text : { "", "/a/b", "http://a/b", "file:", "file://", "file://other/a", "file:///a%2",
+             "file:///a%zz", "file:///a%00b", "file:///a?b", "file:///a#b" })
         EXPECT_FALSE(NSURL::urlWithURLString(text)) << text;
     EXPECT_EQ(NSURL::urlWithURLString("file://localhost/a%20b")->path(), "/a b");
     EXPECT_EQ(NSURL::urlWithURLString("file:///%c3%A9")->path(), "/\xC3\xA9");

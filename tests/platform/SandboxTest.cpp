@@ -1,7 +1,7 @@
+#include "Sandbox.h"
 #include "NSDistributedLock.h"
 #include "NSFileItems.h"
 #include "NSFileManager.h"
-#include "Sandbox.h"
 #include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -65,51 +65,56 @@ TEST_F(SandboxOfFolders, NothingOutsideCanBeOpenedMadeOrRemoved)
     const std::string file = outside.write("a", "secret");
     std::filesystem::create_symlink(file, inside.path("link"));
     std::filesystem::create_directory(outside.path("d"));
-    EXPECT_EQ(resultInRestrictedProcess({ inside.path("") }, [&] {
-        const std::pair<int, int> steps[] = {
-            { errorOfOpening(file, O_RDONLY), EACCES },
-            { errorOfOpening(file, O_WRONLY), EACCES },
-            { errorOfOpening(inside.path("link"), O_RDONLY), EACCES },
-            { errorOfOpening(outside.path("new"), O_WRONLY | O_CREAT), EACCES },
-            { errorOfOpening(outside.path(""), O_RDONLY | O_DIRECTORY), EACCES },
-            { errorOfOpening("/etc/passwd", O_RDONLY), EACCES },
-            { errorOfOpening("/proc/self/stat", O_RDONLY), EACCES },
-            { ::unlink(file.c_str()) == 0 ? 0 : errno, EACCES },
-            { ::mkdir(outside.path("e").c_str(), 0700) == 0 ? 0 : errno, EACCES },
-            { ::rmdir(outside.path("d").c_str()) == 0 ? 0 : errno, EACCES },
-            { ::symlink("a", inside.path("other").c_str()) == 0 ? 0 : errno, EACCES },
-        };
-        int number = 0;
-        for (const auto& [error, expected] : steps) {
-            ++number;
-            if (error != expected)
-                return number;
-        }
-        return 0;
-    }), 0);
+    EXPECT_EQ(resultInRestrictedProcess({ inside.path("") },
+                  [&] {
+                      const std::pair<int, int> steps[] = {
+                          { errorOfOpening(file, O_RDONLY), EACCES },
+                          { errorOfOpening(file, O_WRONLY), EACCES },
+                          { errorOfOpening(inside.path("link"), O_RDONLY), EACCES },
+                          { errorOfOpening(outside.path("new"), O_WRONLY | O_CREAT), EACCES },
+                          { errorOfOpening(outside.path(""), O_RDONLY | O_DIRECTORY), EACCES },
+                          { errorOfOpening("/etc/passwd", O_RDONLY), EACCES },
+                          { errorOfOpening("/proc/self/stat", O_RDONLY), EACCES },
+                          { ::unlink(file.c_str()) == 0 ? 0 : errno, EACCES },
+                          { ::mkdir(outside.path("e").c_str(), 0700) == 0 ? 0 : errno, EACCES },
+                          { ::rmdir(outside.path("d").c_str()) == 0 ? 0 : errno, EACCES },
+                          { ::symlink("a", inside.path("other").c_str()) == 0 ? 0 : errno, EACCES },
+                      };
+                      int number = 0;
+                      for (const auto& [error, expected] : steps) {
+                          ++number;
+                          if (error != expected)
+                              return number;
+                      }
+                      return 0;
+                  }),
+        0);
     EXPECT_EQ(outside.listing(), "a d");
 }
 
 TEST_F(SandboxOfFolders, FilesInsideAreReplacedCopiedAndLocked)
 {
     const std::string file = inside.write("a", "old");
-    EXPECT_EQ(resultInRestrictedProcess({ inside.path("") }, [&] {
-        LinuxFileManager files;
-        LinuxFileItems items;
-        LinuxLockSystem locks;
-        const auto lock = locks.lockWithPath(inside.path(".a"));
-        if (!lock->tryLock())
-            return 1;
-        if (!files.dataWithContentsOfFile(file) || !files.writeToFile(NSData::dataWithBytes("new", 3), file))
-            return 2;
-        if (!items.copyItemAtPath(file, inside.path("b")))
-            return 3;
-        const std::string holder = inside.read(".a/holder");
-        if (holder.find("started: 20") == std::string::npos)
-            return 4;
-        lock->unlock();
-        return 0;
-    }), 0);
+    EXPECT_EQ(
+        resultInRestrictedProcess({ inside.path("") },
+            [&] {
+                LinuxFileManager files;
+                LinuxFileItems items;
+                LinuxLockSystem locks;
+                const auto lock = locks.lockWithPath(inside.path(".a"));
+                if (!lock->tryLock())
+                    return 1;
+                if (!files.dataWithContentsOfFile(file) || !files.writeToFile(NSData::dataWithBytes("new", 3), file))
+                    return 2;
+                if (!items.copyItemAtPath(file, inside.path("b")))
+                    return 3;
+                const std::string holder = inside.read(".a/holder");
+                if (holder.find("started: 20") == std::string::npos)
+                    return 4;
+                lock->unlock();
+                return 0;
+            }),
+        0);
     EXPECT_EQ(inside.listing(), "a b");
     EXPECT_EQ(inside.read("a"), "new");
 }

@@ -1,5 +1,6 @@
-// A running application as somebody else would write it: straight against the bus library, knowing the hand-off from its
-// description alone. Usage: foreign-receiver MODE; prints a line when it is ready and one for each event that it hears.
+// A running application as somebody else would write it: straight against the bus library, knowing the hand-off from
+// its description alone. Usage: foreign-receiver MODE; prints a line when it is ready and one for each event that it
+// hears.
 //
 //   yes, no      answers so           silent       never answers
 //   nothing      an empty reply       error        refuses the event

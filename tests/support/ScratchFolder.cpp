@@ -9,7 +9,7 @@
 
 mode_t modeOf(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     ::stat(path.c_str(), &status);
     return status.st_mode & 07777;
 }

@@ -78,7 +78,10 @@ public:
 
 class LogLines {
 public:
-    LogLines() : before(setLogSink([this](std::string_view line) { lines += std::string(line) + "\n"; })) { }
+    LogLines()
+        : before(setLogSink([this](std::string_view line) { lines += std::string(line) + "\n"; }))
+    {
+    }
     ~LogLines() { setLogSink(before); }
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
@@ -144,8 +147,8 @@ TEST(BackupNumbers, TheFirstFreeOneFromTheStartIsTaken)
     EXPECT_EQ(makeBackupCopy("/v/a.dat", files), made("a backup 3.dat"));
     files.asked.clear();
     EXPECT_EQ(makeBackupCopy("/v/a backup 57.dat", files), made("a backup 60.dat"));
-    EXPECT_EQ(files.asked,
-        (std::vector<std::string> { "/v/a backup 58.dat", "/v/a backup 59.dat", "/v/a backup 60.dat" }));
+    EXPECT_EQ(
+        files.asked, (std::vector<std::string> { "/v/a backup 58.dat", "/v/a backup 59.dat", "/v/a backup 60.dat" }));
 }
 
 TEST(BackupNumbers, NoneFreeIsAFailureAndDeletesNothing)
@@ -203,7 +206,7 @@ TEST_F(Backup, KeepsContentAndMetadata)
     EXPECT_EQ(folder.read("a backup 1.dat"), content);
 
     const std::string copy = folder.path("a backup 1.dat");
-    struct stat status {};
+    struct stat status { };
     ASSERT_EQ(::stat(copy.c_str(), &status), 0);
     EXPECT_EQ(modeOf(copy), 0440u);
     EXPECT_EQ(status.st_mtim.tv_sec, 2000);
@@ -271,9 +274,22 @@ TEST_F(Backup, TheHundredRealFilesStay)
 /// Fails one kind of call, or does something else before the copy takes its name; has no cloning.
 class FaultyCalls final : public FileSystemCalls {
 public:
-    enum class Call { None, Open, Read, Write, Sync, FolderSync, Name, NameAndLink };
+    enum class Call {
+        None,
+        Open,
+        Read,
+        Write,
+        Sync,
+        FolderSync,
+        Name,
+        NameAndLink
+    };
 
-    FaultyCalls(Call call, int error) : call(call), error(error) { }
+    FaultyCalls(Call call, int error)
+        : call(call)
+        , error(error)
+    {
+    }
 
     int openAt(int at, const std::string& name, int flags, mode_t mode) override
     {
@@ -285,7 +301,7 @@ public:
     }
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override
     {
-        struct stat status {};
+        struct stat status { };
         ::fstat(descriptor, &status);
         modesWhileWritten.insert(status.st_mode & 0777);
         return ++writes > 1 && fails(Call::Write) ? -1 : FileSystemCalls::write(descriptor, bytes, count);
@@ -297,7 +313,7 @@ public:
     }
     int sync(int descriptor) override
     {
-        struct stat status {};
+        struct stat status { };
         ::fstat(descriptor, &status);
         steps += S_ISDIR(status.st_mode) ? "folder " : "file ";
         return fails(S_ISDIR(status.st_mode) ? Call::FolderSync : Call::Sync) ? -1 : FileSystemCalls::sync(descriptor);
@@ -395,7 +411,10 @@ TEST_F(Backup, AFileSystemWithoutThisRenamingTakesALink)
 /// Does something at each write, when bytes of the source have been read.
 class EventfulCalls final : public FileSystemCalls {
 public:
-    explicit EventfulCalls(std::function<void()> event) : event(std::move(event)) { }
+    explicit EventfulCalls(std::function<void()> event)
+        : event(std::move(event))
+    {
+    }
 
     int clone(int, int) override { return -1; }
     ssize_t write(int descriptor, const void* bytes, std::size_t count) override

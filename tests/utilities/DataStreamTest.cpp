@@ -16,6 +16,9 @@
 #include <string>
 #include <vector>
 
+// Bytes stand in groups, one for each field.
+// clang-format off
+
 namespace {
 
 VLR_String text(const char* utf8)

@@ -63,12 +63,8 @@ TEST(ExtraDataUtilities, ChecksumsFoldTheirCarriesAndAgreeWithTheCore)
         std::string bytes;
         uint16_t checksum;
     } const kCases[] = {
-        { "\1\2\3\4", 0x0406 },
-        { "\1\2\3", 0x0102 },
-        { std::string("\xFF\xFF\0\1", 4), 0x0001 },
-        { std::string("\xFF\xFF\xFF\xFF", 4), 0xFFFF },
-        { "\1", 0 },
-        { "", 0 },
+        { "\1\2\3\4", 0x0406 }, { "\1\2\3", 0x0102 }, { std::string("\xFF\xFF\0\1", 4), 0x0001 },
+        { std::string("\xFF\xFF\xFF\xFF", 4), 0xFFFF }, { "\1", 0 }, { "", 0 },
         { std::string(131072, '\1') + "\1\1", 0x0202 }, // 65,537 words: none is left out
         { std::string(1 << 20, '\xFF'), 0xFFFF }, // the sum passes 32 bits
     };

@@ -168,8 +168,8 @@ TEST_F(ExtraDates, TheEpochIsTheSameInAnyLocaleAndZone)
         for (const char* const zone : { "Asia/Tokyo", "Europe/Berlin", "America/New_York" }) {
             take(zone);
             EXPECT_EQ(dateWithCarbonSeconds1(0), dateAt(kEpoch)) << locale;
-            EXPECT_EQ(carbonSecondsGMT(dateAt(kEpoch)),
-                static_cast<uint32_t>(NSTimeZone::defaultTimeZone().secondsFromGMT()))
+            EXPECT_EQ(
+                carbonSecondsGMT(dateAt(kEpoch)), static_cast<uint32_t>(NSTimeZone::defaultTimeZone().secondsFromGMT()))
                 << locale;
         }
     }
@@ -183,8 +183,7 @@ TEST_F(ExtraDates, CalendarDatesAreTheSameMoment)
     EXPECT_EQ(date.description(), "2001-01-01 01:00:00 +0100");
     take("America/New_York");
     EXPECT_EQ(date.description(), "2001-01-01 01:00:00 +0100") << "the zone of when it was made";
-    EXPECT_EQ(ExtraCalendarDateUtilities::calendarDateWithCarbonSeconds1(0).description(),
-        "1903-12-31 19:00:00 -0500");
+    EXPECT_EQ(ExtraCalendarDateUtilities::calendarDateWithCarbonSeconds1(0).description(), "1903-12-31 19:00:00 -0500");
 }
 
 TEST_F(ExtraDates, DisplayFollowsLocaleAndZone)

@@ -81,7 +81,10 @@ std::string contentOf(const std::optional<NSData>& data)
 /// A general pasteboard for the length of a test.
 class Board {
 public:
-    Board() : before_(NSPasteboard::setGeneralPasteboard(&board)) { }
+    Board()
+        : before_(NSPasteboard::setGeneralPasteboard(&board))
+    {
+    }
     ~Board() { NSPasteboard::setGeneralPasteboard(before_); }
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;

@@ -222,8 +222,8 @@ TEST_F(FileUtilities, FailuresOfFinderInformationHaveTheirLines)
         inconsistency(std::string(kGet) + ":1556", "fileInfo:", 1556));
     EXPECT_EQ(reasonOf([] { setFileInfo("/nonexistent", nullptr); }),
         inconsistency(std::string(kSet) + ":1574", "setFileInfo:", 1574));
-    EXPECT_EQ(reasonOf([&] { fileInfo("/nonexistent", &info); }),
-        inconsistency("Can't find file.", "FSRefWithPath", 1202));
+    EXPECT_EQ(
+        reasonOf([&] { fileInfo("/nonexistent", &info); }), inconsistency("Can't find file.", "FSRefWithPath", 1202));
     EXPECT_EQ(log, "");
     constexpr char kWithoutAttributes[] = "/proc/self/status";
     EXPECT_FALSE(fileInfo(kWithoutAttributes, &info));

@@ -60,13 +60,11 @@ TEST(DataFromHexadecimalString, TakesWhateverItIsGiven)
         const char* digits;
         std::string bytes;
     } const kCases[] = {
-        { "", "" },
-        { "a", "" },
-        { "0g", std::string(1, '\0') },
-        { "abc", "\xAB" },
-        { "AbFf09", "\xAB\xFF\x09" },
+        { "", "" }, { "a", "" }, { "0g", std::string(1, '\0') }, { "abc", "\xAB" }, { "AbFf09", "\xAB\xFF\x09" },
         { "a 1", "\xA0" }, // a blank is a digit of value 0
-        { "\xC5\xA1" "5", "\xA5" }, // U+0161 ends in the bits of an a
+        { "\xC5\xA1"
+          "5",
+            "\xA5" }, // U+0161 ends in the bits of an a
         { "\xF0\x9F\x98\xB1", "\1" }, // U+1F631: two code units, of which the second ends in the bits of a 1
         { "@`/:GgPp", std::string(4, '\0') }, // beside the digits and letters, and folded onto digits by no means
     };
@@ -108,9 +106,8 @@ TEST(PascalString, HoldsAtMostAHundredAndTwentySevenCharacters)
         SCOPED_TRACE(c.name);
         const NSAutoreleasePool pool;
         const unsigned char* made = nullptr;
-        const std::string raised = raisedBy([&] {
-            made = ExtraStringUtilities::pascalStringWithEncoding(text(c.characters.c_str()), c.encoding);
-        });
+        const std::string raised = raisedBy(
+            [&] { made = ExtraStringUtilities::pascalStringWithEncoding(text(c.characters.c_str()), c.encoding); });
         EXPECT_EQ(raised,
             c.fails ? inconsistency("Unable to CFStringGetPascalString.", "pascalStringWithEncoding:", 1170) : "");
         if (made != nullptr) {
@@ -149,11 +146,10 @@ TEST(PascalStringInto, CutsToTheSizeAndWritesNothingBeyondTheBuffer)
     for (const auto& c : kCases) {
         std::array<unsigned char, 6> buffer;
         buffer.fill('.');
-        const std::string raised = raisedBy([&] {
-            ExtraStringUtilities::pascalStringInto(text("abc"), std::span(buffer).first(c.room), c.size);
-        });
-        EXPECT_EQ(raised,
-            c.refused ? "NSRangeException|pascalStringInto:buffSize: the buffer is too small." : std::string());
+        const std::string raised = raisedBy(
+            [&] { ExtraStringUtilities::pascalStringInto(text("abc"), std::span(buffer).first(c.room), c.size); });
+        EXPECT_EQ(
+            raised, c.refused ? "NSRangeException|pascalStringInto:buffSize: the buffer is too small." : std::string());
         EXPECT_EQ(std::string(buffer.begin(), buffer.end()), c.after) << &c - kCases;
     }
 }

@@ -109,8 +109,7 @@ TEST(NSArchiver, DamageIsRefusedByName)
         { behindHeader(std::string(16 << 20, 'T')), "too large" },
     };
     for (const auto& c : kCases)
-        EXPECT_EQ(failureOf(c.archive), std::string("NSInvalidUnarchiveOperationException|") + c.raised)
-            << &c - kCases;
+        EXPECT_EQ(failureOf(c.archive), std::string("NSInvalidUnarchiveOperationException|") + c.raised) << &c - kCases;
 }
 
 TEST(NSArchiver, CutAnywhereItIsRefused)

@@ -18,9 +18,18 @@ constexpr int kReadDataLine = 125;
 constexpr uint32_t kEmptyChunkCount = 0xFFFFFFFF;
 constexpr double kFullIntensity = 65535.0;
 
-uint8_t swapped(uint8_t value) { return value; }
-uint16_t swapped(uint16_t value) { return __builtin_bswap16(value); }
-uint32_t swapped(uint32_t value) { return __builtin_bswap32(value); }
+uint8_t swapped(uint8_t value)
+{
+    return value;
+}
+uint16_t swapped(uint16_t value)
+{
+    return __builtin_bswap16(value);
+}
+uint32_t swapped(uint32_t value)
+{
+    return __builtin_bswap32(value);
+}
 
 int16_t cutToSInt16(double value)
 {
@@ -105,12 +114,30 @@ void DataStream::write(Unsigned value)
     putBytes(&wire, sizeof wire);
 }
 
-uint8_t DataStream::readUInt8() { return read<uint8_t>(); }
-int8_t DataStream::readSInt8() { return static_cast<int8_t>(read<uint8_t>()); }
-uint16_t DataStream::readUInt16() { return read<uint16_t>(); }
-int16_t DataStream::readSInt16() { return static_cast<int16_t>(read<uint16_t>()); }
-uint32_t DataStream::readUInt32() { return read<uint32_t>(); }
-int32_t DataStream::readSInt32() { return static_cast<int32_t>(read<uint32_t>()); }
+uint8_t DataStream::readUInt8()
+{
+    return read<uint8_t>();
+}
+int8_t DataStream::readSInt8()
+{
+    return static_cast<int8_t>(read<uint8_t>());
+}
+uint16_t DataStream::readUInt16()
+{
+    return read<uint16_t>();
+}
+int16_t DataStream::readSInt16()
+{
+    return static_cast<int16_t>(read<uint16_t>());
+}
+uint32_t DataStream::readUInt32()
+{
+    return read<uint32_t>();
+}
+int32_t DataStream::readSInt32()
+{
+    return static_cast<int32_t>(read<uint32_t>());
+}
 
 NSMutableData DataStream::readData()
 {
@@ -174,12 +201,30 @@ void DataStream::putBytes(const void* source, std::size_t length)
     data_->appendBytes(source, length);
 }
 
-void DataStream::writeUInt8(uint8_t value) { write(value); }
-void DataStream::writeSInt8(int8_t value) { write(static_cast<uint8_t>(value)); }
-void DataStream::writeUInt16(uint16_t value) { write(value); }
-void DataStream::writeSInt16(int16_t value) { write(static_cast<uint16_t>(value)); }
-void DataStream::writeUInt32(uint32_t value) { write(value); }
-void DataStream::writeSInt32(int32_t value) { write(static_cast<uint32_t>(value)); }
+void DataStream::writeUInt8(uint8_t value)
+{
+    write(value);
+}
+void DataStream::writeSInt8(int8_t value)
+{
+    write(static_cast<uint8_t>(value));
+}
+void DataStream::writeUInt16(uint16_t value)
+{
+    write(value);
+}
+void DataStream::writeSInt16(int16_t value)
+{
+    write(static_cast<uint16_t>(value));
+}
+void DataStream::writeUInt32(uint32_t value)
+{
+    write(value);
+}
+void DataStream::writeSInt32(int32_t value)
+{
+    write(static_cast<uint32_t>(value));
+}
 
 void DataStream::writeData(const std::optional<NSData>& data)
 {

@@ -73,8 +73,8 @@ public:
     /// different from how it was written. A sequence that is not valid UTF-8 becomes U+FFFD.
     VLR_String readNSString();
 
-    /// Top, left, bottom and right; y is not flipped. Both are one operation. What was read of one that is cut short stays
-    /// consumed, as of a colour.
+    /// Top, left, bottom and right; y is not flipped. Both are one operation. What was read of one that is cut short
+    /// stays consumed, as of a colour.
     CGRect readNSRect();
     CGRect readCarbonRectAsNSRect();
 

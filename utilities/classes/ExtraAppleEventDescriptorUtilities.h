@@ -26,8 +26,7 @@ NSAppleEventDescriptor descriptorForProcess(const std::string& bundleIdentifier,
 /// tries are made. Each failed one logs a count down from 5 and is followed by a sleep of 2 seconds, also the last, and
 /// one that failed otherwise and is not repeated.
 /// Raises: NSException "Can't send AppleEvent. (...)" with the error.
-std::optional<NSAppleEventDescriptor> send(
-    const AppleEvent& event, AppleEventSystem& eventSystem, Sleeper& sleeper);
+std::optional<NSAppleEventDescriptor> send(const AppleEvent& event, AppleEventSystem& eventSystem, Sleeper& sleeper);
 
 /// A collection of property-list values, archived (docs/archive-format.md). Callers know the name as it is spelled.
 /// Raises: NSException for a collection past the archive's bounds.

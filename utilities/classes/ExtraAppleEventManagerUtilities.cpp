@@ -9,8 +9,8 @@ namespace {
 constexpr char kNoReturnValue[] = "nil retVal for quickSend.";
 constexpr int kNoReturnValueLine = 2011;
 
-int16_t sendOnce(uint32_t eventID, const std::string& toProcess, int32_t sendMode, AppleEvent& reply,
-    AppleEventSystem& eventSystem)
+int16_t sendOnce(
+    uint32_t eventID, const std::string& toProcess, int32_t sendMode, AppleEvent& reply, AppleEventSystem& eventSystem)
 {
     ProcessSerialNumber process;
     if (!ExtraStringUtilities::findProcess(toProcess, &process, eventSystem))

@@ -14,7 +14,6 @@ int16_t quickSend(uint32_t eventID, const std::string& toProcess, AppleEventSyst
 
 /// Waits for the reply and stores its direct parameter, an unsigned number. After an error the value stays.
 /// Raises: NSException "nil retVal for quickSend." for a null reference.
-int16_t quickSend(
-    uint32_t eventID, const std::string& toProcess, uint32_t* returnValue, AppleEventSystem& eventSystem);
+int16_t quickSend(uint32_t eventID, const std::string& toProcess, uint32_t* returnValue, AppleEventSystem& eventSystem);
 
 } // namespace ExtraAppleEventManagerUtilities

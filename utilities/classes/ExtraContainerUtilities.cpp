@@ -27,12 +27,12 @@ constexpr std::chrono::microseconds kModalLoopPause { 1000 };
 constexpr int64_t kStopped = 0;
 
 /// "%@ does not respond to %@ (%s)": class, selector, and the operation in which it is missed.
-[[noreturn]] void raiseNoResponse(const std::type_info& type, const char* selector, const char* operation,
-    const char* method, int line)
+[[noreturn]] void raiseNoResponse(
+    const std::type_info& type, const char* selector, const char* operation, const char* method, int line)
 {
-    raiseInconsistency(ExtraContainerUtilities::className(type) + " does not respond to " + selector + " (" + operation
-            + ")",
-        method, line);
+    raiseInconsistency(
+        ExtraContainerUtilities::className(type) + " does not respond to " + selector + " (" + operation + ")", method,
+        line);
 }
 
 } // namespace
@@ -64,8 +64,8 @@ NSRange ExtraContainerUtilities::rangeFromStart(int64_t from, std::size_t length
 
 void ExtraContainerUtilities::raiseNeverEmpty(const std::type_info& type)
 {
-    raisePlain(kIsEmpty, kIsEmptyLine,
-        "Class " + className(type) + " does not respond to 'length', 'count' or 'size'.");
+    raisePlain(
+        kIsEmpty, kIsEmptyLine, "Class " + className(type) + " does not respond to 'length', 'count' or 'size'.");
 }
 
 void ExtraContainerUtilities::raiseNoLength(const std::type_info& type)

@@ -28,54 +28,82 @@ template <class T>
 concept Text = std::derived_from<T, VLR_String> || std::convertible_to<const T&, std::string_view>;
 
 template <class T>
-concept HasLength = Text<T> || requires(const T& receiver) {
-    { receiver.length() } -> std::integral;
+concept HasLength = Text<T> || requires(const T& receiver)
+{
+    {
+        receiver.length()
+        } -> std::integral;
 };
 
 template <class T>
-concept HasCount = requires(const T& receiver) {
-    { receiver.count() } -> std::integral;
+concept HasCount = requires(const T& receiver)
+{
+    {
+        receiver.count()
+        } -> std::integral;
 };
 
 template <class T>
-concept HasIntegralSize = requires(const T& receiver) {
-    { receiver.size() } -> std::integral;
+concept HasIntegralSize = requires(const T& receiver)
+{
+    {
+        receiver.size()
+        } -> std::integral;
 };
 
 template <class T>
-concept HasStringValue = requires(const T& receiver) {
-    { receiver.stringValue() } -> HasLength;
+concept HasStringValue = requires(const T& receiver)
+{
+    {
+        receiver.stringValue()
+        } -> HasLength;
 };
 
 template <class T>
-concept HasString = requires(const T& receiver) {
-    { receiver.string() } -> HasLength;
+concept HasString = requires(const T& receiver)
+{
+    {
+        receiver.string()
+        } -> HasLength;
 };
 
 template <class T>
-concept HasImageSize = requires(const T& receiver) {
+concept HasImageSize = requires(const T& receiver)
+{
     receiver.size().width == 0;
     receiver.size().height == 0;
 };
 
 template <class T>
-concept HasNumberOfRows = requires(const T& receiver) {
-    { receiver.numberOfRows() } -> std::integral;
+concept HasNumberOfRows = requires(const T& receiver)
+{
+    {
+        receiver.numberOfRows()
+        } -> std::integral;
 };
 
 template <class T>
-concept HasRangeOfString = requires(const T& receiver, const VLR_String& text, uint32_t options) {
-    { receiver.rangeOfStringOptions(text, options) } -> std::same_as<NSRange>;
+concept HasRangeOfString = requires(const T& receiver, const VLR_String& text, uint32_t options)
+{
+    {
+        receiver.rangeOfStringOptions(text, options)
+        } -> std::same_as<NSRange>;
 };
 
 template <class T, class Other>
-concept HasIsEqual = requires(const T& receiver, const Other& other) {
-    { receiver.isEqual(other) } -> std::convertible_to<bool>;
+concept HasIsEqual = requires(const T& receiver, const Other& other)
+{
+    {
+        receiver.isEqual(other)
+        } -> std::convertible_to<bool>;
 };
 
 template <class T, class Other>
-concept HasEqualSign = requires(const T& receiver, const Other& other) {
-    { receiver == other } -> std::convertible_to<bool>;
+concept HasEqualSign = requires(const T& receiver, const Other& other)
+{
+    {
+        receiver == other
+        } -> std::convertible_to<bool>;
 };
 
 // What stands behind the templates
@@ -102,8 +130,7 @@ std::size_t lengthOf(const T& receiver)
 }
 
 template <class T>
-    requires HasCount<T> || HasIntegralSize<T>
-std::size_t countOf(const T& receiver)
+requires HasCount<T> || HasIntegralSize<T> std::size_t countOf(const T& receiver)
 {
     if constexpr (HasCount<T>)
         return static_cast<std::size_t>(receiver.count());
@@ -145,8 +172,7 @@ bool isNotEmpty(const T& receiver)
 
 /// From 0 over the receiver's length or, if it has none, its count.
 template <class T>
-    requires HasLength<T> || HasCount<T> || HasIntegralSize<T>
-NSRange wholeRange(const T& receiver)
+requires HasLength<T> || HasCount<T> || HasIntegralSize<T> NSRange wholeRange(const T& receiver)
 {
     if constexpr (HasLength<T>)
         return { 0, lengthOf(receiver) };
@@ -200,7 +226,8 @@ bool contains(const T& receiver, const VLR_String& text)
         raiseNoRangeOfString(typeid(receiver));
 }
 
-/// The opposite of the receiver's isEqual, or of its ==; the core's texts compare exactly (canonically equivalent ones are equal).
+/// The opposite of the receiver's isEqual, or of its ==; the core's texts compare exactly (canonically equivalent ones
+/// are equal).
 /// Raises: NSException "... does not respond to isEqual: ..." for a receiver without any.
 template <class T, class Other>
 bool isNotEqual(const T& receiver, const Other& other)
@@ -237,8 +264,8 @@ int64_t runModalLoop(NSWindowController& controller, NSModalSession*& session, c
 /// caller, also when the selector raises.
 /// Raises: NSException "... is not kind of NSWindowController ..." for any other receiver.
 template <class T>
-int64_t modalLoopWithTimeout(T& receiver, NSModalSession*& session, const AbortSelector& abortSelector,
-    const ModalLoopServices& services)
+int64_t modalLoopWithTimeout(
+    T& receiver, NSModalSession*& session, const AbortSelector& abortSelector, const ModalLoopServices& services)
 {
     NSWindowController* controller = nullptr;
     if constexpr (std::derived_from<T, NSWindowController>)

@@ -24,8 +24,7 @@ namespace ExtraStringUtilities {
 
 /// Seeks a running process other than this one whose bundle identifier equals the receiver without regard to case. A
 /// reference receives its serial number; it may be null.
-bool findProcess(
-    const std::string& bundleIdentifier, ProcessSerialNumber* serialNumber, AppleEventSystem& eventSystem);
+bool findProcess(const std::string& bundleIdentifier, ProcessSerialNumber* serialNumber, AppleEventSystem& eventSystem);
 
 // Paths
 
@@ -80,8 +79,9 @@ inline constexpr char kBackupText[] = "informativeTextWithFormat"; // to be show
 /// counts on from its number instead of adding another one, and behind 100 starts over from 1; no number is above 100.
 ///
 /// The report says whether the copy is there; if so, it is complete on disk, with the source's metadata. No file is
-/// ever replaced, and none is left half made (a program killed in the middle leaves a hidden file). Of a link, what it leads to is copied, since a second link would be no
-/// backup, but under the link's name and beside it, where its user looks for it. Only regular files are backed up.
+/// ever replaced, and none is left half made (a program killed in the middle leaves a hidden file). Of a link, what it
+/// leads to is copied, since a second link would be no backup, but under the link's name and beside it, where its user
+/// looks for it. Only regular files are backed up.
 ///
 /// Never raises: every failure is a report. Throws Interrupted when a signal comes, with nothing left over.
 BackupReport makeBackupCopy(const std::string& path, NSFileItems& files);
@@ -91,11 +91,13 @@ bool isBackupMade(const BackupReport& report);
 
 // The desktop
 
-/// Moves a file or folder to the trash; of a link, the link. True also where nothing is to be seen: a link that leads nowhere, a
-/// path with a tilde, and what stands in a folder that may not be searched, are nothing. Never raises: every failure is false, and leaves the file where it is.
+/// Moves a file or folder to the trash; of a link, the link. True also where nothing is to be seen: a link that leads
+/// nowhere, a path with a tilde, and what stands in a folder that may not be searched, are nothing. Never raises: every
+/// failure is false, and leaves the file where it is.
 bool movePathToTrash(const std::string& path, FinderServices& finder);
 
-/// Shows a file (of a link, the link) in its folder's window, and brings that to the front. Throws Interrupted, as the services do.
+/// Shows a file (of a link, the link) in its folder's window, and brings that to the front. Throws Interrupted, as the
+/// services do.
 /// Raises: "Can't find Finder process."; as FSRefWithPath; "Could not send AppleEvent to reveal item in finder (%ld)"
 /// with the error number.
 void revealInFinder(const std::string& path, FinderServices& finder);

@@ -165,8 +165,7 @@ const unsigned char* ExtraStringUtilities::pascalString(const VLR_String& text)
     return pascalStringWithEncoding(text, kTextEncodingMacRoman);
 }
 
-void ExtraStringUtilities::pascalStringInto(
-    const VLR_String& text, std::span<unsigned char> buffer, uint8_t buffSize)
+void ExtraStringUtilities::pascalStringInto(const VLR_String& text, std::span<unsigned char> buffer, uint8_t buffSize)
 {
     const NSAutoreleasePool whileCopying;
     const unsigned char* const whole = pascalString(text);

@@ -103,8 +103,8 @@ VLR_UTF16 composed(const VLR_UTF16& units)
     const UNormalizer2* const composer = unorm2_getNFCInstance(&status);
     requireSuccess(status);
     VLR_UTF16 result(kMostUnitsForOne * units.size() + 1);
-    const int32_t count = unorm2_normalize(composer, units.data(), converterLength(units.size()), result.data(),
-        converterLength(result.size()), &status);
+    const int32_t count = unorm2_normalize(
+        composer, units.data(), converterLength(units.size()), result.data(), converterLength(result.size()), &status);
     requireSuccess(status);
     result.resize(static_cast<std::size_t>(count));
     return result;

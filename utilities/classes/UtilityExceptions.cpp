@@ -13,8 +13,7 @@ void raiseInconsistency(const std::string& message, const std::string& method, i
     raiseInconsistency(message, method, kSourceName, line);
 }
 
-void raiseInconsistency(
-    const std::string& message, const std::string& method, const std::string& sourceName, int line)
+void raiseInconsistency(const std::string& message, const std::string& method, const std::string& sourceName, int line)
 {
     NSException::raise("NSInternalInconsistencyException",
         message + ", method: " + method + ", file: " + sourceName + ", line: " + std::to_string(line));

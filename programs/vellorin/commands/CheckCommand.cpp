@@ -54,16 +54,17 @@ public:
         page.name = "check";
         page.summary = "look for damage in vaults, and save what is whole";
         page.operands = { { "FILE", "a vault", &files_, 1, CommandPage::kAny } };
-        page.options = { { "--repair", "", "OUT", "write what is whole of one FILE to a new file", &repair_, Completion::AnyFile },
+        page.options = { { "--repair", "", "OUT", "write what is whole of one FILE to a new file", &repair_,
+                             Completion::AnyFile },
             { "--json", "", "", "tell it to programs", &json_ } };
         page.description = {
-            "Reads all that can be read without the password, and tells of each damaged place where in the file it is and "
-            "what is wrong with it. It tells of UUIDs that several records have, too: that is no damage, and comes of one "
-            "record that was put into different categories in two copies.",
-            "With --repair it writes the records that are whole to a new file, with the vault's identity, deletions and "
-            "preferences, and lists what could not be saved. FILE stays as it is, and a file that is there is never "
-            "replaced. A record of an older format is kept as it is: open the vault once in a program that knows its "
-            "password before you synchronise it.",
+            "Reads all that can be read without the password, and tells of each damaged place where in the file it is "
+            "and what is wrong with it. It tells of UUIDs that several records have, too: that is no damage, and comes "
+            "of one record that was put into different categories in two copies.",
+            "With --repair it writes the records that are whole to a new file, with the vault's identity, deletions "
+            "and preferences, and lists what could not be saved. FILE stays as it is, and a file that is there is "
+            "never replaced. A record of an older format is kept as it is: open the vault once in a program that knows "
+            "its password before you synchronise it.",
             "The exit status is 1 if there is damage.",
         };
         page.examples = { { "vellorin check ~/vault.vlr", "look whether the vault is whole" },
@@ -152,8 +153,7 @@ private:
         return text;
     }
 
-    static std::string textOfFindings(
-        const std::string& path, const VaultContents& vault, const Findings& findings)
+    static std::string textOfFindings(const std::string& path, const VaultContents& vault, const Findings& findings)
     {
         const std::size_t places = findings.damagedPlaces();
         std::string text = printable(path) + ": " + counted(vault.records.size(), "record", "records") + ", "
@@ -164,7 +164,8 @@ private:
             text += "  " + lineOf(damage, vault) + "\n";
         for (const VaultRecord& record : findings.unreadable)
             text += "  at byte " + std::to_string(record.offset)
-                + ": the encrypted part has a wrong length: no password reads it (record " + printable(record.uuid) + ")\n";
+                + ": the encrypted part has a wrong length: no password reads it (record " + printable(record.uuid)
+                + ")\n";
         for (const auto& [uuid, count] : findings.repeated)
             text += "  " + counted(count, "record has", "records have") + " the UUID " + printable(uuid) + "\n";
         return text;

@@ -29,11 +29,11 @@ public:
         page.options = { { "--records", "", "", "list the records as well, as -v does", &withRecords_ },
             { "--json", "", "", "tell it to programs", &json_ } };
         page.description = {
-            "Compares the records by their UUIDs. A UUID names one version of a record: an edit gives the record a new one "
-            "and lists the old one as deleted. So a record that was edited on one side shows as one that is only there, and "
-            "one that this side has deleted.",
-            "A likely pair are two records, one only in each vault, whose encrypted parts begin with the same blocks: most "
-            "likely two versions of one record that was edited on both sides. A synchronisation keeps both.",
+            "Compares the records by their UUIDs. A UUID names one version of a record: an edit gives the record a new "
+            "one and lists the old one as deleted. So a record that was edited on one side shows as one that is only "
+            "there, and one that this side has deleted.",
+            "A likely pair are two records, one only in each vault, whose encrypted parts begin with the same blocks: "
+            "most likely two versions of one record that was edited on both sides. A synchronisation keeps both.",
             "Of records with the same UUID and category but another encrypted part each side keeps its own.",
             "The exit status is 0 without a difference and 1 with one.",
         };
@@ -117,7 +117,8 @@ private:
         for (const Part& part : parts) {
             if (part.count == 0)
                 continue;
-            counts += std::string(std::max<std::size_t>(grouped(part.count).size(), 7) - grouped(part.count).size(), ' ')
+            counts
+                += std::string(std::max<std::size_t>(grouped(part.count).size(), 7) - grouped(part.count).size(), ' ')
                 + grouped(part.count) + "  " + part.heading + "\n";
             if (!part.lines.empty())
                 lists += "\n" + console.bold(part.heading) + "\n";

@@ -71,12 +71,12 @@ public:
         page.options = { { "--global", "", "", "for all repositories of this user", &global_ },
             { "--pattern", "", "PATTERN", "the names of vaults [*.vlr]", &pattern_, Completion::Nothing } };
         page.description = {
-            "Sets git's merge driver \"vellorin\" to this program's merge-driver command, and its converter for diffs, so "
-            "that \"git diff\" and \"git log -p\" list the records of a vault instead of \"binary files differ\". With "
-            "--global it does so for all of the user's repositories, else for the one around the present folder.",
+            "Sets git's merge driver \"vellorin\" to this program's merge-driver command, and its converter for diffs, "
+            "so that \"git diff\" and \"git log -p\" list the records of a vault instead of \"binary files differ\". "
+            "With --global it does so for all of the user's repositories, else for the one around the present folder.",
             "In a repository it adds a line to .gitattributes which says that vaults are merged and shown so, and that "
-            "their bytes are never converted like lines of text; once. Commit that file: the configuration itself is not "
-            "part of the repository, so everybody who merges runs this command once.",
+            "their bytes are never converted like lines of text; once. Commit that file: the configuration itself is "
+            "not part of the repository, so everybody who merges runs this command once.",
         };
         page.examples = { { "vellorin git-setup", "in the repository that holds vaults" },
             { "vellorin git-setup --global --pattern '*.vault'", "for all repositories, and vaults of other names" } };
@@ -89,7 +89,8 @@ public:
         const GitResult folder = runGit({ "rev-parse", "--show-toplevel" }, /*muted=*/global_);
         const bool isInRepository = folder.status == 0 && !folder.output.empty();
         if (!isInRepository && !global_)
-            throw CommandFailure(kRefused, "here is no git repository with files, and nothing was set (--global does without)");
+            throw CommandFailure(
+                kRefused, "here is no git repository with files, and nothing was set (--global does without)");
         configure("merge.vellorin.name", "encrypted vaults, merged record by record", console);
         configure("merge.vellorin.driver", quotedProgram() + " merge-driver -- %O %A %B %P", console);
         configure("diff.vellorin.textconv", quotedForTextconv(), console);
@@ -128,8 +129,8 @@ private:
         words.insert(words.end(), { name, value });
         const GitResult result = runGit(words);
         if (result.status != 0)
-            throw CommandFailure(kFailed, "git could not set " + name + " (its exit status is "
-                    + std::to_string(result.status) + ")");
+            throw CommandFailure(
+                kFailed, "git could not set " + name + " (its exit status is " + std::to_string(result.status) + ")");
         console.say("git " + std::string(global_ ? "(of this user): " : "(of this repository): ") + name + " = "
             + printable(value));
     }

@@ -20,7 +20,7 @@ namespace {
 /// Of the file's last change; 0 if that can't be told.
 std::time_t modificationTimeOf(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
 
@@ -66,13 +66,13 @@ public:
                 &contentOnly_ },
             { "--json", "", "", "tell it to programs", &json_ } };
         page.description = {
-            "Tells of each vault its identity, the identity of the vault with which it was last synchronised, its records "
-            "by category, the number of deletions, when the program that wrote it opened it, when its file was changed, "
-            "the order in which programs show the records, its size, and damage with its place in the file.",
-            "Of several vaults it tells which of them have the same master password. Nothing of this needs the password, "
-            "and what it protects is not shown: titles, names, passwords and notes.",
-            "With --records each record stands on a line: UUID, category, the length of the encrypted part, and whether it "
-            "was changed since the last synchronisation.",
+            "Tells of each vault its identity, the identity of the vault with which it was last synchronised, its "
+            "records by category, the number of deletions, when the program that wrote it opened it, when its file was "
+            "changed, the order in which programs show the records, its size, and damage with its place in the file.",
+            "Of several vaults it tells which of them have the same master password. Nothing of this needs the "
+            "password, and what it protects is not shown: titles, names, passwords and notes.",
+            "With --records each record stands on a line: UUID, category, the length of the encrypted part, and "
+            "whether it was changed since the last synchronisation.",
             "With --content the text depends on the file's bytes alone, and any file has one, as git's diffs want it.",
         };
         page.examples = { { "vellorin info ~/vault.vlr /media/stick/vault.vlr",

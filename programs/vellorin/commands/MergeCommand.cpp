@@ -25,23 +25,25 @@ public:
         page.name = "merge";
         page.summary = "merge two vaults into a third file";
         page.operands = { { "A", "a vault", &a_ }, { "B", "another", &b_ } };
-        page.options = { { "--output", "-o", "OUT", "the file to make, or - for standard output", &out_, Completion::AnyFile },
-            { "--base", "", "O", "the vault that both come from", &base_, Completion::Vault },
-            { "--force", "", "", "replace OUT if it is there", &force_ },
-            { "--allow-removals", "", "", "merge also if that removes many records", &allowRemovals_ },
-            { "--allow-unrelated", "", "", "merge also vaults that have nothing in common", &allowUnrelated_ },
-            { "--allow-damage", "", "", "merge also if damaged entries get lost", &allowDamage_ },
-            { "--json", "", "", "tell programs what was merged", &json_ } };
+        page.options
+            = { { "--output", "-o", "OUT", "the file to make, or - for standard output", &out_, Completion::AnyFile },
+                  { "--base", "", "O", "the vault that both come from", &base_, Completion::Vault },
+                  { "--force", "", "", "replace OUT if it is there", &force_ },
+                  { "--allow-removals", "", "", "merge also if that removes many records", &allowRemovals_ },
+                  { "--allow-unrelated", "", "", "merge also vaults that have nothing in common", &allowUnrelated_ },
+                  { "--allow-damage", "", "", "merge also if damaged entries get lost", &allowDamage_ },
+                  { "--json", "", "", "tell programs what was merged", &json_ } };
         page.description = {
-            "Makes a vault of all that A and B have, less what one of them has deleted, and leaves both as they are. It "
-            "takes no lock and tells no program. The result is the same whichever of the two comes first.",
-            "A record that was edited on both sides stays twice. Where a record's encrypted part differs under one UUID, "
-            "the side wins that differs from the base; without a base that can tell, either may.",
-            "Vaults with different master passwords can't be merged. It is refused, unless an option or, at a terminal, "
-            "the user says otherwise: if a side has damage, if the two have no record, deletion or identity in common, and "
-            "if more than 10 records and more than a quarter of a side would be removed.",
-            "The exit status is 1 if there are records to look at because they stand twice. As a merge program of Unison, "
-            "for which only 0 will do: merge = Name *.vlr -> vellorin merge CURRENT1 CURRENT2 -o NEW || test $? -eq 1",
+            "Makes a vault of all that A and B have, less what one of them has deleted, and leaves both as they are. "
+            "It takes no lock and tells no program. The result is the same whichever of the two comes first.",
+            "A record that was edited on both sides stays twice. Where a record's encrypted part differs under one "
+            "UUID, the side wins that differs from the base; without a base that can tell, either may.",
+            "Vaults with different master passwords can't be merged. It is refused, unless an option or, at a "
+            "terminal, the user says otherwise: if a side has damage, if the two have no record, deletion or identity "
+            "in common, and if more than 10 records and more than a quarter of a side would be removed.",
+            "The exit status is 1 if there are records to look at because they stand twice. As a merge program of "
+            "Unison, for which only 0 will do: merge = Name *.vlr -> vellorin merge CURRENT1 CURRENT2 -o NEW || test "
+            "$? -eq 1",
         };
         page.examples = { { "vellorin merge laptop.vlr nas.vlr -o both.vlr", "make a third vault of two" },
             { "vellorin merge a.vlr b.vlr -o - | ssh nas 'cat > vault.vlr'", "send the result through a pipe" } };

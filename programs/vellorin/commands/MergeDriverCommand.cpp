@@ -25,16 +25,18 @@ public:
         page.operands = { { "BASE", "git's %O: the common ancestor; an empty file for none", &base_ },
             { "OURS", "git's %A: our version, which gets the merged vault", &ours_ },
             { "THEIRS", "git's %B: their version", &theirs_ },
-            { "PATH", "git's %P: the vault's path in the repository, for messages", &path_, 1, 1, Completion::Nothing } };
+            { "PATH", "git's %P: the vault's path in the repository, for messages", &path_, 1, 1,
+                Completion::Nothing } };
         page.description = {
-            "git runs this command by itself once \"vellorin git-setup\" has told it to. It puts the merged vault in the "
-            "place of OURS at one stroke, and touches nothing else.",
+            "git runs this command by itself once \"vellorin git-setup\" has told it to. It puts the merged vault in "
+            "the place of OURS at one stroke, and touches nothing else.",
             "The result doesn't depend on which side is which, so the two directions of a merge give the same vault.",
             "Anything that speaks against a merge is a conflict: different master passwords, damage, vaults that have "
-            "nothing in common. The exit status is 1 then, and OURS is as it was. Merge by hand with \"vellorin merge\".",
+            "nothing in common. The exit status is 1 then, and OURS is as it was. Merge by hand with \"vellorin "
+            "merge\".",
         };
-        page.examples = { { "vellorin merge-driver -- %O %A %B %P",
-            "the line that git-setup writes into git's configuration" } };
+        page.examples
+            = { { "vellorin merge-driver -- %O %A %B %P", "the line that git-setup writes into git's configuration" } };
         return page;
     }
 

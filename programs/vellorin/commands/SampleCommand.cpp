@@ -28,10 +28,10 @@ public:
             = { { "--records", "", "N", "make a large pair instead, with that many records on each side", &records_ },
                   { "--seed", "", "N", "choose the content of a large pair [1]", &seed_ } };
         page.description = {
-            "The vaults are laptop.vlr and stick.vlr, and their master password is \"open sesame\". They began as copies of "
-            "each other and have come apart in every way that a merge tells apart.",
-            "Each record of a large pair takes about 400 bytes. Of a hundred, one was edited in the first vault and one in "
-            "the second. The same seed makes the same records.",
+            "The vaults are laptop.vlr and stick.vlr, and their master password is \"open sesame\". They began as "
+            "copies of each other and have come apart in every way that a merge tells apart.",
+            "Each record of a large pair takes about 400 bytes. Of a hundred, one was edited in the first vault and "
+            "one in the second. The same seed makes the same records.",
             "A file that is there already is not overwritten: then nothing is written.",
         };
         page.examples = { { "vellorin sample /tmp/try", "make two small vaults that have come apart" },

@@ -26,7 +26,7 @@ constexpr double kLongestOption = 86'400; // seconds
 bool isJournalOnStandardError()
 {
     const char* const stream = std::getenv("JOURNAL_STREAM");
-    struct stat status {};
+    struct stat status { };
     return stream != nullptr && ::fstat(STDERR_FILENO, &status) == 0
         && stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }

@@ -7,7 +7,6 @@
 #include "Interruption.h"
 #include "NSException.h"
 
-
 ActionPartners& linuxPartners()
 {
     static LinuxAppleEventSystem events;

@@ -86,7 +86,8 @@ std::string foundUuid(
 
 bool holds(const std::vector<std::string>& uuids, const std::string& foldedUuid)
 {
-    return std::any_of(uuids.begin(), uuids.end(), [&](const auto& each) { return DeletionSet::folded(each) == foldedUuid; });
+    return std::any_of(
+        uuids.begin(), uuids.end(), [&](const auto& each) { return DeletionSet::folded(each) == foldedUuid; });
 }
 
 Explanation::Event eventOf(const JournalRun& run, Deed deed, const std::string& path)
@@ -194,7 +195,8 @@ nlohmann::ordered_json jsonOf(const Explanation& explanation)
         for (const std::string& path : event.otherFiles)
             others.push_back(jsonText(path));
         events.push_back({ { "run", event.runId }, { "command", event.command }, { "deed", nameOf(event.deed) },
-            { "otherFiles", others }, { "bySelf", event.bySelf }, { "takenBack", event.wasTakenBack }, { "cutOff", event.wasCutOff } });
+            { "otherFiles", others }, { "bySelf", event.bySelf }, { "takenBack", event.wasTakenBack },
+            { "cutOff", event.wasCutOff } });
     }
     Json categories = Json::array();
     for (const std::string& category : explanation.categories)

@@ -11,7 +11,11 @@ class Console;
 
 /// What runs have done with one record in one file, and what has become of it.
 struct Explanation {
-    enum class Deed { Added, Removed, Doubled };
+    enum class Deed {
+        Added,
+        Removed,
+        Doubled
+    };
 
     struct Event {
         std::string runId;

@@ -19,7 +19,12 @@ struct GuardOptions {
 
 /// A reason not to synchronise these files without being told to.
 struct Objection {
-    enum class Kind { Removals, Unrelated, Damage, OlderState };
+    enum class Kind {
+        Removals,
+        Unrelated,
+        Damage,
+        OlderState
+    };
 
     Kind kind {};
     std::string message; // what, on which path

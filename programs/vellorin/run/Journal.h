@@ -28,7 +28,13 @@ struct JournalFile {
 /// One run that replaced files, or began to.
 struct JournalRun {
     /// Begun and UndoBegun stay where a run was killed: each file has its hash from before or from after then.
-    enum class State { Begun, Done, HalfDone, UndoBegun, Undone };
+    enum class State {
+        Begun,
+        Done,
+        HalfDone,
+        UndoBegun,
+        Undone
+    };
 
     std::string id; // "2026-11-21T10:36:08.123456Z-1a2b3c4d", ordered by time
     std::string command; // "sync", "resolve", "watch"

@@ -34,7 +34,11 @@ struct KeptTwice {
 
 /// What a synchronisation of two files did, for people and for programs.
 struct SyncReport {
-    enum class Outcome { InStep, Planned, Done };
+    enum class Outcome {
+        InStep,
+        Planned,
+        Done
+    };
 
     Outcome outcome {};
     std::string runId; // in the journal; empty if nothing was written

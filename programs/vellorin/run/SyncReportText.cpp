@@ -28,7 +28,8 @@ std::string row(const std::string& name, std::size_t width, const std::array<std
 
 std::string table(const SyncReport& report, const std::vector<std::string>& names)
 {
-    const std::size_t width = std::clamp<std::size_t>(std::max(columnsOf(names[0]), columnsOf(names[1])), 8, kNameColumns);
+    const std::size_t width
+        = std::clamp<std::size_t>(std::max(columnsOf(names[0]), columnsOf(names[1])), 8, kNameColumns);
     std::string text = row("", width, { "records", "added", "removed", "now", "deletions" });
     const ReportedFile* const files[] = { &report.first, &report.second };
     for (std::size_t i = 0; i < 2; ++i)

@@ -9,8 +9,8 @@ class Console;
 
 /// One command of the program: its page, and what it does.
 ///
-/// The page names the command's options and operands together with the members that they fill; the parser, `--help`, the
-/// manual pages and the shells' completions are all made of it. `run` is called once, with the members filled.
+/// The page names the command's options and operands together with the members that they fill; the parser, `--help`,
+/// the manual pages and the shells' completions are all made of it. `run` is called once, with the members filled.
 class Command {
 public:
     virtual ~Command() = default;

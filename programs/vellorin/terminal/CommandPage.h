@@ -6,7 +6,12 @@
 #include <vector>
 
 /// What completions offer for an operand or an option's value.
-enum class Completion { Nothing, Vault, AnyFile, Folder };
+enum class Completion {
+    Nothing,
+    Vault,
+    AnyFile,
+    Folder
+};
 
 /// Where the words of the command line go. Which form an option has follows from it: a flag has no value, a list takes
 /// several values or may be given several times.

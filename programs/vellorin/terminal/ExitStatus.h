@@ -15,11 +15,15 @@ enum ExitStatus : int {
 
 /// Ends a command with a message for the user on standard error.
 ///
-/// A message says what failed, on which path, the system's words where there are some, and what was left as it was. It may
-/// hold anything that stands in paths and files: it is made printable where it is shown.
+/// A message says what failed, on which path, the system's words where there are some, and what was left as it was. It
+/// may hold anything that stands in paths and files: it is made printable where it is shown.
 class CommandFailure : public std::exception {
 public:
-    CommandFailure(ExitStatus status, std::string message) : status_(status), message_(std::move(message)) { }
+    CommandFailure(ExitStatus status, std::string message)
+        : status_(status)
+        , message_(std::move(message))
+    {
+    }
 
     ExitStatus status() const { return status_; }
     const char* what() const noexcept override { return message_.c_str(); }

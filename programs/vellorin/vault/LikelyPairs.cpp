@@ -8,7 +8,8 @@
 namespace {
 
 constexpr std::size_t kBlock = 8;
-constexpr uint32_t kLeastEqualBlocks = 3; // 4 bytes of count and 20 letters; fewer are equal by chance among like titles
+constexpr uint32_t kLeastEqualBlocks
+    = 3; // 4 bytes of count and 20 letters; fewer are equal by chance among like titles
 
 struct Candidate {
     std::string_view body;
@@ -42,7 +43,9 @@ std::vector<Candidate> sortedCandidates(const VaultContents& a, const std::vecto
 /// neighbours are those that agree the longest; when a pair goes, its neighbours become each other's.
 class Chain {
 public:
-    explicit Chain(std::vector<Candidate> sorted) : links_(sorted.size()), candidates_(std::move(sorted))
+    explicit Chain(std::vector<Candidate> sorted)
+        : links_(sorted.size())
+        , candidates_(std::move(sorted))
     {
         for (std::size_t i = 0; i < links_.size(); ++i) {
             links_[i].previous = i - 1; // of the first: kNone
@@ -98,7 +101,8 @@ private:
     void offer(std::size_t i)
     {
         const std::size_t next = links_[i].next;
-        if (next != kNone && links_[i].equalToNext >= kLeastEqualBlocks && candidates_[i].isOfA != candidates_[next].isOfA)
+        if (next != kNone && links_[i].equalToNext >= kLeastEqualBlocks
+            && candidates_[i].isOfA != candidates_[next].isOfA)
             offers_.push({ links_[i].equalToNext, i, next });
     }
 

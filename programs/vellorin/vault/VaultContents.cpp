@@ -35,7 +35,10 @@ uint32_t numberAt(std::string_view bytes, std::size_t offset)
 /// A place in some bytes. Each step is false, and leaves the place where it is, if the bytes don't suffice.
 class Cursor {
 public:
-    explicit Cursor(std::string_view bytes) : bytes_(bytes) { }
+    explicit Cursor(std::string_view bytes)
+        : bytes_(bytes)
+    {
+    }
 
     uint64_t offset() const { return offset_; }
     uint64_t left() const { return bytes_.size() - offset_; }
@@ -285,8 +288,7 @@ private:
         if (record.body.empty())
             damageOfRecord_.push_back({ Kind::BodyMissing, start + fields.offset() - kCount, kCount, std::nullopt });
         if (!fields.atEnd())
-            damageOfRecord_.push_back(
-                { Kind::BytesBehindBody, start + fields.offset(), fields.left(), std::nullopt });
+            damageOfRecord_.push_back({ Kind::BytesBehindBody, start + fields.offset(), fields.left(), std::nullopt });
         return true;
     }
 

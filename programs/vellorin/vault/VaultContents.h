@@ -69,8 +69,8 @@ private:
     uint64_t offset_;
 };
 
-/// What can be read of a vault file without its password, as views into its bytes: a walk over the frames of its sections,
-/// apart from the document core, so that each can be held against the other.
+/// What can be read of a vault file without its password, as views into its bytes: a walk over the frames of its
+/// sections, apart from the document core, so that each can be held against the other.
 ///
 /// It finds the same records as a document that keeps its records encrypted, damaged ones included, in the same order.
 /// Cost: linear in the bytes; a copy of none but the made texts of older formats.
@@ -106,6 +106,6 @@ private:
     std::deque<std::string> madeTexts_; // stay where they are while others are added
 };
 
-/// Reads a file that is looked at and not replaced. Raises: CommandFailure (kFailed), with the path, if it can't be read
-/// or is no vault.
+/// Reads a file that is looked at and not replaced. Raises: CommandFailure (kFailed), with the path, if it can't be
+/// read or is no vault.
 VaultContents readVault(const std::string& path);

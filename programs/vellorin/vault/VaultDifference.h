@@ -12,11 +12,11 @@
 
 /// What two vaults have and lack of each other, by record. Indices are those of `records` in each vault's contents.
 ///
-/// UUIDs of records are equal as bytes; a deletion names a record whose UUID is equal but for the case of ASCII letters.
-/// (A merge also takes texts for equal that are so by Unicode's rules alone. Programs write UUIDs in ASCII.)
+/// UUIDs of records are equal as bytes; a deletion names a record whose UUID is equal but for the case of ASCII
+/// letters. (A merge also takes texts for equal that are so by Unicode's rules alone. Programs write UUIDs in ASCII.)
 struct VaultDifference {
-    /// Two new records, one on each side, that are most likely two versions of one: their cipher texts begin with the same
-    /// blocks, three or more, so the first 20 letters of title, address and user name are the same.
+    /// Two new records, one on each side, that are most likely two versions of one: their cipher texts begin with the
+    /// same blocks, three or more, so the first 20 letters of title, address and user name are the same.
     struct LikelyPair {
         uint32_t a = 0;
         uint32_t b = 0;

@@ -40,8 +40,9 @@ VaultContents readVault(const std::string& path)
     errno = 0;
     std::optional<NSData> bytes = files.dataWithContentsOfFile(path);
     if (!bytes) // without a word of the system's the file is there, and not for reading
-        fail(path, errno != 0 ? std::string("can't be read: ") + std::strerror(errno)
-                              : "can't be read: no regular file, or too large for a vault");
+        fail(path,
+            errno != 0 ? std::string("can't be read: ") + std::strerror(errno)
+                       : "can't be read: no regular file, or too large for a vault");
     try {
         return VaultContents(std::move(*bytes));
     } catch (const NoVault& noVault) {
@@ -69,9 +70,9 @@ void replaceVault(const std::string& path, const NSData& bytes)
 
 bool areOneFile(const std::string& a, const std::string& b)
 {
-    struct stat ofA {};
-    struct stat ofB {};
+    struct stat ofA { };
+    struct stat ofB { };
     FileSystemCalls& calls = fileSystemCalls();
-    return calls.statAt(AT_FDCWD, a, ofA, 0) == 0 && calls.statAt(AT_FDCWD, b, ofB, 0) == 0
-        && ofA.st_dev == ofB.st_dev && ofA.st_ino == ofB.st_ino;
+    return calls.statAt(AT_FDCWD, a, ofA, 0) == 0 && calls.statAt(AT_FDCWD, b, ofB, 0) == 0 && ofA.st_dev == ofB.st_dev
+        && ofA.st_ino == ofB.st_ino;
 }

@@ -4,8 +4,8 @@
 
 #include <string>
 
-// Vaults as files that a command writes without taking locks or telling anybody. Each operation raises CommandFailure with
-// the path, the system's words and what was left as it was.
+// Vaults as files that a command writes without taking locks or telling anybody. Each operation raises CommandFailure
+// with the path, the system's words and what was left as it was.
 
 /// Makes a file at one stroke. Raises: kRefused if there is one, also if it came this moment; kFailed.
 /// Throws Interrupted.

@@ -101,7 +101,8 @@ private:
 /// A vault in the hands of the core.
 class ReadVault {
 public:
-    explicit ReadVault(const VaultContents& contents) : contents(contents)
+    explicit ReadVault(const VaultContents& contents)
+        : contents(contents)
     {
         VLR_MemoryBlock block = SysToVLR(contents.bytes());
         document.FromBlock(block);
@@ -172,7 +173,8 @@ private:
 
     void choosePreferences()
     {
-        const auto settings = [](const VaultContents& vault) { return vault.preferences.substr(kSettingsInPreferences); };
+        const auto settings
+            = [](const VaultContents& vault) { return vault.preferences.substr(kSettingsInPreferences); };
         const std::string_view ofBase = base_ ? settings(base_->contents) : std::string_view();
         const bool takeSecond = secondsChangeWins(settings(first_.contents), settings(second_.contents), ofBase);
         const ReadVault& from = takeSecond ? second_ : first_;
@@ -235,8 +237,8 @@ private:
 
 bool losesRecords(const VaultContents& vault)
 {
-    return std::any_of(vault.damage.begin(), vault.damage.end(),
-        [](const VaultDamage& damage) { return damage.losesRecord(); });
+    return std::any_of(
+        vault.damage.begin(), vault.damage.end(), [](const VaultDamage& damage) { return damage.losesRecord(); });
 }
 
 } // namespace
@@ -250,7 +252,8 @@ NSData mergeVaults(const VaultContents& a, const VaultContents& b, const VaultCo
         return Merge(areInOrder ? a : b, areInOrder ? b : a, base).result();
     } catch (const VLR_Exception& exception) {
         VLR_RethrowShortageOfMemory();
-        throw CommandFailure(kFailed, "the vaults can't be merged, and nothing was written: " + wordsOf(exception)
+        throw CommandFailure(kFailed,
+            "the vaults can't be merged, and nothing was written: " + wordsOf(exception)
                 + (losesRecords(a) || losesRecords(b) ? " (check --repair saves what is whole)" : ""));
     }
 }

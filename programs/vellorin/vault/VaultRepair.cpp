@@ -34,7 +34,11 @@ std::string deletionListOf(const VaultContents& vault)
 /// A vault's records as they go into its repaired form.
 class Repair {
 public:
-    Repair(const VaultContents& vault, std::vector<VaultDamage>& lost) : vault_(vault), lost_(lost) { }
+    Repair(const VaultContents& vault, std::vector<VaultDamage>& lost)
+        : vault_(vault)
+        , lost_(lost)
+    {
+    }
 
     std::string records()
     {
@@ -76,8 +80,8 @@ private:
         return { bytes + record.offset + kTag + kCount, bytes + record.offset + record.length };
     }
 
-    /// False if nothing of the record can be kept. A block of another format stays as it is: its identity may be made of
-    /// its bytes.
+    /// False if nothing of the record can be kept. A block of another format stays as it is: its identity may be made
+    /// of its bytes.
     bool mend(const VaultRecord& record, const VaultDamage& damage, std::string& block)
     {
         const bool isLost = damage.kind == Kind::RecordCut || damage.kind == Kind::BodyMissing;

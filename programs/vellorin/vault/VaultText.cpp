@@ -48,7 +48,8 @@ std::string nameOf(VaultDamage::Kind kind)
 std::string sortOrderOf(const VaultContents& vault)
 {
     const bool isKnown = vault.sortField > 0 && vault.sortField < kSortFields.size();
-    const std::string field = isKnown ? kSortFields[vault.sortField] : "unknown (" + std::to_string(vault.sortField) + ")";
+    const std::string field
+        = isKnown ? kSortFields[vault.sortField] : "unknown (" + std::to_string(vault.sortField) + ")";
     return field + (vault.sortDescending ? ", descending" : "");
 }
 
@@ -73,8 +74,9 @@ std::size_t widened(std::size_t columns, const VaultRecord& record)
 
 std::string lineOf(const VaultRecord& record, std::size_t columnsOfCategory)
 {
-    return orWord(record.uuid, "(no UUID)") + "  " + padded(orWord(record.category, kNoCategory), columnsOfCategory) + "  "
-        + inBytes(record.body.size()) + (record.changedSinceSync ? "  changed" : "") + (record.isWhole ? "" : "  cut");
+    return orWord(record.uuid, "(no UUID)") + "  " + padded(orWord(record.category, kNoCategory), columnsOfCategory)
+        + "  " + inBytes(record.body.size()) + (record.changedSinceSync ? "  changed" : "")
+        + (record.isWhole ? "" : "  cut");
 }
 
 std::string lineOf(const VaultDamage& damage, const VaultContents& vault)

@@ -20,8 +20,8 @@ public:
     /// `journal` and `console` must outlive the object.
     CopiesWatch(const SyncOptions& options, const Json& json, Journal& journal, Console& console);
 
-    /// A file that is no whole vault is left out, so that it doesn't keep the others apart. What fails is a trouble of the
-    /// round and is not raised. Throws Interrupted.
+    /// A file that is no whole vault is left out, so that it doesn't keep the others apart. What fails is a trouble of
+    /// the round and is not raised. Throws Interrupted.
     WatchRound synchronise(const std::vector<std::string>& present);
 
 private:

@@ -83,7 +83,7 @@ public:
     /// The file that was read stands under its name.
     bool isInPlace() const
     {
-        struct stat status {};
+        struct stat status { };
         return ::lstat(path.c_str(), &status) == 0 && isSameContent(status, status_);
     }
 
@@ -106,7 +106,7 @@ public:
 private:
     static struct stat statusOf(int descriptor)
     {
-        struct stat status {};
+        struct stat status { };
         ::fstat(descriptor, &status); // of none, the file number 0, which no file has
         return status;
     }

@@ -44,7 +44,8 @@ std::vector<fs::path> chainOfLinks(const std::string& path)
         const fs::path target = fs::read_symlink(chain.back(), error);
         if (error)
             break;
-        chain.push_back(chain.back().parent_path() / target); // as it stands: ".." behind a link is the kernel's to follow
+        chain.push_back(
+            chain.back().parent_path() / target); // as it stands: ".." behind a link is the kernel's to follow
     }
     return chain;
 }

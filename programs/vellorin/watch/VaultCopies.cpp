@@ -43,7 +43,7 @@ bool looksLikeVault(const std::string& path)
 {
     const StDescriptor file(
         fileSystemCalls(), ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status {};
+    struct stat status { };
     std::array<char, 4> begin {};
     if (file.value < 0 || ::fstat(file.value, &status) != 0 || !S_ISREG(status.st_mode)
         || ::read(file.value, begin.data(), begin.size()) != static_cast<ssize_t>(begin.size()))
@@ -92,7 +92,7 @@ CopyFinder::CopyFinder(PassedOver passedOver, StandsApart standsApart)
 CopiesOfVault CopyFinder::copiesOf(const std::string& vault) const
 {
     VaultFile self { vault, std::string(readVault(vault).identity), 0, 0, conflictNameOf(nameOf(vault)) };
-    struct stat status {};
+    struct stat status { };
     if (::stat(vault.c_str(), &status) == 0) {
         self.device = status.st_dev;
         self.file = status.st_ino;
@@ -138,7 +138,7 @@ std::vector<CopyFinder::VaultFile> CopyFinder::vaultsIn(const std::string& folde
     for (const fs::directory_entry& entry : entriesOf(folder)) {
         const std::string name = entry.path().filename().string();
         const std::string path = joined(folder, name);
-        struct stat status {};
+        struct stat status { };
         if (!looksLikeVault(path) || ::lstat(path.c_str(), &status) != 0)
             continue;
         if (isUnfinishedFile(name) || isNumberedBackup(name)) {

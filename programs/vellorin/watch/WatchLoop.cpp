@@ -34,7 +34,7 @@ bool sameContent(std::vector<std::optional<FileStamp>> a, std::vector<std::optio
 
 std::optional<FileStamp> stampOf(const std::string& path)
 {
-    struct stat status {};
+    struct stat status { };
     if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
     return FileStamp { status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),

@@ -24,7 +24,11 @@ public:
         Time longest { 3'600'000 };
     };
 
-    enum class Step { Wait, Look, Synchronise };
+    enum class Step {
+        Wait,
+        Look,
+        Synchronise
+    };
     enum class Outcome {
         InStep, // nothing had to be written, or there was nothing to synchronise
         Written,

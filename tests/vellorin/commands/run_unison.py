@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""vellorin as the merge program of a real Unison, as its page tells. Usage: run_unison.py BIN"""
+"""vellorin as the merge program of a real Unison, as the README tells. Usage: run_unison.py BIN"""
 
 import pathlib
 import re
@@ -12,9 +12,9 @@ BIN = pathlib.Path(sys.argv[1]).resolve()
 
 
 def merge_line(scratch):
-    """What the page says, with this program's path; the manual page has the same."""
-    source = pathlib.Path(__file__).parents[3] / "programs/vellorin/commands/MergeCommand.cpp"
-    said = re.search(r'merge = (Name .*? \|\| test \$\? -eq 1)"', source.read_text()).group(1)
+    """What users are told to write, with this program's path."""
+    readme = pathlib.Path(__file__).parents[3] / "README.md"
+    said = re.search(r"^merge = (Name .*)$", readme.read_text(), re.MULTILINE).group(1)
     return said.replace("-> vellorin", f"-> {scratch.program}")
 
 

@@ -1,5 +1,5 @@
-#include "FilePaths.h"
 #include "Guards.h"
+#include "FilePaths.h"
 
 #include "RunFixture.h"
 #include "SyncPlan.h"

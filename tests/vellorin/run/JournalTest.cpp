@@ -38,9 +38,8 @@ TEST_F(JournalTest, KeepsEverythingOfARunEvenBytesThatAreNoText)
     JournalRun written = run("", { "/v/a\xFF\n.vlr", "/v/b.vlr" });
     written.batch = numbered(1);
     written.state = JournalRun::State::HalfDone;
-    written.files[0]
-        = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, 9, { "A", "\xC0" }, { "B" }, { "C" },
-              { "D" } };
+    written.files[0] = { "/v/a\xFF\n.vlr", "I\xFE", "00", "11", "/v/a\xFF backup 1.vlr", 7, 8, 9, { "A", "\xC0" },
+        { "B" }, { "C" }, { "D" } };
     journal.write(written);
     const std::vector<JournalRun> read = journal.runsOf("/v/a\xFF\n.vlr");
     ASSERT_EQ(read.size(), 1u);

@@ -1,5 +1,5 @@
-#include "FilePaths.h"
 #include "Undo.h"
+#include "FilePaths.h"
 
 #include "CopiesInStep.h"
 #include "Explanation.h"

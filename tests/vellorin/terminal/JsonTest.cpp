@@ -46,7 +46,8 @@ TEST(JsonOutput, WritesWhatTheWholeDocumentWouldBe)
 {
     const nlohmann::ordered_json record { { "uuid", "\n\x1b" }, { "empty", nlohmann::ordered_json::array() } };
     nlohmann::ordered_json document = jsonDocument("info");
-    document["files"] = { { { "path", "a" }, { "records", { record, record } } }, { { "records", nlohmann::ordered_json::array() } } };
+    document["files"] = { { { "path", "a" }, { "records", { record, record } } },
+        { { "records", nlohmann::ordered_json::array() } } };
     std::string piecewise;
     std::string whole;
     {

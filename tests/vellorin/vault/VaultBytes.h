@@ -28,8 +28,7 @@ struct SketchedRecord {
 
 inline std::string blockOf(const SketchedRecord& record, const std::string& flags = std::string(2, '\0'))
 {
-    return number(4) + chunk(record.uuid) + flags + chunk(record.category) + chunk("") + number(0)
-        + chunk(record.body);
+    return number(4) + chunk(record.uuid) + flags + chunk(record.category) + chunk("") + number(0) + chunk(record.body);
 }
 
 struct SketchedVault {

@@ -32,7 +32,8 @@ std::string told(const std::string& bytes)
     const VaultContents vault = contentsOf(bytes);
     std::multiset<std::string> records;
     for (const VaultRecord& record : vault.records)
-        records.insert(std::string(record.uuid) + "/" + std::string(record.category) + "/" + std::string(record.body, 0, 1));
+        records.insert(
+            std::string(record.uuid) + "/" + std::string(record.category) + "/" + std::string(record.body, 0, 1));
     std::string result;
     for (const std::string& record : records)
         result += record + " ";
@@ -252,7 +253,8 @@ TEST(VaultObjectionsTest, DamageIsNamedWithItsPlaces)
     const VaultContents cut = contentsOf(goldenVaults().at("record-chunk-cut"));
     EXPECT_EQ(objectionToDamage({ "v", cut }),
         "v: has 2 damaged places: the record is cut at byte 553; bytes that belong to no record at byte 561");
-    const VaultContents many = contentsOf(goldenVaults().at("empty") + "Pdat    Pdat    Pdat    Pdat    Pdat    Pdat    ");
+    const VaultContents many
+        = contentsOf(goldenVaults().at("empty") + "Pdat    Pdat    Pdat    Pdat    Pdat    Pdat    ");
     EXPECT_TRUE(objectionToDamage({ "v", many })->ends_with("; and more"));
 }
 
@@ -264,7 +266,8 @@ std::multiset<std::string> wholeRecords(const VaultContents& vault)
     std::multiset<std::string> result;
     for (const VaultRecord& record : vault.records) {
         if (record.isWhole && !record.body.empty())
-            result.insert(std::string(record.uuid) + "|" + std::string(record.category) + "|" + std::string(record.body));
+            result.insert(
+                std::string(record.uuid) + "|" + std::string(record.category) + "|" + std::string(record.body));
     }
     return result;
 }
@@ -294,8 +297,8 @@ void expectRepaired(const std::string& bytes)
         return damage.kind == VaultDamage::Kind::RecordCut || damage.kind == VaultDamage::Kind::BodyMissing
             || damage.kind == VaultDamage::Kind::StrayBytes;
     };
-    EXPECT_GE(lost.size(), static_cast<std::size_t>(
-        std::count_if(damaged.damage.begin(), damaged.damage.end(), isLost)));
+    EXPECT_GE(
+        lost.size(), static_cast<std::size_t>(std::count_if(damaged.damage.begin(), damaged.damage.end(), isLost)));
     const bool hasEmptyDeletion = std::any_of(damaged.deletions.begin(), damaged.deletions.end(),
         [](const VaultDeletion& deletion) { return deletion.uuid.empty(); }); // its count may have been all ones
     if (damaged.damage.empty() && !hasEmptyDeletion) {

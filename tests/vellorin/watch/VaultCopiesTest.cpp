@@ -1,6 +1,6 @@
+#include "VaultCopies.h"
 #include "ScratchFolder.h"
 #include "VaultBytes.h"
-#include "VaultCopies.h"
 
 #include <gtest/gtest.h>
 

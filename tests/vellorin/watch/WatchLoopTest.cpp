@@ -1,5 +1,5 @@
-#include "Interruption.h"
 #include "WatchLoop.h"
+#include "Interruption.h"
 
 #include <gtest/gtest.h>
 
