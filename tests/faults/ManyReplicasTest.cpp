@@ -1,12 +1,10 @@
 #include "Synchronisation.h"
-#include "VLR_SystemConversions.h"
 #include "VaultHistory.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <numeric>
 #include <tuple>
@@ -263,37 +261,6 @@ TEST_F(ManyReplicas, ADeletionListGrowsByOneEntryForEachChange)
     EXPECT_TRUE(replicas.allFit());
     EXPECT_EQ(stateOf(replicas.vaults[0]).deletions.size(), 40u);
     EXPECT_EQ(replicas.vaults[0].size(), before + 40 * kEntry);
-}
-
-/// A vault with so many deletions and nothing else.
-std::string vaultWithDeletions(uint32_t count)
-{
-    VLR_Document document(VLR_DocumentReadDecrypted);
-    document.ChangePassword(VLR_String("open sesame", VLR_CharacterSetUTF8));
-    VaultHistory random(8);
-    for (uint32_t i = 0; i < count; ++i)
-        document.AddDeletedUUID(VLR_String(random.freshUUID().c_str(), VLR_CharacterSetUTF8), 1);
-    VLR_MemoryBlock block;
-    document.ToBlock(block);
-    return std::string(reinterpret_cast<const char*>(block.Bytes()), block.Length());
-}
-
-/// What the list of ten years costs, as docs/reliability.md tells it. A full run takes its time as well.
-TEST_F(ManyReplicas, TenYearsOfChanges)
-{
-    constexpr uint32_t kDays = 3652;
-    const std::size_t empty = vaultWithDeletions(0).size();
-    for (const uint32_t changesADay : { 1u, 10u, 100u }) {
-        if (changesADay == 100 && !isFull())
-            continue;
-        const std::string vault = vaultWithDeletions(changesADay * kDays);
-        EXPECT_EQ(vault.size(), empty + changesADay * kDays * kEntry);
-        const auto start = std::chrono::steady_clock::now();
-        merged({ vault, vault });
-        const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-        if (isFull())
-            std::printf("%u a day: %zu bytes, %.0f ms\n", changesADay, vault.size(), took.count());
-    }
 }
 
 } // namespace

@@ -56,7 +56,7 @@ public:
     std::string run()
     {
         FaultyCalls calls(files);
-        calls.beforeEachCall = [this] { collect(during); };
+        calls.beforeEachCall = [this](FaultyCalls::Call) { collect(during); };
         {
             const StFileSystemCalls inPlace(calls);
             EXPECT_EQ(Synchronisation(clock).run(kFirst, second), SynchronizeFiles::kSuccess);

@@ -66,25 +66,34 @@ AppleEvent eventFor(uint32_t id, uint32_t pid)
     return event;
 }
 
-TEST(AppleEventSystem, DescriptorsCrossTheBusAsTheyAre)
-{
+/// A bus of the test's own with a receiver on it.
+class AppleEventSystem : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (LinuxAppleEventSystem* const each : { &system, &patient }) // only whom it was asked for can be sent to
+            ASSERT_EQ(each->processID(kName), pid);
+    }
+
     const PrivateBus bus;
-    ASSERT_TRUE(bus.isRunning());
-    const SecondProcess receiver(receive);
-    LinuxAppleEventSystem system(kShort);
+    SecondProcess receiver { receive };
+    LinuxAppleEventSystem system { kShort };
+    LinuxAppleEventSystem patient; // with the default time-out
+    const uint32_t pid = static_cast<uint32_t>(receiver.pid());
+    AppleEvent reply;
+};
+
+TEST_F(AppleEventSystem, DescriptorsCrossTheBusAsTheyAre)
+{
     const auto running = system.runningBundleIdentifiers();
     EXPECT_NE(std::find(running.begin(), running.end(), kName), running.end());
-    const auto pid = system.processID(kName);
-    ASSERT_EQ(pid, static_cast<uint32_t>(receiver.pid()));
-
-    AppleEvent event = eventFor(kEcho, *pid);
+    AppleEvent event = eventFor(kEcho, pid);
     NSAppleEventDescriptor list = NSAppleEventDescriptor::listDescriptor();
     list.insertDescriptor(
         NSAppleEventDescriptor::descriptorWithDescriptorType(typeFileURL, std::string("file:///\0\xFF", 10)), 0);
     list.insertDescriptor(NSAppleEventDescriptor::listDescriptor(), 0);
     event.setDescriptor(list, keyDirectObject);
     event.setDescriptor(NSAppleEventDescriptor::descriptorWithBoolean(true), fourCharCode("flag"));
-    AppleEvent reply;
     EXPECT_EQ(system.AESend(event, reply), noErr);
     EXPECT_EQ(reply.parameters, event.parameters);
     bool flag = false;
@@ -94,53 +103,35 @@ TEST(AppleEventSystem, DescriptorsCrossTheBusAsTheyAre)
     EXPECT_EQ(AEGetParamPtr(reply, fourCharCode("none"), flag), errAEDescNotFound);
 }
 
-TEST(AppleEventSystem, FailuresHaveTheClassicNumbers)
+TEST_F(AppleEventSystem, FailuresHaveTheClassicNumbers)
 {
-    const PrivateBus bus;
-    const SecondProcess receiver(receive);
-    LinuxAppleEventSystem system(kShort);
-    const auto pid = system.processID(kName);
-    ASSERT_TRUE(pid);
-    AppleEvent reply;
-    EXPECT_EQ(system.AESend(eventFor(fourCharCode("none"), *pid), reply), errAEEventNotHandled);
+    EXPECT_EQ(system.AESend(eventFor(fourCharCode("none"), pid), reply), errAEEventNotHandled);
     EXPECT_EQ(system.AESend(eventFor(kEcho, 1), reply), procNotFound);
-    EXPECT_EQ(system.AESend(eventFor(kSleep, *pid), reply), errAETimeout);
+    EXPECT_EQ(system.AESend(eventFor(kSleep, pid), reply), errAETimeout);
     EXPECT_EQ(LinuxAppleEventSystem().processID("org.example.Nobody"), std::nullopt);
 }
 
-TEST(AppleEventSystem, OptionsSayHowLongToWait)
+TEST_F(AppleEventSystem, OptionsSayHowLongToWait)
 {
-    const PrivateBus bus;
-    SecondProcess receiver(receive);
-    LinuxAppleEventSystem system;
-    const auto pid = system.processID(kName);
-    ASSERT_TRUE(pid);
     const auto before = Clock::now();
-    AppleEvent reply;
     reply.setDescriptor(NSAppleEventDescriptor::descriptorWithBoolean(true), keyDirectObject);
     const AESendOptions noReply { kAENoReply, kAENormalPriority, kAEDefaultTimeout };
     const AESendOptions sixTicks { kAEWaitReply | kAENeverInteract, kAENormalPriority, 6 };
-    EXPECT_EQ(system.AESend(eventFor(kEcho, 1), reply, noReply), procNotFound);
-    EXPECT_EQ(system.AESend(eventFor(kSleep, *pid), reply, noReply), noErr);
+    EXPECT_EQ(patient.AESend(eventFor(kEcho, 1), reply, noReply), procNotFound);
+    EXPECT_EQ(patient.AESend(eventFor(kSleep, pid), reply, noReply), noErr);
     EXPECT_EQ(reply.parameters.size(), 1U); // stays as it is
-    EXPECT_EQ(system.AESend(eventFor(kEcho, *pid), reply, sixTicks), errAETimeout);
+    EXPECT_EQ(patient.AESend(eventFor(kEcho, pid), reply, sixTicks), errAETimeout);
     EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(1500));
-    EXPECT_EQ(system.AESend(eventFor(kQuit, *pid), reply, noReply), noErr);
+    EXPECT_EQ(patient.AESend(eventFor(kQuit, pid), reply, noReply), noErr);
     EXPECT_EQ(receiver.wait(), 0); // the events have got there
 }
 
-TEST(AppleEventSystem, AProgramThatEndsIsNotFound)
+TEST_F(AppleEventSystem, AProgramThatEndsIsNotFound)
 {
-    const PrivateBus bus;
-    SecondProcess receiver(receive);
-    LinuxAppleEventSystem system; // with the default time-out, which must not be waited for
-    const auto pid = system.processID(kName);
-    ASSERT_TRUE(pid);
-    AppleEvent reply;
-    EXPECT_EQ(system.AESend(eventFor(kQuit, *pid), reply), procNotFound);
+    EXPECT_EQ(patient.AESend(eventFor(kQuit, pid), reply), procNotFound); // and the time-out isn't waited for
     EXPECT_EQ(receiver.wait(), 0);
-    EXPECT_EQ(system.AESend(eventFor(kEcho, *pid), reply), procNotFound);
-    EXPECT_EQ(system.processID(kName), std::nullopt);
+    EXPECT_EQ(patient.AESend(eventFor(kEcho, pid), reply), procNotFound);
+    EXPECT_EQ(patient.processID(kName), std::nullopt);
 }
 
 NSAppleEventDescriptor listOf(int count)
@@ -163,13 +154,8 @@ NSAppleEventDescriptor nested(int lists)
     return list;
 }
 
-TEST(AppleEventSystem, TakesNoMoreThanAHandOffNeeds)
+TEST_F(AppleEventSystem, TakesNoMoreThanAHandOffNeeds)
 {
-    const PrivateBus bus;
-    const SecondProcess receiver(receive);
-    LinuxAppleEventSystem system(kShort);
-    const auto pid = system.processID(kName);
-    ASSERT_TRUE(pid);
     const struct {
         NSAppleEventDescriptor descriptor;
         int16_t result;
@@ -180,20 +166,19 @@ TEST(AppleEventSystem, TakesNoMoreThanAHandOffNeeds)
         { listOf(64), errAEEventNotHandled },
     };
     for (const auto& c : kCases) {
-        AppleEvent event = eventFor(kEcho, *pid);
+        AppleEvent event = eventFor(kEcho, pid);
         event.setDescriptor(c.descriptor, keyDirectObject);
-        AppleEvent reply;
+        reply = {};
         EXPECT_EQ(system.AESend(event, reply), c.result) << &c - kCases;
         EXPECT_EQ(reply.parameters.size(), c.result == noErr ? 1u : 0u) << &c - kCases;
     }
-    AppleEvent event = eventFor(kEcho, *pid); // the parameters count together
+    AppleEvent event = eventFor(kEcho, pid); // the parameters count together
     for (const uint32_t keyword : { 1u, 2u })
         event.setDescriptor(listOf(32), keyword);
-    AppleEvent reply;
     EXPECT_EQ(system.AESend(event, reply), errAEEventNotHandled);
 }
 
-TEST(AppleEventSystem, WithoutABusNobodyRuns)
+TEST(SilentEventSystem, WithoutABusNobodyRuns)
 {
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
     EXPECT_TRUE(LinuxAppleEventSystem().runningBundleIdentifiers().empty());
@@ -204,7 +189,7 @@ TEST(AppleEventSystem, WithoutABusNobodyRuns)
     EXPECT_TRUE(LinuxAppleEventSystem().runningBundleIdentifiers().empty());
 }
 
-TEST(AppleEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
+TEST(SilentEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
 {
     const SilentBus bus;
     const LinuxAppleEventSystem::TimeOuts brief { std::chrono::milliseconds(100), std::chrono::milliseconds(100) };
@@ -218,7 +203,7 @@ TEST(AppleEventSystem, ABusThatNeverStopsTalkingIsGivenUp)
     gBusyUntil = {};
 }
 
-TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
+TEST(SilentEventSystem, ASilentBusIsGivenUpOnce)
 {
     const SilentBus bus;
     LinuxAppleEventSystem system({ std::chrono::milliseconds(200), std::chrono::milliseconds(200) });
@@ -228,7 +213,7 @@ TEST(AppleEventSystem, ASilentBusIsGivenUpOnce)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)); // 50 waits would be 10
 }
 
-TEST(AppleEventSystem, ASignalEndsAWait)
+TEST(SilentEventSystem, ASignalEndsAWait)
 {
     for (const auto busy : { std::chrono::seconds(0), std::chrono::seconds(5) }) {
         const SilentBus bus;

@@ -1,5 +1,5 @@
 #include "NSFileManager.h"
-#include "FileSystemCalls.h"
+#include "FaultyCalls.h"
 #include "Interruption.h"
 #include "PrivateBus.h"
 #include "ScratchFolder.h"
@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <string_view>
@@ -37,6 +36,9 @@ class FileManager : public ::testing::Test {
 protected:
     ScratchFolder folder;
     LinuxFileManager files;
+    FileSystemCalls real;
+    FaultyCalls calls { real };
+    LinuxFileManager faulty { calls };
     std::string reason;
 };
 
@@ -145,104 +147,35 @@ TEST_F(FileManager, AFileThatChangedSinceItWasReadIsLeftAlone)
     EXPECT_TRUE(files.writeToFile(dataOf("ours again"), file, &reason)) << reason; // our own write is no change
 }
 
-/// Fails one kind of call with an error number.
-class FaultyCalls final : public FileSystemCalls {
-public:
-    enum class Call {
-        Open,
-        Write,
-        EmptyWrites,
-        ShortWrites,
-        Sync,
-        Rename,
-        Look,
-        Stat,
-        Mode,
-        Owner,
-        Attributes
-    };
+using Call = FaultyCalls::Call;
+using Fault = FaultyCalls::Fault;
 
-    FaultyCalls(Call call, int error)
-        : call(call)
-        , error(error)
-    {
-    }
-
-    int openAt(int at, const std::string& name, int flags, mode_t mode) override
-    {
-        return (flags & O_CREAT) != 0 && fails(Call::Open) ? -1 : FileSystemCalls::openAt(at, name, flags, mode);
-    }
-    ssize_t write(int descriptor, const void* bytes, std::size_t count) override
-    {
-        if (fails(Call::Write))
-            return -1;
-        if (call == Call::EmptyWrites)
-            return 0;
-        return FileSystemCalls::write(descriptor, bytes, call == Call::ShortWrites ? 1 : count);
-    }
-    int sync(int descriptor) override { return fails(Call::Sync) ? -1 : FileSystemCalls::sync(descriptor); }
-    int renameAt(int at, const std::string& from, const std::string& to) override
-    {
-        return fails(Call::Rename) ? -1 : FileSystemCalls::renameAt(at, from, to);
-    }
-    int statAt(int at, const std::string& name, struct stat& status, int flags) override
-    {
-        return fails(Call::Look) ? -1 : FileSystemCalls::statAt(at, name, status, flags);
-    }
-    int statOf(int descriptor, struct stat& status) override
-    {
-        return fails(Call::Stat) ? -1 : FileSystemCalls::statOf(descriptor, status);
-    }
-    int changeMode(int descriptor, mode_t mode) override
-    {
-        return fails(Call::Mode) ? -1 : FileSystemCalls::changeMode(descriptor, mode);
-    }
-    int changeOwner(int descriptor, uid_t owner, gid_t group) override
-    {
-        return fails(Call::Owner) ? -1 : FileSystemCalls::changeOwner(descriptor, owner, group);
-    }
-    ssize_t listAttributes(int descriptor, char* names, std::size_t size) override
-    {
-        return fails(Call::Attributes) ? -1 : FileSystemCalls::listAttributes(descriptor, names, size);
-    }
-
-private:
-    bool fails(Call asked) const
-    {
-        errno = error;
-        return asked == call;
-    }
-
-    Call call;
-    int error;
-};
+/// All calls of one kind.
+Fault failing(Call call, int error)
+{
+    return { FaultyCalls::Kind::Fails, 0, /*fromThenOn=*/true, error, { call } };
+}
 
 TEST_F(FileManager, EveryFailureLeavesTheOldFileAndNothingElse)
 {
-    using Call = FaultyCalls::Call;
-    const struct {
-        Call call;
-        int error;
-        const char* words;
-    } kCases[] = {
-        { Call::Open, EACCES, "Permission denied" },
-        { Call::Open, EROFS, "Read-only file system" },
-        { Call::Write, ENOSPC, "No space left on device" },
-        { Call::Write, EDQUOT, "Disk quota exceeded" },
-        { Call::EmptyWrites, 0, "Input/output error" },
-        { Call::Sync, EIO, "Input/output error" },
-        { Call::Look, EIO, "Input/output error" }, // what is there is not known, so it is not replaced
-        { Call::Stat, EIO, "Input/output error" },
-        { Call::Rename, EPERM, "Operation not permitted" },
+    const std::pair<Fault, const char*> kCases[] = {
+        { failing(Call::Make, EACCES), "Permission denied" },
+        { failing(Call::Make, EROFS), "Read-only file system" },
+        { failing(Call::Write, ENOSPC), "No space left on device" },
+        { failing(Call::Write, EDQUOT), "Disk quota exceeded" },
+        { { FaultyCalls::Kind::Empty, 0, /*fromThenOn=*/true, 0, { Call::Write } }, "Input/output error" },
+        { failing(Call::Sync, EIO), "Input/output error" },
+        { failing(Call::Look, EIO), "Input/output error" }, // what is there is not known, so it is not replaced
+        { failing(Call::Stat, EIO), "Input/output error" },
+        { failing(Call::Rename, EPERM), "Operation not permitted" },
     };
     const std::string file = folder.write("a", "old");
-    for (const auto& c : kCases) {
-        FaultyCalls calls(c.call, c.error);
-        LinuxFileManager faulty(calls);
-        EXPECT_FALSE(faulty.writeToFile(dataOf("new"), file, &reason)) << c.words;
-        EXPECT_NE(reason.find(c.words), std::string::npos) << reason;
-        EXPECT_EQ(folder.read("a"), "old") << c.words;
-        EXPECT_EQ(folder.listing(), "a") << c.words;
+    for (const auto& [fault, words] : kCases) {
+        calls.set(fault);
+        EXPECT_FALSE(faulty.writeToFile(dataOf("new"), file, &reason)) << words;
+        EXPECT_NE(reason.find(words), std::string::npos) << reason;
+        EXPECT_EQ(folder.read("a"), "old") << words;
+        EXPECT_EQ(folder.listing(), "a") << words;
     }
 }
 
@@ -281,33 +214,31 @@ TEST_F(FileManager, AFolderThatCantBeSyncedIsTold)
 
 TEST_F(FileManager, SmallWritesAddUp)
 {
-    FaultyCalls calls(FaultyCalls::Call::ShortWrites, 0);
-    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("many bytes"), folder.path("a")));
+    calls.set({ FaultyCalls::Kind::Short, 0, /*fromThenOn=*/true, 0, { Call::Write } });
+    EXPECT_TRUE(faulty.writeToFile(dataOf("many bytes"), folder.path("a")));
     EXPECT_EQ(folder.read("a"), "many bytes");
 }
 
 TEST_F(FileManager, WhatCantBeKeptGivesLessAccess)
 {
-    using Call = FaultyCalls::Call;
     const struct {
         mode_t before;
-        Call fails;
-        int error;
+        Fault fault;
         mode_t afterwards;
     } kCases[] = {
-        { 02664, Call::Owner, EPERM, 0644 }, // the new group may do what everybody may
-        { 0604, Call::Owner, EPERM, 0600 }, // the old group, which might do nothing, counts as everybody now
-        { 0660, Call::Mode, EPERM, 0600 },
-        { 0664, Call::Attributes, EIO, 0600 }, // an access list, if there was one, may have shut anybody out
-        { 0664, Call::Attributes, ENOTSUP, 0664 }, // there was none
-        { 06664, Call::ShortWrites, 0, 0664 }, // new content runs as nobody
+        { 02664, failing(Call::Owner, EPERM), 0644 }, // the new group may do what everybody may
+        { 0604, failing(Call::Owner, EPERM), 0600 }, // the old group, which might do nothing, is everybody now
+        { 0660, failing(Call::Mode, EPERM), 0600 },
+        { 0664, failing(Call::Attributes, EIO), 0600 }, // an access list, if there was one, may have shut anybody out
+        { 0664, failing(Call::Attributes, ENOTSUP), 0664 }, // there was none
+        { 06664, {}, 0664 }, // new content runs as nobody
     };
     const std::string file = folder.write("a", "old");
     for (const auto& c : kCases) {
         ::chmod(file.c_str(), c.before);
-        FaultyCalls calls(c.fails, c.error);
-        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
-        EXPECT_EQ(modeOf(file), c.afterwards) << std::oct << c.before << " " << std::strerror(c.error);
+        calls.set(c.fault);
+        EXPECT_TRUE(faulty.writeToFile(dataOf("new"), file));
+        EXPECT_EQ(modeOf(file), c.afterwards) << &c - kCases;
     }
 }
 
@@ -344,52 +275,43 @@ public:
     std::string set;
 };
 
-TEST_F(FileManager, AttributesOfTheOldContentStayBehind)
+TEST_F(FileManager, AttributesOfTheOldContentAreChosenAndALostAccessListLeavesTheOwnerAlone)
 {
     using namespace std::string_view_literals;
+    const struct {
+        std::string_view names;
+        const char* set;
+        mode_t afterwards;
+    } kCases[] = {
+        { "user.note\0security.ima\0security.evm\0security.capability\0security.label\0"sv, "user.note security.label ",
+            0664 },
+        { "system.posix_acl_access\0user.note\0"sv, "user.note ", 0600 },
+        { "system.nfs4_acl\0"sv, "", 0600 },
+    };
     const std::string file = folder.write("a", "old");
-    ::chmod(file.c_str(), 0664);
-    Attributes calls("user.note\0security.ima\0security.evm\0security.capability\0security.label\0"sv);
-    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
-    EXPECT_EQ(calls.set, "user.note security.label ");
-    EXPECT_EQ(modeOf(file), 0664u);
-}
-
-TEST_F(FileManager, ALostAccessListLeavesTheOwnerAlone)
-{
-    using namespace std::string_view_literals;
-    const std::string file = folder.write("a", "old");
-    for (const auto names : { "system.posix_acl_access\0user.note\0"sv, "system.nfs4_acl\0"sv }) {
+    for (const auto& c : kCases) {
         ::chmod(file.c_str(), 0664);
-        Attributes calls(names);
-        EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("new"), file));
-        EXPECT_EQ(modeOf(file), 0600u) << names;
+        Attributes attributes(c.names);
+        EXPECT_TRUE(LinuxFileManager(attributes).writeToFile(dataOf("new"), file));
+        EXPECT_EQ(attributes.set, c.set) << c.names;
+        EXPECT_EQ(modeOf(file), c.afterwards) << c.names;
     }
 }
-
-/// Notes the names of new files.
-class NamingCalls final : public FileSystemCalls {
-public:
-    int openAt(int at, const std::string& name, int flags, mode_t mode) override
-    {
-        if ((flags & O_CREAT) != 0)
-            created = name;
-        return FileSystemCalls::openAt(at, name, flags, mode);
-    }
-
-    std::string created;
-};
 
 TEST_F(FileManager, TemporaryNamesAreShortAndCutBetweenCharacters)
 {
     std::string name = "a";
     for (int i = 0; i < 127; ++i)
         name += "\xC3\xA9"; // 255 bytes in all
-    NamingCalls calls;
-    EXPECT_TRUE(LinuxFileManager(calls).writeToFile(dataOf("x"), folder.path(name), &reason)) << reason;
-    EXPECT_EQ(calls.created.front(), '.');
-    EXPECT_LE(calls.created.size(), 143u); // where names are enciphered they are no longer
-    EXPECT_EQ(calls.created.find("\xC3."), std::string::npos);
+    std::string created;
+    calls.beforeEachCall = [&](Call call) {
+        if (call == Call::Write)
+            created = folder.listing();
+    };
+    EXPECT_TRUE(faulty.writeToFile(dataOf("x"), folder.path(name), &reason)) << reason;
+    EXPECT_EQ(created.front(), '.');
+    EXPECT_LE(created.size(), 143u); // where names are enciphered they are no longer
+    EXPECT_EQ(created.find("\xC3."), std::string::npos);
 }
 
 /// True if `work` is interrupted by `signal`.

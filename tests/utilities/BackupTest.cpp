@@ -1,13 +1,12 @@
 #include "ExtraStringUtilities.h"
-#include "FileSystemCalls.h"
+#include "FaultyCalls.h"
 #include "Interruption.h"
-#include "NSLog.h"
 #include "PrivateBus.h"
 #include "ScratchFolder.h"
+#include "UtilityStandIns.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -18,7 +17,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <string_view>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -76,22 +74,6 @@ public:
     std::string copied;
 };
 
-class LogLines {
-public:
-    LogLines()
-        : before(setLogSink([this](std::string_view line) { lines += std::string(line) + "\n"; }))
-    {
-    }
-    ~LogLines() { setLogSink(before); }
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
-
-    std::string lines;
-
-private:
-    NSLogSink before;
-};
-
 TEST(BackupNumbers, FirstNameTried)
 {
     const struct {
@@ -130,14 +112,6 @@ TEST(BackupNumbers, FirstNameTried)
     }
 }
 
-TEST(BackupNumbers, AReportIsAskedWhetherTheCopyIsThere)
-{
-    FilesStandIn files;
-    EXPECT_TRUE(ExtraStringUtilities::isBackupMade(makeBackupCopy("/v/a.dat", files)));
-    files.takeAll();
-    EXPECT_FALSE(ExtraStringUtilities::isBackupMade(makeBackupCopy("/v/a.dat", files)));
-}
-
 TEST(BackupNumbers, TheFirstFreeOneFromTheStartIsTaken)
 {
     FilesStandIn files;
@@ -158,7 +132,7 @@ TEST(BackupNumbers, NoneFreeIsAFailureAndDeletesNothing)
         FilesStandIn files;
         files.takeAll();
         EXPECT_EQ(makeBackupCopy(source, files), notMade(source));
-        EXPECT_EQ(log.lines, std::string(kAllTaken) + "\n");
+        EXPECT_EQ(log.lines, std::vector<std::string> { kAllTaken });
         EXPECT_EQ(files.taken.size(), 100u);
         EXPECT_EQ(files.copied, "");
     }
@@ -228,7 +202,7 @@ TEST_F(Backup, AFileWithoutCodesHasABackupWithout)
     ::chmod(source.c_str(), 0400); // on such a copy nothing could be put afterwards
     EXPECT_EQ(makeBackupCopy(source, files), made("a backup 1.dat"));
     EXPECT_LT(::getxattr(folder.path("a backup 1.dat").c_str(), "user.com.apple.FinderInfo", nullptr, 0), 0);
-    EXPECT_EQ(log.lines, "");
+    EXPECT_TRUE(log.lines.empty());
 }
 
 TEST_F(Backup, ALinkHasItsTargetBackedUpBesideItself)
@@ -266,101 +240,57 @@ TEST_F(Backup, TheHundredRealFilesStay)
     for (int number = 1; number <= 100; ++number)
         folder.write("a backup " + std::to_string(number), "old");
     EXPECT_EQ(makeBackupCopy(source, files), notMade(source));
-    EXPECT_EQ(log.lines, std::string(kAllTaken) + "\n");
+    EXPECT_EQ(log.lines, std::vector<std::string> { kAllTaken });
     for (int number = 1; number <= 100; ++number)
         EXPECT_EQ(folder.read("a backup " + std::to_string(number)), "old");
 }
 
-/// Fails one kind of call, or does something else before the copy takes its name; has no cloning.
-class FaultyCalls final : public FileSystemCalls {
+/// A file system without clones.
+class CallsWithoutClones final : public FileSystemCalls {
 public:
-    enum class Call {
-        None,
-        Open,
-        Read,
-        Write,
-        Sync,
-        FolderSync,
-        Name,
-        NameAndLink
-    };
-
-    FaultyCalls(Call call, int error)
-        : call(call)
-        , error(error)
-    {
-    }
-
-    int openAt(int at, const std::string& name, int flags, mode_t mode) override
-    {
-        return (flags & O_CREAT) != 0 && fails(Call::Open) ? -1 : FileSystemCalls::openAt(at, name, flags, mode);
-    }
-    ssize_t read(int descriptor, void* bytes, std::size_t count) override
-    {
-        return ++reads > 1 && fails(Call::Read) ? -1 : FileSystemCalls::read(descriptor, bytes, count);
-    }
-    ssize_t write(int descriptor, const void* bytes, std::size_t count) override
-    {
-        struct stat status { };
-        ::fstat(descriptor, &status);
-        modesWhileWritten.insert(status.st_mode & 0777);
-        return ++writes > 1 && fails(Call::Write) ? -1 : FileSystemCalls::write(descriptor, bytes, count);
-    }
     int clone(int, int) override
     {
         errno = EOPNOTSUPP;
         return -1;
     }
-    int sync(int descriptor) override
-    {
-        struct stat status { };
-        ::fstat(descriptor, &status);
-        steps += S_ISDIR(status.st_mode) ? "folder " : "file ";
-        return fails(S_ISDIR(status.st_mode) ? Call::FolderSync : Call::Sync) ? -1 : FileSystemCalls::sync(descriptor);
-    }
-    int renameToFreeNameAt(int at, const std::string& from, const std::string& to) override
-    {
-        steps += "name ";
-        if (beforeName)
-            beforeName();
-        const bool nowFails = fails(Call::Name) || fails(Call::NameAndLink);
-        return nowFails ? -1 : FileSystemCalls::renameToFreeNameAt(at, from, to);
-    }
-    int linkAt(int at, const std::string& from, const std::string& to) override
-    {
-        return fails(Call::NameAndLink) ? -1 : FileSystemCalls::linkAt(at, from, to);
-    }
-
-    std::string steps;
-    std::set<mode_t> modesWhileWritten;
-    std::function<void()> beforeName;
-
-private:
-    bool fails(Call asked) const
-    {
-        errno = error;
-        return asked == call;
-    }
-
-    Call call;
-    int error;
-    int reads = 0;
-    int writes = 0;
 };
 
-using Call = FaultyCalls::Call;
+class FaultyBackup : public Backup {
+protected:
+    using Call = FaultyCalls::Call;
 
-TEST_F(Backup, AFailureLeavesNothing)
+    /// All calls of these kinds fail from number `at` on.
+    void fail(const std::set<Call>& kinds, int error, std::size_t at = 0)
+    {
+        calls.set({ FaultyCalls::Kind::Fails, at, /*fromThenOn=*/true, error, kinds });
+    }
+
+    /// Does something before each call of a kind.
+    void before(Call kind, const std::function<void()>& event)
+    {
+        calls.beforeEachCall = [kind, event](Call call) {
+            if (call == kind)
+                event();
+        };
+    }
+
+    CallsWithoutClones withoutClones;
+    FaultyCalls calls { withoutClones };
+    LinuxFileItems faulty { calls };
+};
+
+TEST_F(FaultyBackup, AFailureLeavesNothing)
 {
     const struct {
-        Call call;
+        std::set<Call> calls;
         int error;
-    } kCases[] = { { Call::Open, EACCES }, { Call::Read, EIO }, { Call::Write, ENOSPC }, { Call::Sync, ENOSPC },
-        { Call::FolderSync, EIO }, { Call::Name, EIO }, { Call::NameAndLink, EINVAL } };
+        std::size_t at;
+    } kCases[] = { { { Call::Make }, EACCES, 0 }, { { Call::Read }, EIO, 1 }, { { Call::Write }, ENOSPC, 1 },
+        { { Call::Sync }, ENOSPC, 0 }, { { Call::FolderSync }, EIO, 0 }, { { Call::Name }, EIO, 0 },
+        { { Call::Name, Call::Link }, EINVAL, 0 } };
     const std::string source = folder.write("a", std::string(200000, 'v'));
     for (const auto& c : kCases) {
-        FaultyCalls calls(c.call, c.error);
-        LinuxFileItems faulty(calls);
+        fail(c.calls, c.error, c.at);
         EXPECT_EQ(makeBackupCopy(source, faulty), notMade(source)) << &c - kCases;
         EXPECT_EQ(folder.listing(), "a") << &c - kCases;
     }
@@ -371,81 +301,68 @@ TEST_F(Backup, AFailureLeavesNothing)
     EXPECT_EQ(folder.listing(), longest);
 }
 
-TEST_F(Backup, IsCompleteOnDiskBeforeItHasItsName)
+TEST_F(FaultyBackup, IsCompleteOnDiskBeforeItHasItsName)
 {
     const std::string source = folder.write("a", std::string(200000, 'v'));
     ::chmod(source.c_str(), 0644);
-    FaultyCalls calls(Call::None, 0);
-    LinuxFileItems watched(calls);
-    EXPECT_EQ(makeBackupCopy(source, watched), made("a backup 1"));
-    EXPECT_EQ(calls.steps, "file name folder ");
-    EXPECT_EQ(calls.modesWhileWritten, std::set<mode_t> { 0600 });
+    const std::map<Call, std::string> kSteps { { Call::Sync, "file " }, { Call::Name, "name " },
+        { Call::FolderSync, "folder " } };
+    std::string steps;
+    std::set<mode_t> modesWhileWritten;
+    calls.beforeEachCall = [&](Call call) {
+        if (kSteps.contains(call))
+            steps += kSteps.at(call);
+        const std::string listing = folder.listing(); // the new file's name, " a"
+        if (call == Call::Write)
+            modesWhileWritten.insert(modeOf(folder.path(listing.substr(0, listing.size() - 2))));
+    };
+    EXPECT_EQ(makeBackupCopy(source, faulty), made("a backup 1"));
+    EXPECT_EQ(steps, "file name folder ");
+    EXPECT_EQ(modesWhileWritten, std::set<mode_t> { 0600 });
     EXPECT_EQ(folder.read("a backup 1").size(), 200000u);
     EXPECT_EQ(modeOf(folder.path("a backup 1")), 0644u);
 }
 
-TEST_F(Backup, AFileThatAppearsMeanwhileStays)
+TEST_F(FaultyBackup, AFileThatAppearsMeanwhileStays)
 {
     const std::string source = folder.write("a", "content");
-    for (const Call call : { Call::None, Call::Name }) { // renamed, or linked
-        FaultyCalls calls(call, EINVAL);
-        calls.beforeName = [&] { folder.write("a backup 1", "another's"); };
-        LinuxFileItems late(calls);
-        EXPECT_EQ(makeBackupCopy(source, late), notMade(source));
+    before(Call::Name, [&] { folder.write("a backup 1", "another's"); });
+    for (const bool isLinked : { false, true }) {
+        if (isLinked)
+            fail({ Call::Name }, EINVAL);
+        EXPECT_EQ(makeBackupCopy(source, faulty), notMade(source));
         EXPECT_EQ(folder.read("a backup 1"), "another's");
         EXPECT_EQ(folder.listing(), "a a backup 1");
         fs::remove(folder.path("a backup 1"));
     }
 }
 
-TEST_F(Backup, AFileSystemWithoutThisRenamingTakesALink)
+TEST_F(FaultyBackup, AFileSystemWithoutThisRenamingTakesALink)
 {
     const std::string source = folder.write("a", "content");
-    FaultyCalls calls(Call::Name, EINVAL);
-    LinuxFileItems old(calls);
-    EXPECT_EQ(makeBackupCopy(source, old), made("a backup 1"));
+    fail({ Call::Name }, EINVAL);
+    EXPECT_EQ(makeBackupCopy(source, faulty), made("a backup 1"));
     EXPECT_EQ(folder.listing(), "a a backup 1");
     EXPECT_EQ(fs::hard_link_count(folder.path("a backup 1")), 1u);
 }
 
-/// Does something at each write, when bytes of the source have been read.
-class EventfulCalls final : public FileSystemCalls {
-public:
-    explicit EventfulCalls(std::function<void()> event)
-        : event(std::move(event))
-    {
-    }
-
-    int clone(int, int) override { return -1; }
-    ssize_t write(int descriptor, const void* bytes, std::size_t count) override
-    {
-        event();
-        return FileSystemCalls::write(descriptor, bytes, count);
-    }
-
-private:
-    std::function<void()> event;
-};
-
-TEST_F(Backup, ASourceThatChangesMeanwhileIsNotBackedUp)
+TEST_F(FaultyBackup, ASourceThatChangesMeanwhileIsNotBackedUp)
 {
     const std::string source = folder.write("a", "content");
-    EventfulCalls calls([&] { folder.write("a", "more content"); });
-    LinuxFileItems changing(calls);
-    EXPECT_EQ(makeBackupCopy(source, changing), notMade(source));
+    before(Call::Write, [&] { folder.write("a", "more content"); });
+    EXPECT_EQ(makeBackupCopy(source, faulty), notMade(source));
     EXPECT_EQ(folder.listing(), "a");
 }
 
-TEST_F(Backup, ASignalEndsItAndLeavesNothing)
+TEST_F(FaultyBackup, ASignalEndsItAndLeavesNothing)
 {
     const std::string source = folder.write("a", std::string(200000, 'v'));
     SecondProcess copying([&](const std::function<void()>& isReady) {
         installInterruptionHandlers();
-        EventfulCalls calls([] { ::raise(SIGTERM); });
-        LinuxFileItems interrupted(calls);
+        before(Call::Write, [] { ::raise(SIGTERM); });
         isReady();
         try {
-            makeBackupCopy(source, interrupted);
+            makeBackupCopy(source, faulty);
         } catch (const Interrupted& interruption) {
             return interruption.signal();
         }

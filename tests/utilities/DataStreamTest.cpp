@@ -1,42 +1,29 @@
 #include "DataStream.h"
 
 #include "ExtraColorUtilities.h"
-#include "NSException.h"
-#include "NSLog.h"
 #include "StreamText.h"
+#include "UtilityStandIns.h"
 #include "VLR_Stream.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
-#include <vector>
 
 // Bytes stand in groups, one for each field.
 // clang-format off
 
 namespace {
 
-VLR_String text(const char* utf8)
-{
-    return VLR_String(utf8, VLR_CharacterSetUTF8);
-}
-
-std::string utf8(const VLR_String& text)
-{
-    return std::string(reinterpret_cast<const char*>(text.Bytes()), text.Length());
-}
-
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr char kGetBytesFailure[] = "NSInternalInconsistencyException: NSData getBytes out of range., "
+constexpr char kGetBytesFailure[] = "NSInternalInconsistencyException|NSData getBytes out of range., "
                                     "method: getBytes:length:, file: DataStream, line: 62";
-constexpr char kReadDataFailure[] = "NSInternalInconsistencyException: NSData readData out of range., "
+constexpr char kReadDataFailure[] = "NSInternalInconsistencyException|NSData readData out of range., "
                                     "method: readData, file: DataStream, line: 125";
-constexpr char kWriteDataFailure[] = "NSInternalInconsistencyException: NSData readData out of range., "
+constexpr char kWriteDataFailure[] = "NSInternalInconsistencyException|NSData readData out of range., "
                                      "method: writeData:, file: DataStream, line: 125";
 
 std::string unhex(const std::string& hex)
@@ -69,16 +56,6 @@ DataStream streamOver(const std::string& hexBytes)
     return DataStream::dataStreamWithData(std::make_shared<NSMutableData>(bytes.data(), bytes.size()));
 }
 
-std::string failure(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const NSException& exception) {
-        return exception.name() + ": " + exception.reason();
-    }
-    return "";
-}
-
 /// The bytes that follow the cursor.
 std::size_t bytesLeft(const DataStream& stream)
 {
@@ -87,20 +64,6 @@ std::size_t bytesLeft(const DataStream& stream)
         ++left;
     return left;
 }
-
-/// Collects log lines for as long as it lives.
-class LogLines {
-public:
-    LogLines() : before(setLogSink([this](std::string_view line) { lines.emplace_back(line); })) { }
-    ~LogLines() { setLogSink(before); }
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
-
-    std::vector<std::string> lines;
-
-private:
-    NSLogSink before;
-};
 
 TEST(DataStream, WritesWhatTheCoreReadsAndTheOtherWayRound)
 {
@@ -146,9 +109,9 @@ TEST(DataStream, WritesWhatTheCoreReadsAndTheOtherWayRound)
     EXPECT_EQ(stream.readSInt32(), -2);
     EXPECT_EQ(stream.readNSRect(), (CGRect { 2, 1, -6, 2 }));
     EXPECT_EQ(stream.readCarbonColorAsNSColor().components(), (NSColor::RGB { 0, 32767 / 65535.0, 1, 1 }));
-    EXPECT_EQ(utf8(stream.readCString()), "abc");
-    EXPECT_EQ(utf8(stream.readNSString()), "");
-    EXPECT_EQ(utf8(stream.readStr255()), "abc");
+    EXPECT_EQ(plain(stream.readCString()), "abc");
+    EXPECT_EQ(plain(stream.readNSString()), "");
+    EXPECT_EQ(plain(stream.readStr255()), "abc");
     EXPECT_TRUE(stream.atEnd());
 }
 
@@ -169,7 +132,7 @@ TEST(DataStream, ReadsChunks)
     for (const auto& c : kCases) {
         DataStream stream = streamOver(c.wire);
         std::string content = "-";
-        EXPECT_EQ(failure([&] {
+        EXPECT_EQ(raisedBy([&] {
             const NSMutableData chunk = stream.readData();
             content = hex(chunk.bytes(), chunk.length());
         }),
@@ -190,14 +153,14 @@ TEST(DataStream, StopsAtTheEndAndPeeksWithoutRaising)
     EXPECT_EQ(value, 7u);
     EXPECT_TRUE(stream.peekBytes(bytes, 3));
     EXPECT_FALSE(stream.peekBytes(bytes, kMost));
-    EXPECT_EQ(failure([&] { stream.readUInt32(); }), kGetBytesFailure);
+    EXPECT_EQ(raisedBy([&] { stream.readUInt32(); }), kGetBytesFailure);
     EXPECT_EQ(stream.readUInt8(), 1);
     EXPECT_FALSE(stream.enoughDataFor(kMost)) << "cursor and count wrap to 0";
-    EXPECT_EQ(failure([&] { stream.getBytes(bytes, kMost); }), kGetBytesFailure);
+    EXPECT_EQ(raisedBy([&] { stream.getBytes(bytes, kMost); }), kGetBytesFailure);
     EXPECT_EQ(stream.readUInt16(), 0x0203);
     EXPECT_TRUE(stream.atEnd());
     EXPECT_TRUE(stream.peekBytes(bytes, 0));
-    EXPECT_EQ(failure([&] { stream.getBytes(bytes, 0); }), "");
+    EXPECT_EQ(raisedBy([&] { stream.getBytes(bytes, 0); }), "");
 }
 
 TEST(DataStream, SharesItsStoreAndWritesBehindTheCursor)
@@ -212,7 +175,7 @@ TEST(DataStream, SharesItsStoreAndWritesBehindTheCursor)
     store->setLength(1); // another holder cuts it before the cursor
     EXPECT_TRUE(stream.atEnd());
     EXPECT_FALSE(stream.enoughDataFor(0));
-    EXPECT_EQ(failure([&] { stream.readUInt8(); }), kGetBytesFailure);
+    EXPECT_EQ(raisedBy([&] { stream.readUInt8(); }), kGetBytesFailure);
     EXPECT_FALSE(stream.peekBytes(nullptr, 0));
     EXPECT_EQ(hex(stream), "01");
 }
@@ -229,7 +192,7 @@ TEST(DataStream, WritesChunksOfAnything)
     // Borrowed, so that nobody needs as much memory; it is refused before a byte is touched.
     for (const std::size_t length : { std::size_t { 0xFFFFFFFF }, std::size_t { 0x100000000 } }) {
         const NSData tooLong = NSData::dataWithBytesNoCopy("x", length);
-        EXPECT_EQ(failure([&] { stream.writeData(tooLong); }), kWriteDataFailure);
+        EXPECT_EQ(raisedBy([&] { stream.writeData(tooLong); }), kWriteDataFailure);
     }
     EXPECT_EQ(hex(stream), "00000000" "00000001" "78");
 }
@@ -252,7 +215,7 @@ TEST(DataStream, ReadsText)
     };
     for (const auto& c : kCases) {
         DataStream stream = streamOver(c.wire);
-        EXPECT_EQ(utf8(stream.readNSString()), c.text) << c.name;
+        EXPECT_EQ(plain(stream.readNSString()), c.text) << c.name;
         EXPECT_TRUE(stream.atEnd()) << c.name;
     }
     DataStream stream = DataStream::dataStreamWithEmptyData();
@@ -263,10 +226,10 @@ TEST(DataStream, ReadsText)
 TEST(DataStream, ReadsClassicText)
 {
     DataStream stream = streamOver("03 61008E 00000002 A5DB 00 03 6162");
-    EXPECT_EQ(utf8(stream.readStr255()), std::string("a\0\u00E9", 4));
-    EXPECT_EQ(utf8(stream.readCString()), "\u2022\u20AC");
-    EXPECT_EQ(utf8(stream.readStr255()), "");
-    EXPECT_EQ(failure([&] { stream.readStr255(); }), kGetBytesFailure);
+    EXPECT_EQ(plain(stream.readStr255()), std::string("a\0\u00E9", 4));
+    EXPECT_EQ(plain(stream.readCString()), "\u2022\u20AC");
+    EXPECT_EQ(plain(stream.readStr255()), "");
+    EXPECT_EQ(raisedBy([&] { stream.readStr255(); }), kGetBytesFailure);
     EXPECT_EQ(bytesLeft(stream), 2u) << "the count stays consumed";
     EXPECT_EQ(DataStream::encodingForClassicStrings(), NSStringEncoding::MacOSRoman);
 }
@@ -278,7 +241,7 @@ TEST(StreamText, TakesShiftJISWhereProgramsAreJapanese)
     EXPECT_EQ(static_cast<uint32_t>(StreamText::classicEncoding(2)), 30u);
     const auto japanese = [](const std::string& bytes) {
         const auto* const start = reinterpret_cast<const uint8_t*>(bytes.data());
-        return utf8(StreamText::fromClassic(start, bytes.size(), NSStringEncoding::ShiftJIS));
+        return plain(StreamText::fromClassic(start, bytes.size(), NSStringEncoding::ShiftJIS));
     };
     EXPECT_EQ(japanese(unhex("61 93FA967B B1")), "a\u65E5\u672C\uFF71");
     std::string ascii;
@@ -359,9 +322,8 @@ TEST(ExtraColorUtilities, WantsFourReferences)
         { "a", &r, &g, &b, nullptr },
     };
     for (const auto& c : kCases) {
-        EXPECT_EQ(failure([&] { ExtraColorUtilities::getWhiteOrRed(color, c.red, c.green, c.blue, c.alpha); }),
-            std::string("NSInternalInconsistencyException: Bad color pointer (") + c.name
-                + ")., method: getWhiteOrRed:green:blue:alpha:, file: ExtraContainerUtilities, line: 0");
+        EXPECT_EQ(raisedBy([&] { ExtraColorUtilities::getWhiteOrRed(color, c.red, c.green, c.blue, c.alpha); }),
+            inconsistency(std::string("Bad color pointer (") + c.name + ").", "getWhiteOrRed:green:blue:alpha:", 0));
     }
     EXPECT_EQ(r + g + b + a, 0) << "nothing is stored before all are tested";
     ExtraColorUtilities::getWhiteOrRed(color, &r, &g, &b, &a);

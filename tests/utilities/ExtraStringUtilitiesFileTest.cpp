@@ -1,8 +1,7 @@
 #include "ExtraStringUtilities.h"
-#include "NSException.h"
-#include "NSLog.h"
 #include "NSPathUtilities.h"
 #include "ScratchFolder.h"
+#include "UtilityStandIns.h"
 
 #include <gtest/gtest.h>
 
@@ -12,29 +11,12 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <optional>
 
 namespace fs = std::filesystem;
 using namespace ExtraStringUtilities;
 
 namespace {
-
-std::string reasonOf(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const NSException& exception) {
-        return exception.name() + ": " + exception.reason();
-    }
-    return "";
-}
-
-std::string inconsistency(const std::string& message, const std::string& method, int line)
-{
-    return "NSInternalInconsistencyException: " + message + ", method: " + method
-        + ", file: ExtraContainerUtilities, line: " + std::to_string(line);
-}
 
 TEST(NSPathUtilities, TakesPathsApart)
 {
@@ -72,8 +54,7 @@ TEST(NSPathUtilities, TakesPathsApart)
 class FileUtilities : public ::testing::Test {
 protected:
     FileUtilities()
-        : before(setLogSink([this](std::string_view line) { log += std::string(line) + "\n"; }))
-        , currentFolder(fs::current_path())
+        : currentFolder(fs::current_path())
         , home(std::getenv("HOME") != nullptr ? std::optional<std::string>(std::getenv("HOME")) : std::nullopt)
         , top(fs::canonical(folder.path(".")).string())
     {
@@ -83,16 +64,14 @@ protected:
         fs::current_path(currentFolder);
         if (home)
             ::setenv("HOME", home->c_str(), 1);
-        setLogSink(before);
     }
 
     std::string in(const std::string& name) const { return top + "/" + name; }
 
     ScratchFolder folder;
-    std::string log;
+    LogLines log;
 
 private:
-    const NSLogSink before;
     const fs::path currentFolder;
     const std::optional<std::string> home;
 
@@ -126,7 +105,7 @@ TEST_F(FileUtilities, LinksAreResolvedAtEveryLevel)
         EXPECT_EQ(folderPathWithAliasesResolved(in(c.path)), in(c.asFolder)) << c.path;
         EXPECT_EQ(filePathWithAliasesResolved(in(c.path)), in(c.asFile)) << c.path;
     }
-    EXPECT_EQ(log, "");
+    EXPECT_EQ(log.text(), "");
     fs::current_path(in("real"));
     EXPECT_EQ(folderPathWithAliasesResolved("inner/file"), in("real/sub/file"));
     EXPECT_EQ(filePathWithAliasesResolved("leaf"), "leaf");
@@ -155,9 +134,9 @@ TEST_F(FileUtilities, WhatCantBeResolvedStaysWithItsTail)
         { "link/loop/x", "real/loop/x", "4294967260", "real/loop" }, // -36
     };
     for (const auto& c : kCases) {
-        log.clear();
+        log.lines.clear();
         EXPECT_EQ(folderPathWithAliasesResolved(in(c.path)), in(c.resolved));
-        EXPECT_EQ(log, kName + std::string(c.error) + ", " + in(c.failedAt) + "\n");
+        EXPECT_EQ(log.text(), kName + std::string(c.error) + ", " + in(c.failedAt) + "\n");
     }
     EXPECT_EQ(folderPathWithAliasesResolved("none-here/x"), "none-here/x");
 }
@@ -173,9 +152,9 @@ TEST_F(FileUtilities, AReferenceLeadsBackToItsObject)
     EXPECT_EQ(pathWithFSRef(ref), "file://" + in("second")); // the latest that was told
 
     const std::string kNoURL = inconsistency("pathWithFSRef CFURLCreateFromFSRef Error", "pathWithFSRef:", 1211);
-    EXPECT_EQ(reasonOf([] { pathWithFSRef(FSRef()); }), kNoURL);
+    EXPECT_EQ(raisedBy([] { pathWithFSRef(FSRef()); }), kNoURL);
     fs::rename(folder.write("other", ""), in("second")); // another object at its path
-    EXPECT_EQ(reasonOf([&] { pathWithFSRef(ref); }), kNoURL);
+    EXPECT_EQ(raisedBy([&] { pathWithFSRef(ref); }), kNoURL);
     FSRefWithPath(in("a b"));
     EXPECT_EQ(pathWithFSRef(ref), "file://" + in("a%20b"));
 }
@@ -210,7 +189,7 @@ TEST_F(FileUtilities, FinderInformationMovesWhole)
     EXPECT_TRUE(copyTypeCreatorToPath(file, other));
     EXPECT_TRUE(fileInfo(other, &info));
     EXPECT_EQ(info, (FileInfo { 0x566C7234, 0x73683131, {} })); // the codes alone
-    EXPECT_EQ(log, "");
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(FileUtilities, FailuresOfFinderInformationHaveTheirLines)
@@ -218,19 +197,19 @@ TEST_F(FileUtilities, FailuresOfFinderInformationHaveTheirLines)
     FileInfo info { 1, 2, {} };
     constexpr char kGet[] = "-[NSString(ExtraStringUtilities) fileInfo:]";
     constexpr char kSet[] = "-[NSString(ExtraStringUtilities) setFileInfo:]";
-    EXPECT_EQ(reasonOf([] { fileInfo("/nonexistent", nullptr); }),
+    EXPECT_EQ(raisedBy([] { fileInfo("/nonexistent", nullptr); }),
         inconsistency(std::string(kGet) + ":1556", "fileInfo:", 1556));
-    EXPECT_EQ(reasonOf([] { setFileInfo("/nonexistent", nullptr); }),
+    EXPECT_EQ(raisedBy([] { setFileInfo("/nonexistent", nullptr); }),
         inconsistency(std::string(kSet) + ":1574", "setFileInfo:", 1574));
     EXPECT_EQ(
-        reasonOf([&] { fileInfo("/nonexistent", &info); }), inconsistency("Can't find file.", "FSRefWithPath", 1202));
-    EXPECT_EQ(log, "");
+        raisedBy([&] { fileInfo("/nonexistent", &info); }), inconsistency("Can't find file.", "FSRefWithPath", 1202));
+    EXPECT_EQ(log.text(), "");
     constexpr char kWithoutAttributes[] = "/proc/self/status";
     EXPECT_FALSE(fileInfo(kWithoutAttributes, &info));
     EXPECT_FALSE(setFileInfo(kWithoutAttributes, &info));
     ASSERT_EQ(::mkfifo(in("pipe").c_str(), 0600), 0);
     EXPECT_FALSE(setFileInfo(in("pipe"), &info)); // reads as if it had none, and takes none
-    EXPECT_EQ(log, kGet + std::string(":1563\n") + kSet + ":1581\n" + kSet + ":1588\n");
+    EXPECT_EQ(log.text(), kGet + std::string(":1563\n") + kSet + ":1581\n" + kSet + ":1588\n");
     EXPECT_EQ(info, (FileInfo { 1, 2, {} }));
 }
 
@@ -245,7 +224,7 @@ TEST_F(FileUtilities, CodesAreCopiedBetweenFilesAlone)
     EXPECT_THROW(copyTypeCreatorToPath(in("none"), file), NSException);
     EXPECT_THROW(copyTypeCreatorToPath(file, in("none")), NSException);
     EXPECT_FALSE(copyTypeCreatorToPath("/proc/self/status", file));
-    EXPECT_EQ(log, "");
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(FileUtilities, BurrowsToAFolder)

@@ -1,9 +1,9 @@
 #include "AppleEvent.h"
 #include "Bus.h"
 #include "ExtraStringUtilities.h"
-#include "NSException.h"
 #include "PrivateBus.h"
 #include "ScratchFolder.h"
+#include "UtilityStandIns.h"
 
 #include <gtest/gtest.h>
 
@@ -42,12 +42,7 @@ public:
 
 std::string reasonOfReveal(const std::string& path, FinderServices& finder)
 {
-    try {
-        revealInFinder(path, finder);
-    } catch (const NSException& exception) {
-        return exception.name() + ": " + exception.reason();
-    }
-    return "";
+    return raisedBy([&] { revealInFinder(path, finder); });
 }
 
 TEST(Trash, EveryFailureIsFalse)
@@ -77,17 +72,13 @@ TEST(Reveal, FailuresRaise)
     FinderStandIn finder;
     EXPECT_EQ(reasonOfReveal(file, finder), "");
     EXPECT_EQ(finder.asked, "reveal " + file + "\n");
-    EXPECT_EQ(reasonOfReveal(folder.path("none"), finder),
-        "NSInternalInconsistencyException: Can't find file., method: FSRefWithPath, file: ExtraContainerUtilities, "
-        "line: 1202");
+    EXPECT_EQ(reasonOfReveal(folder.path("none"), finder), inconsistency("Can't find file.", "FSRefWithPath", 1202));
     finder.error = errAETimeout;
     EXPECT_EQ(reasonOfReveal(file, finder),
-        "NSInternalInconsistencyException: Could not send AppleEvent to reveal item in finder (-1712), method: "
-        "revealInFinder, file: ExtraContainerUtilities, line: 1337");
+        inconsistency("Could not send AppleEvent to reveal item in finder (-1712)", "revealInFinder", 1337));
     finder.isThere = false;
     EXPECT_EQ(reasonOfReveal(folder.path("none"), finder),
-        "NSInternalInconsistencyException: Can't find Finder process., method: revealInFinder, file: "
-        "ExtraContainerUtilities, line: 1310");
+        inconsistency("Can't find Finder process.", "revealInFinder", 1310));
 }
 
 // The Linux side
@@ -182,8 +173,7 @@ TEST(LinuxFinderServices, AsksTheFileManagerToShowAFile)
     EXPECT_EQ(reasonOfReveal(folder.write("a b", ""), finder), "");
     EXPECT_EQ(folder.read("shown"), "file://" + folder.path("a%20b") + "|");
     EXPECT_EQ(reasonOfReveal(folder.write("no", ""), finder),
-        "NSInternalInconsistencyException: Could not send AppleEvent to reveal item in finder (-1708), method: "
-        "revealInFinder, file: ExtraContainerUtilities, line: 1337");
+        inconsistency("Could not send AppleEvent to reveal item in finder (-1708)", "revealInFinder", 1337));
 }
 
 TEST(LinuxFinderServices, AFileManagerThatCanBeStartedIsThere)

@@ -30,6 +30,15 @@ public:
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
 
+    /// All of them, each with its end.
+    std::string text() const
+    {
+        std::string all;
+        for (const std::string& line : lines)
+            all += line + "\n";
+        return all;
+    }
+
     std::vector<std::string> lines;
 
 private:

@@ -65,6 +65,15 @@ public:
         }
     }
 
+    /// Somebody else replaces a file.
+    void replaceByOther(const std::string& path)
+    {
+        const int file = files.openAt(AT_FDCWD, "/v/other", O_WRONLY | O_CREAT, 0600);
+        files.write(file, "other", 5);
+        files.close(file);
+        files.renameAt(AT_FDCWD, "/v/other", path);
+    }
+
     std::size_t countCalls()
     {
         run();
@@ -133,15 +142,12 @@ TEST(StagedFilesTest, NobodysChangeIsOverwritten)
                 Replacement replacement(abilities);
                 std::size_t call = 0;
                 bool isInTime = false;
-                replacement.calls.beforeEachCall = [&] {
+                replacement.calls.beforeEachCall = [&](FaultyCalls::Call) {
                     if (call++ != at)
                         return;
-                    // Somebody who replaces the file: behind ours that is none of our business.
+                    // Behind our own replacement it is none of our business.
                     isInTime = replacement.hasRead && replacement.files.tree().at(path).starts_with("old");
-                    const int file = replacement.files.openAt(AT_FDCWD, "/v/other", O_WRONLY | O_CREAT, 0600);
-                    replacement.files.write(file, "other", 5);
-                    replacement.files.close(file);
-                    replacement.files.renameAt(AT_FDCWD, "/v/other", path);
+                    replacement.replaceByOther(path);
                 };
                 const std::string outcome = replacement.run();
                 if (isInTime && replacement.files.tree().at(path) != "other")
@@ -165,20 +171,14 @@ TEST(StagedFilesTest, NobodysChangeIsTakenAwayWithWhatIsPutBack)
             Replacement replacement(kFileSystems[0]);
             std::size_t call = 0;
             bool isChanged = false;
-            const auto change = [&](const std::string& path) {
-                const int file = replacement.files.openAt(AT_FDCWD, "/v/other", O_WRONLY | O_CREAT, 0600);
-                replacement.files.write(file, "other", 5);
-                replacement.files.close(file);
-                replacement.files.renameAt(AT_FDCWD, "/v/other", path);
-            };
-            replacement.calls.beforeEachCall = [&] {
+            replacement.calls.beforeEachCall = [&](FaultyCalls::Call) {
                 const std::size_t now = call++;
                 if (!replacement.hasRead)
                     return;
                 if (now == second)
-                    change("/v/b");
+                    replacement.replaceByOther("/v/b");
                 if (now == first) {
-                    change("/v/a");
+                    replacement.replaceByOther("/v/a");
                     isChanged = true;
                 }
             };

@@ -17,13 +17,20 @@ protected:
         return undo(paths, { dryRun, /*confines=*/false, &partners.all }, journal, console);
     }
 
+    /// Writes the two files, as they are before the first run.
+    VaultPair written(VaultHistory& history)
+    {
+        const VaultPair vaults = history.pair();
+        folder.write("a.vlr", vaults.first);
+        folder.write("b.vlr", vaults.second);
+        return vaults;
+    }
+
     /// The files' bytes behind each run, from the beginning on.
     std::vector<VaultPair> syncTwice()
     {
         VaultHistory history(11);
-        std::vector<VaultPair> states { history.pair() };
-        folder.write("a.vlr", states[0].first);
-        folder.write("b.vlr", states[0].second);
+        std::vector<VaultPair> states { written(history) };
         sync("a.vlr", "b.vlr");
         states.push_back(present());
         folder.write("a.vlr", history.changed(states[1].first));
@@ -53,9 +60,8 @@ TEST_F(UndoTest, TakesBackOneRunAfterTheOtherAsLongAsNothingElseHappened)
 
 TEST_F(UndoTest, SaysWhyNot)
 {
-    const VaultPair before = VaultHistory(12).pair();
-    folder.write("a.vlr", before.first);
-    folder.write("b.vlr", before.second);
+    VaultHistory history(12);
+    const VaultPair before = written(history);
     sync("a.vlr", "b.vlr");
     const VaultPair after = present();
     const std::string backup = folder.read("a backup 1.vlr");
@@ -77,9 +83,8 @@ TEST_F(UndoTest, SaysWhyNot)
 
 TEST_F(UndoTest, ARunWithoutBackupsStays)
 {
-    const VaultPair before = VaultHistory(13).pair();
-    folder.write("a.vlr", before.first);
-    folder.write("b.vlr", before.second);
+    VaultHistory history(13);
+    written(history);
     options.backups = false;
     sync("a.vlr", "b.vlr");
     EXPECT_EQ(failureOf([&] { takeBack(); }), "2: a.vlr: the run was made without backups; no file was changed");

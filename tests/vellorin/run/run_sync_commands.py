@@ -13,7 +13,7 @@ import sys
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "commands"))
-from vaults import contents, run_tests, vault  # noqa: E402
+from vaults import contents, run_tests, tests_of, vault  # noqa: E402
 
 BIN = pathlib.Path(sys.argv[1]).resolve()
 X, Y = b"xxxxxxxx", b"yyyyyyyy"
@@ -55,11 +55,12 @@ CASES = [
     ("--keep-backups 100 a.vlr b.vlr", 2, NOTHING, "", "--keep-backups needs a number from 1 to 99\n"),
     ("a.vlr", 2, NOTHING, "", "vellorin: "),
     ("a.vlr missing.vlr", 3, NOTHING, "", "vellorin: missing.vlr: No such file or directory; no file was changed\n"),
-    ("a.vlr folder", 3, NOTHING, "", "folder: is no regular file"),
+    ("a.vlr folder", 3, NOTHING, "", "folder: is no regular file; no file was changed\n"),
     ("a.vlr none.vlr", 3, NOTHING, "", "none.vlr: is no vault"),
     ("a.vlr ./a.vlr", 2, NOTHING, "", "./a.vlr: is the same file as a.vlr"),
     ("a.vlr " + LONG, 2, NOTHING, "", "too long to carry a lock"),
-    ("a.vlr other.vlr", 2, NOTHING, "", "a.vlr and other.vlr: the master passwords differ"),
+    ("a.vlr other.vlr", 2, NOTHING, "", "a.vlr and other.vlr: the master passwords differ; "
+     "give both vaults the same one and synchronise again; no file was changed\n"),
     ("a.vlr stranger.vlr", 2, NOTHING, "", "refused (unrelated)"),
     ("--allow-unrelated a.vlr stranger.vlr", 0, WROTE, "goes from", ""),
     ("many.vlr emptied.vlr", 2, NOTHING, "", "refused (removals): many.vlr: would lose 12 of 12 records"),
@@ -161,8 +162,7 @@ def test_a_terminal_is_asked(scratch):
     for answer, status in ((b"n\n", 2), (b"y\n", 0)):
         write_all(scratch)
         master, slave = pty.openpty()
-        started = subprocess.Popen([scratch.program, "sync", "a.vlr", "stranger.vlr"], cwd=scratch.folder,
-                                   env=scratch.environment, stdin=slave, stdout=subprocess.PIPE, stderr=slave)
+        started = scratch.start(scratch.program, "sync", "a.vlr", "stranger.vlr", stdin=slave, stderr=slave)
         os.close(slave)
         told = b""
         while b"Go on?" not in told:
@@ -178,8 +178,7 @@ def test_a_held_lock_is_waited_for_and_a_signal_ends_the_wait(scratch):
     write_all(scratch)
     (scratch.folder / ".b.vlr").mkdir()
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
-        started = subprocess.Popen([scratch.program, "sync", "a.vlr", "b.vlr"], cwd=scratch.folder,
-                                   env=scratch.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        started = scratch.start(scratch.program, "sync", "a.vlr", "b.vlr")
         while not (scratch.folder / ".a.vlr").exists():
             time.sleep(0.01)
         started.send_signal(number)
@@ -236,9 +235,8 @@ def test_many_at_once_lose_nothing(scratch):
         records = contents(scratch.read(name))
         scratch.write(name, vault([*records[0], (f"N{number}", "", number.to_bytes(8, "big"))], records[1]))
         wanted.add(f"N{number}")
-        started = [subprocess.Popen([scratch.program, "sync", "--allow-older", "--no-backup", *sorted(draw.sample(names, 2))],
-                                    cwd=scratch.folder, env=scratch.environment, stdout=subprocess.DEVNULL,
-                                    stderr=subprocess.PIPE) for _ in range(processes)]
+        started = [scratch.start(scratch.program, "sync", "--allow-older", "--no-backup", *sorted(draw.sample(names, 2)))
+                   for _ in range(processes)]
         for process in started:
             said = process.communicate(timeout=300)[1]
             statuses.append(process.returncode)
@@ -255,4 +253,4 @@ def test_many_at_once_lose_nothing(scratch):
 
 
 if __name__ == "__main__":
-    sys.exit(run_tests([value for name, value in list(globals().items()) if name.startswith("test_")], BIN / "vellorin"))
+    sys.exit(run_tests(tests_of(globals()), BIN / "vellorin"))

@@ -77,10 +77,12 @@ int doNothing(Console&)
     return kDone;
 }
 
-Result runWords(const Words& words, const std::function<int(Console&)>& body = doNothing)
+/// With `output`, which is taken over, standard output goes there.
+Result runWords(const Words& words, const std::function<int(Console&)>& body = doNothing, int output = -1)
 {
     Result result;
     const StCapturedOutput captured;
+    const StRedirected elsewhere(STDOUT_FILENO, output >= 0 ? output : ::dup(STDOUT_FILENO));
     Commands commands;
     commands.push_back(std::make_unique<TestCommand>(result.given, [&](Console& console) {
         result.ran = true;
@@ -195,13 +197,6 @@ TEST(CommandLine, SaysWhatIsWrongWithTheWords)
     }
 }
 
-TEST(CommandLine, TakesNothingFromTheEnvironment)
-{
-    ::setenv("number", "9", 1);
-    ::setenv("NUMBER", "9", 1);
-    EXPECT_EQ(runWords({ "try", "a", "b" }).given.number, 7U);
-}
-
 TEST(CommandLine, HelpsOnStandardOutput)
 {
     for (const Words& words : { Words { "try", "--help" }, Words { "try", "a", "--help", "-f", "x", "y" } }) {
@@ -281,33 +276,19 @@ TEST(CommandLine, TalksAsAsked)
     EXPECT_EQ(runWords({ "try", "-q", "a", "b" }, talk).out, "data\n");
 }
 
-/// Runs with standard output elsewhere; takes the descriptor over.
-Result runInto(int descriptor, const Words& words, const std::function<int(Console&)>& body)
-{
-    Result result;
-    std::string error;
-    const StCapturedOutput captured;
-    const StRedirected elsewhere(STDOUT_FILENO, descriptor);
-    Commands commands;
-    commands.push_back(std::make_unique<TestCommand>(result.given, body));
-    result.status = runCommandLine(commands, words);
-    setLogSink(nullptr);
-    result.error = captured.error();
-    return result;
-}
-
 TEST(CommandLine, FailsWhenOutputIsLost)
 {
     const auto full = [] { return ::open("/dev/full", O_WRONLY); };
     const std::string message = "vellorin: can't write to standard output: No space left on device\n";
-    const Result failed = runInto(full(), { "try", "-q", "a", "b" }, talk);
+    const Result failed = runWords({ "try", "-q", "a", "b" }, talk, full());
     EXPECT_EQ(failed.status, kFailed);
     EXPECT_EQ(failed.error, message);
-    EXPECT_EQ(runInto(full(), { "try", "--help" }, talk).error, message);
-    const Result done = runInto(full(), { "try", "-q", "a", "b" }, [](Console& console) {
+    EXPECT_EQ(runWords({ "try", "--help" }, talk, full()).error, message);
+    const auto talkAfterWork = [](Console& console) {
         console.workIsDone();
         return talk(console);
-    });
+    };
+    const Result done = runWords({ "try", "-q", "a", "b" }, talkAfterWork, full());
     EXPECT_EQ(done.status, kLookAtIt);
     EXPECT_EQ(done.error, message);
 }
@@ -319,10 +300,11 @@ TEST(CommandLine, EndsQuietlyWhenTheReaderHasGone)
     ASSERT_EQ(::pipe(ends), 0);
     ::close(ends[0]);
     bool givenBack = false;
-    const Result result = runInto(ends[1], { "try", "-q", "a", "b" }, [&](Console& console) {
+    const auto talkWithLock = [&](Console& console) {
         const std::shared_ptr<void> lock(nullptr, [&](void*) { givenBack = true; });
         return talk(console);
-    });
+    };
+    const Result result = runWords({ "try", "-q", "a", "b" }, talkWithLock, ends[1]);
     std::signal(SIGPIPE, before);
     EXPECT_EQ(result.status, 128 + SIGPIPE);
     EXPECT_EQ(result.error, "");

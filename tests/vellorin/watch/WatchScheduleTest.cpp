@@ -52,17 +52,6 @@ TEST(WatchSchedule, BeginsWithARoundAndThenOnlyLooks)
     EXPECT_EQ(life.looks, 1 + 1 + 9); // at once, before the round, every ten seconds
 }
 
-TEST(WatchSchedule, WaitsForRest)
-{
-    Life life;
-    life.roundsUntil(50, Outcome::InStep);
-    for (int i = 0; i < 5; ++i) {
-        life.change();
-        life.roundsUntil(50 + 5 * i, Outcome::InStep);
-    }
-    EXPECT_EQ(life.roundsUntil(200, Outcome::InStep), "76 "); // one second behind the last change
-}
-
 TEST(WatchSchedule, NoRoundWithoutALookBeforeIt)
 {
     WatchSchedule schedule({ Time(1000), Time(10'000), Time(20'000) }, Time(0));
@@ -74,13 +63,6 @@ TEST(WatchSchedule, NoRoundWithoutALookBeforeIt)
     EXPECT_EQ(schedule.nextStep(Time(6000)), WatchSchedule::Step::Look);
     schedule.looked(Time(6000));
     EXPECT_EQ(schedule.nextStep(Time(6000)), WatchSchedule::Step::Synchronise);
-}
-
-TEST(WatchSchedule, WhatWasWrittenIsLookedThroughOnceMore)
-{
-    Life life;
-    EXPECT_EQ(life.roundsUntil(12, Outcome::Written), "10 ");
-    EXPECT_EQ(life.roundsUntil(1000, Outcome::InStep), "20 ");
 }
 
 struct PauseCase {

@@ -1,72 +1,53 @@
 #!/usr/bin/env python3
 """Runs `vellorin resolve`, `vellorin watch` and its systemd unit, and real unison with `vellorin merge` as its hook.
-Usage: run_watch_and_resolve.py BIN SOURCE BUILD [--sanitized]; ends with "N passed, N failed, N skipped"."""
+Usage: run_watch_and_resolve.py BIN SOURCE BUILD [--sanitized]."""
 
 import contextlib
 import itertools
-import json
 import os
 import pathlib
 import re
 import shutil
 import signal
+import struct
 import subprocess
 import sys
-import tempfile
 import time
-import traceback
 
 BIN, SOURCE, BUILD = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
-sys.path.insert(0, str(SOURCE / "tests" / "judge"))
+sys.path.insert(0, str(SOURCE / "tests" / "vellorin" / "commands"))
 
-import vault  # noqa: E402
+from vaults import Scratch, Skip, contents, run_tests, vault  # noqa: E402
 
-FISH = vault.Blowfish("open sesame")
 SYNCTHING = "vault.sync-conflict-20261121-104512-ABCDEF7.vlr"
 NEXTCLOUD = "vault (conflicted copy 2026-11-21 104512).vlr"
 DROPBOX = "vault (In Konflikt stehende Kopie von laptop 2026-11-21).vlr"
 UNISON = "vault (conflict_on_2026-11-21).vlr"
 PATIENCE = 30 if "--sanitized" not in sys.argv else 120
+SECONDS_TO_2001 = 978307200
+OPENING_DATES = itertools.count(int(time.time()) - SECONDS_TO_2001 + 3600)  # each later than those of all runs before
 
 
-class Skip(Exception):
-    pass
-
-
-OPENING_DATES = itertools.count(int(time.time()) - vault.EPOCH_2001 + 3600)  # each later than those of all runs before
-
-
-def vault_bytes(titles, deletions=(), identity="I-1", category="Private"):
-    """A vault with a record for each title, whose UUID is the title as well, as a program would save it that has just
-    opened it."""
-    records = [vault.Record(uuid=title, title=title, category=category) for title in titles]
-    return vault.Vault(FISH, records, [(uuid, 0) for uuid in deletions], unique=identity,
-                       preferences=vault.Preferences(date=next(OPENING_DATES))).encode()
+def vault_bytes(titles, deletions=(), identity="I-1", category="Private", master=b"m"):
+    """A vault with a record for each title, as a program would save it that has just opened it."""
+    return vault([(title, category) for title in titles], deletions, identity, master=master, opened=next(OPENING_DATES))
 
 
 def titles_of(path):
-    return sorted(record.uuid.decode() for record in vault.Document(path.read_bytes(), FISH).records)
+    return sorted(uuid for uuid, _, _ in contents(path.read_bytes())[0])
 
 
-class Scene:
-    def __init__(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vellorin-watch."))
+class Scene(Scratch):
+    """A folder with vaults; the program's home is another one in it."""
+
+    def __init__(self, program):
+        super().__init__(program)
         self.home = self.folder / "home"
         self.home.mkdir()
-        self.environment = {"HOME": str(self.home), "XDG_DATA_HOME": str(self.home / "data"),
-                            "XDG_STATE_HOME": str(self.home / "state"), "PATH": os.environ["PATH"],
-                            "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent/bus", "LC_ALL": "C.UTF-8",
-                            "UNISON": str(self.home / ".unison")}
-        for name in ("LSAN_OPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS"):
-            if name in os.environ:
-                self.environment[name] = os.environ[name]
-        self.started = []
-
-    def end(self):
-        for process in self.started:
-            process.kill()
-            process.wait()
-        shutil.rmtree(self.folder, ignore_errors=True)
+        self.environment |= {"HOME": str(self.home), "XDG_DATA_HOME": str(self.home / "data"),
+                             "XDG_STATE_HOME": str(self.home / "state"), "LC_ALL": "C.UTF-8",
+                             "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent/bus", "UNISON": str(self.home / ".unison")}
+        self.environment |= {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
 
     def path(self, name):
         return self.folder / name
@@ -77,8 +58,7 @@ class Scene:
         return self.path(name)
 
     def run(self, *words, **options):
-        return subprocess.run([str(BIN / "vellorin"), *map(str, words)], env=self.environment, capture_output=True,
-                              text=True, timeout=120, cwd=self.folder, **options)
+        return super().run(*words, **{"text": True, **options})
 
     def names(self, folder=""):
         return sorted(entry.name for entry in self.path(folder).iterdir() if entry != self.home)
@@ -90,19 +70,16 @@ class Scene:
     # watch
 
     def watch(self, *words, settle="0.2", rescan="60"):
-        log = open(self.path("log"), "wb")
-        command = [str(BIN / "vellorin"), "watch", "--settle", settle, "--rescan", rescan, *map(str, words)]
-        process = subprocess.Popen(command, env=self.environment, stdout=subprocess.DEVNULL, stderr=log, cwd=self.folder)
-        log.close()
-        self.started.append(process)
-        return process
+        with open(self.path("log"), "wb") as log:
+            return self.start(self.program, "watch", "--settle", settle, "--rescan", rescan, *words, stderr=log,
+                              stdout=subprocess.DEVNULL)
 
     def log(self):
         return self.path("log").read_text()
 
     def wait_for(self, condition, what):
         for _ in range(PATIENCE * 20):
-            with contextlib.suppress(OSError, vault.Failure):
+            with contextlib.suppress(OSError, AssertionError, struct.error):
                 if condition():
                     return
             time.sleep(0.05)
@@ -160,17 +137,6 @@ def several_copies_and_a_backup(scene):
     assert scene.run("resolve", "vault.vlr").stdout == "vault.vlr: has no copies\n"  # the backups are none
 
 
-def a_dry_run_does_nothing(scene):
-    scene.write("vault.vlr", ["A"])
-    scene.write(SYNCTHING, ["A", "B"])
-    scene.write(NEXTCLOUD, ["A"])
-    before = {name: scene.path(name).read_bytes() for name in scene.names()}
-    done = scene.run("resolve", "--dry-run", ".")
-    assert done.returncode == 0 and "would be merged" in done.stdout and "would go to the trash" in done.stdout, done
-    assert before == {name: scene.path(name).read_bytes() for name in scene.names()}
-    assert scene.trashed() == [] and scene.runs_in_journal() == 0
-
-
 def files_that_are_kept_in_step_are_no_copies(scene):
     scene.write("laptop.vlr", ["A"])
     scene.write("nas.vlr", ["A", "B"])
@@ -187,7 +153,7 @@ def files_that_are_kept_in_step_are_no_copies(scene):
 def refusals_and_failures_leave_all(scene):
     """Status, and a part of the message; a copy that is refused doesn't keep another one from being merged."""
     many = [f"R{i}" for i in range(40)]
-    foreign = vault.Vault(vault.Blowfish("another"), [vault.Record(uuid="B")], unique="I-1").encode()
+    foreign = vault_bytes(["B"], master=b"n")
     cases = [
         ("other master", {"vault.vlr": vault_bytes(["A"]), SYNCTHING: foreign}, ["vault.vlr"], 2, "password"),
         ("removals", {"vault.vlr": vault_bytes(many), SYNCTHING: vault_bytes(["A"], deletions=many[:20])},
@@ -217,28 +183,15 @@ def refusals_and_failures_leave_all(scene):
     assert titles_of(scene.path("vault.vlr")) == ["A", "B"] and scene.names() == [SYNCTHING, "vault.vlr"]
 
 
-def without_a_trash_the_copy_stays(scene):
-    (scene.home / "data").write_text("in the way")
-    scene.write("vault.vlr", ["A"])
-    copy = scene.write(SYNCTHING, ["A", "B"]).read_bytes()
-    done = scene.run("resolve", "--no-backup", "vault.vlr")
-    assert done.returncode == 4 and "can't be moved to the trash" in done.stderr, done
-    assert titles_of(scene.path("vault.vlr")) == ["A", "B"] and scene.path(SYNCTHING).read_bytes() == copy
-    assert scene.run("resolve", "vault.vlr").returncode == 3  # nothing was left to write
-
-
 def names_that_are_no_text(scene):
     folder = os.fsencode(scene.folder) + b"/f\xff\x1b[31m"
     os.mkdir(folder)
     for name, titles in ((b"vault.vlr", ["A"]), (SYNCTHING.encode(), ["A", "B"])):
         with open(folder + b"/" + name, "wb") as file:
             file.write(vault_bytes(titles))
-    done = subprocess.run([str(BIN / "vellorin"), "resolve", "--json", "--recursive", scene.folder], timeout=120,
-                          env=scene.environment, capture_output=True)
-    assert done.returncode == 0, done
-    document = checked_json(done.stdout)
+    document = scene.json("resolve", "--recursive", scene.folder, text=False)
     assert document["vaults"][0]["vault"]["hex"].endswith("/f\xff\x1b[31m/vault.vlr".encode("latin-1").hex()), document
-    spoken = subprocess.run([str(BIN / "vellorin"), "resolve", folder], env=scene.environment, capture_output=True)
+    spoken = scene.run("resolve", folder, text=False)
     assert b"\x1b" not in spoken.stdout + spoken.stderr, spoken
 
 
@@ -247,27 +200,17 @@ def json_of_each_outcome(scene):
     scene.write(SYNCTHING, ["A", "B"])
     scene.write(NEXTCLOUD, ["A"])
     scene.path(DROPBOX).write_bytes(vault_bytes(["A", "C"]) + b"stray")
-    planned = checked_json(scene.run("resolve", "--dry-run", "--json", ".").stdout)
-    assert planned["dryRun"] is True
-    done = scene.run("resolve", "--json", "--no-backup", ".", "none")
-    document = checked_json(done.stdout)
-    assert done.returncode == 3 and document["problems"][0]["status"] == 3, done
+    before = {name: scene.path(name).read_bytes() for name in scene.names()}
+    assert scene.json("resolve", "--dry-run", ".")["dryRun"] is True
+    assert "would be merged" in scene.run("resolve", "--dry-run", ".").stdout
+    assert before == {name: scene.path(name).read_bytes() for name in scene.names()}
+    assert scene.trashed() == [] and scene.runs_in_journal() == 0
+    document = scene.json("resolve", "--no-backup", ".", "none", status=3)
+    assert document["problems"][0]["status"] == 3, document
     copies = {copy["synchroniser"]: copy for copy in document["vaults"][0]["copies"]}
     told = {name: (copy["outcome"], copy["inTrash"], copy["status"]) for name, copy in copies.items()}
     assert told == {"Syncthing": ("merged", True, 0), "Nextcloud": ("nothing-new", True, 0),
                     "Dropbox": ("left", False, 2)}, told
-
-
-def checked_json(text):
-    document = json.loads(text)
-    schema = SOURCE / "resources" / "vellorin.schema.json"
-    try:
-        import jsonschema
-    except ImportError:
-        print("note: without python3-jsonschema the JSON is not held against its schema")
-        return document
-    jsonschema.validate(document, json.loads(schema.read_text()))
-    return document
 
 
 # --- watch ------------------------------------------------------------------------------------------------------------
@@ -381,12 +324,12 @@ def watch_once(scene):
     assert titles_of(scene.home / "a.vlr") == titles_of(scene.path("b.vlr")) == ["A", "B"]
     again = scene.run("watch", "--once", "--from", "list", "-q")
     assert (again.returncode, again.stderr) == (0, ""), again
-    in_step = checked_json(scene.run("watch", "--once", "--json", "--from", "list").stdout)
+    in_step = scene.json("watch", "--once", "--from", "list")
     assert in_step["status"] == 0 and in_step["runs"][0]["outcome"] == "in-step", in_step
     scene.write("a.vlr", ["A", "C"])
-    written = checked_json(scene.run("watch", "--once", "--json", "a.vlr", "b.vlr").stdout)
+    written = scene.json("watch", "--once", "a.vlr", "b.vlr")
     assert written["equal"] and written["runs"][0]["outcome"] == "done", written
-    broken = checked_json(scene.run("watch", "--once", "--json", "a.vlr", "b.vlr", "list").stdout)
+    broken = scene.json("watch", "--once", "a.vlr", "b.vlr", "list", status=3)
     assert broken["status"] == 3 and "list: is no vault" in broken["troubles"][0], broken
     cases = [
         (["--once", "a.vlr"], 2, "two files"), (["--once", "a.vlr", "a.vlr"], 2, "twice"),
@@ -424,63 +367,38 @@ def the_unit_is_sound(scene):
 
 
 def unison_merges_by_the_hook(scene):
+    """As the README tells users to write it, with this program's path."""
     if not shutil.which("unison"):
         raise Skip("unison can't be had")
-    if scene.run("merge", "--help").returncode != 0:
-        raise Skip("this program has no merge")
-    command = ["unison", str(scene.path("left")), str(scene.path("right")), "-batch", "-ui", "text",
-               "-merge", f"Name *.vlr -> {BIN}/vellorin merge CURRENT1 CURRENT2 -o NEW", "-backupcurr", "Name *.vlr",
-               "-backuploc", "central"]
+    line = re.search(r"^merge = (Name .*)$", (SOURCE / "README.md").read_text(), re.MULTILINE).group(1)
+    command = ["unison", "left", "right", "-batch", "-ui", "text", "-backupcurrent", "Name *.vlr", "-merge",
+               line.replace("-> vellorin", f"-> {scene.program}")]
 
     def synchronise():
-        return subprocess.run(command, env=scene.environment, capture_output=True, text=True, timeout=120)
+        return subprocess.run(command, cwd=scene.folder, env=scene.environment, capture_output=True, timeout=120)
 
-    scene.write("left/vault.vlr", ["A", "X"])
-    scene.path("right").mkdir()
+    left, right = scene.write("left/vault.vlr", ["A", "X"]), scene.path("right/vault.vlr")
+    right.parent.mkdir()
     done = synchronise()
     assert done.returncode == 0, done
     scene.write("left/vault.vlr", ["A", "B"], deletions=["X"])
     scene.write("right/vault.vlr", ["A", "X", "C"])
     done = synchronise()
     assert done.returncode == 0, done
-    left, right = (scene.path(f"{side}/vault.vlr") for side in ("left", "right"))
     assert left.read_bytes() == right.read_bytes() and titles_of(left) == ["A", "B", "C"], titles_of(left)
     scene.write("left/vault.vlr", ["A", "B", "C", "D"])
-    right.write_bytes(vault.Vault(vault.Blowfish("another"), [], unique="I-1").encode())
+    right.write_bytes(vault_bytes([], master=b"n"))
     before = left.read_bytes(), right.read_bytes()
     assert synchronise().returncode != 0  # can't be merged: left in conflict
     assert (left.read_bytes(), right.read_bytes()) == before
 
 
 SCENES = [each_synchronisers_copy_is_merged, a_copy_with_nothing_new_just_goes, several_copies_and_a_backup,
-          a_dry_run_does_nothing, files_that_are_kept_in_step_are_no_copies, refusals_and_failures_leave_all,
-          without_a_trash_the_copy_stays, names_that_are_no_text, json_of_each_outcome,
-          watch_follows_every_kind_of_change, watch_comes_to_rest_by_itself, watch_says_a_trouble_once_and_goes_on,
-          watch_leaves_out_a_broken_file, watch_bounds_what_grows, a_signal_in_the_middle_of_a_run, watch_once,
-          the_unit_is_sound, unison_merges_by_the_hook]
-
-
-def main():
-    wanted = [word for word in sys.argv[4:] if not word.startswith("--")]
-    failed = skipped = 0
-    scenes = [scene for scene in SCENES if not wanted or scene.__name__ in wanted]
-    for play in scenes:
-        scene = Scene()
-        try:
-            play(scene)
-            print(f"ok   {play.__name__}", flush=True)
-        except Skip as reason:
-            print(f"skip {play.__name__}: {reason}", flush=True)
-            skipped += 1
-        except Exception:
-            print(f"FAIL {play.__name__}", flush=True)
-            traceback.print_exc(file=sys.stdout)
-            failed += 1
-        finally:
-            scene.end()
-    print(f"{len(scenes) - failed - skipped} passed, {failed} failed, {skipped} skipped")
-    return 1 if failed else 0
+          files_that_are_kept_in_step_are_no_copies, refusals_and_failures_leave_all, names_that_are_no_text,
+          json_of_each_outcome, watch_follows_every_kind_of_change, watch_comes_to_rest_by_itself,
+          watch_says_a_trouble_once_and_goes_on, watch_leaves_out_a_broken_file, watch_bounds_what_grows,
+          a_signal_in_the_middle_of_a_run, watch_once, the_unit_is_sound, unison_merges_by_the_hook]
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_tests(SCENES, BIN / "vellorin", Scene))
