@@ -3,6 +3,7 @@
 
 #include "Measure.h"
 #include "SampleVaults.h"
+#include "VLR_PooledMemory.h"
 #include "VLR_SystemConversions.h"
 
 #include <cstdio>
@@ -53,6 +54,7 @@ int main(int argc, char** argv)
         std::fputs("usage: password-bench FOLDER [RECORDS]\n", stderr);
         return 2;
     }
+    VLR_SetRawMemory(VLR_PooledMemory()); // as the programs do
     const std::string path = std::string(argv[1]) + "/password-bench.vlr";
     const uint32_t count = argc > 2 ? static_cast<uint32_t>(std::strtoul(argv[2], nullptr, 10)) : 100000;
     {

@@ -50,6 +50,24 @@ if(VELLORIN_FUZZ)
     target_compile_options(vellorin_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# ICU, for whoever uses it. A program that starts fast (below) gets it from an archive.
+find_package(ICU REQUIRED COMPONENTS i18n uc)
+find_library(VELLORIN_ICU_ARCHIVE libicuuc.a)
+find_library(VELLORIN_ICU_DATA_ARCHIVE libicudata.a)
+set(starts_fast $<BOOL:$<TARGET_PROPERTY:VELLORIN_STARTS_FAST>>)
+add_library(vellorin_icu INTERFACE)
+target_link_libraries(vellorin_icu INTERFACE
+    $<IF:${starts_fast},${VELLORIN_ICU_ARCHIVE},ICU::uc> $<${starts_fast}:${VELLORIN_ICU_DATA_ARCHIVE}>)
+
+# The program holds what it uses of ICU and the C++ runtime. To find and to bind them at each start takes longer than a
+# small run; docs/performance.md has the figures. Both or neither: ICU's shared library would load a second runtime.
+function(vellorin_starts_fast program)
+    if(VELLORIN_SELF_CONTAINED AND VELLORIN_ICU_ARCHIVE AND VELLORIN_ICU_DATA_ARCHIVE)
+        set_target_properties(${program} PROPERTIES VELLORIN_STARTS_FAST ON)
+        target_link_options(${program} PRIVATE -static-libstdc++ -static-libgcc LINKER:--as-needed,--gc-sections)
+    endif()
+endfunction()
+
 # One folder of the product: a static library whose headers are included by their bare names.
 function(vellorin_library name)
     add_library(${name} STATIC ${ARGN})

@@ -78,8 +78,11 @@ public:
 
 /// Events over the session bus (docs/hand-off.md), on the caller's thread.
 ///
-/// A program runs if its bundle identifier is a name on the bus. The bus is asked when it is first needed; one that is
-/// absent, dead or silent counts as empty from then on.
+/// A program runs if its bundle identifier is a name on the bus. Whether the environment names a bus is looked at when
+/// this is made, and the bus library loaded then: a process that goes on to confine itself can't do so later. The bus is
+/// asked when it is first needed; one that is absent, dead or silent counts as empty from then on.
+///
+/// Making one raises std::runtime_error where a bus is named and the library can't be loaded.
 class LinuxAppleEventSystem final : public AppleEventSystem, public NSAppleEventManager {
 public:
     struct TimeOuts {

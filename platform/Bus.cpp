@@ -13,13 +13,13 @@ constexpr char kDaemon[] = "org.freedesktop.DBus";
 constexpr char kDaemonObject[] = "/org/freedesktop/DBus";
 
 struct SlotRelease {
-    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+    void operator()(sd_bus_slot* slot) const { busCalls().slot_unref(slot); }
 };
 using BusSlot = std::unique_ptr<sd_bus_slot, SlotRelease>;
 
 int keepReply(sd_bus_message* message, void* context, sd_bus_error*)
 {
-    static_cast<BusMessage*>(context)->reset(sd_bus_message_ref(message));
+    static_cast<BusMessage*>(context)->reset(busCalls().message_ref(message));
     return 1;
 }
 
@@ -33,7 +33,7 @@ BusAnswer failure(const char* error)
 Bus::Bus(Duration busTimeOut)
     : busTimeOut_(busTimeOut)
 {
-    if (sd_bus_open_user(&bus_) < 0)
+    if (!loadBusIfWanted() || busCalls().open_user(&bus_) < 0)
         bus_ = nullptr;
 }
 
@@ -45,17 +45,17 @@ Bus::~Bus()
 void Bus::disconnect()
 {
     if (bus_ != nullptr)
-        bus_ = sd_bus_close_unref(bus_); // without a flush, which could wait for ever
+        bus_ = busCalls().close_unref(bus_); // without a flush, which could wait for ever
 }
 
 BusMessage Bus::newCall(const std::string& destination, const char* object, const char* interface, const char* method)
 {
     sd_bus_message* message = nullptr;
     if (bus_ == nullptr
-        || sd_bus_message_new_method_call(bus_, &message, destination.c_str(), object, interface, method) < 0)
+        || busCalls().message_new_method_call(bus_, &message, destination.c_str(), object, interface, method) < 0)
         return nullptr;
     BusMessage call(message);
-    sd_bus_message_set_auto_start(message, 0);
+    busCalls().message_set_auto_start(message, 0);
     return call;
 }
 
@@ -66,7 +66,7 @@ BusAnswer Bus::call(sd_bus_message* message, Duration timeOut)
     const auto deadline = Clock::now() + timeOut;
     BusMessage reply;
     sd_bus_slot* rawSlot = nullptr;
-    if (sd_bus_call_async(bus_, &rawSlot, message, keepReply, &reply, UINT64_MAX) < 0) {
+    if (busCalls().call_async(bus_, &rawSlot, message, keepReply, &reply, UINT64_MAX) < 0) {
         disconnect();
         return failure(kDisconnected);
     }
@@ -84,7 +84,7 @@ BusAnswer Bus::call(sd_bus_message* message, Duration timeOut)
         if (processed == 0)
             waitForTraffic(deadline);
     }
-    const sd_bus_error* const error = sd_bus_message_get_error(reply.get());
+    const sd_bus_error* const error = busCalls().message_get_error(reply.get());
     if (error != nullptr)
         return failure(error->name);
     return { std::move(reply), {} };
@@ -94,7 +94,7 @@ bool Bus::post(sd_bus_message* message)
 {
     if (bus_ == nullptr || message == nullptr)
         return false;
-    if (sd_bus_message_set_expect_reply(message, 0) >= 0 && sd_bus_send(bus_, message, nullptr) >= 0)
+    if (busCalls().message_set_expect_reply(message, 0) >= 0 && busCalls().send(bus_, message, nullptr) >= 0)
         return true;
     disconnect();
     return false;
@@ -103,8 +103,8 @@ bool Bus::post(sd_bus_message* message)
 /// Above 0 if there was something to do, 0 if not, below 0 if the connection is gone.
 int Bus::processOnce()
 {
-    const int result = sd_bus_process(bus_, nullptr);
-    if (result < 0 || sd_bus_is_open(bus_) <= 0) {
+    const int result = busCalls().process(bus_, nullptr);
+    if (result < 0 || busCalls().is_open(bus_) <= 0) {
         disconnect();
         return -1;
     }
@@ -113,9 +113,9 @@ int Bus::processOnce()
 
 void Bus::waitForTraffic(Clock::time_point deadline)
 {
-    const int events = sd_bus_get_events(bus_);
+    const int events = busCalls().get_events(bus_);
     pollfd waitFor[] = {
-        { sd_bus_get_fd(bus_), static_cast<short>(std::max(events, 0)), 0 },
+        { busCalls().get_fd(bus_), static_cast<short>(std::max(events, 0)), 0 },
         { interruptionDescriptor(), POLLIN, 0 },
     };
     const auto left = std::chrono::duration_cast<Duration>(deadline - Clock::now()).count() + 1;
@@ -127,7 +127,7 @@ void Bus::waitForTraffic(Clock::time_point deadline)
 BusAnswer Bus::ask(const char* method, const std::string& argument)
 {
     const BusMessage message = newCall(kDaemon, kDaemonObject, kDaemon, method);
-    if (message && !argument.empty() && sd_bus_message_append(message.get(), "s", argument.c_str()) < 0)
+    if (message && !argument.empty() && busCalls().message_append(message.get(), "s", argument.c_str()) < 0)
         return failure(kDisconnected);
     BusAnswer answer = call(message.get(), busTimeOut_);
     if (answer.error == kTimedOut)
@@ -139,10 +139,10 @@ std::vector<std::string> Bus::askForNames(const char* method)
 {
     const BusAnswer answer = ask(method, {});
     std::vector<std::string> names;
-    if (!answer.reply || sd_bus_message_enter_container(answer.reply.get(), 'a', "s") <= 0)
+    if (!answer.reply || busCalls().message_enter_container(answer.reply.get(), 'a', "s") <= 0)
         return names;
     const char* name = nullptr;
-    while (sd_bus_message_read_basic(answer.reply.get(), 's', &name) > 0)
+    while (busCalls().message_read_basic(answer.reply.get(), 's', &name) > 0)
         names.emplace_back(name);
     return names;
 }
@@ -161,7 +161,7 @@ std::optional<std::string> Bus::ownerOf(const std::string& name)
 {
     const BusAnswer answer = ask("GetNameOwner", name);
     const char* owner = nullptr;
-    if (!answer.reply || sd_bus_message_read_basic(answer.reply.get(), 's', &owner) <= 0)
+    if (!answer.reply || busCalls().message_read_basic(answer.reply.get(), 's', &owner) <= 0)
         return std::nullopt;
     return owner;
 }
@@ -170,19 +170,19 @@ std::optional<uint32_t> Bus::processOf(const std::string& name)
 {
     const BusAnswer answer = ask("GetConnectionUnixProcessID", name);
     uint32_t pid = 0;
-    if (!answer.reply || sd_bus_message_read_basic(answer.reply.get(), 'u', &pid) <= 0)
+    if (!answer.reply || busCalls().message_read_basic(answer.reply.get(), 'u', &pid) <= 0)
         return std::nullopt;
     return pid;
 }
 
 bool Bus::takeName(const std::string& name)
 {
-    return bus_ != nullptr && sd_bus_request_name(bus_, name.c_str(), 0) >= 0;
+    return bus_ != nullptr && busCalls().request_name(bus_, name.c_str(), 0) >= 0;
 }
 
 bool Bus::serve(const char* object, const char* interface, const sd_bus_vtable* methods, void* context)
 {
-    return bus_ != nullptr && sd_bus_add_object_vtable(bus_, nullptr, object, interface, methods, context) >= 0;
+    return bus_ != nullptr && busCalls().add_object_vtable(bus_, nullptr, object, interface, methods, context) >= 0;
 }
 
 bool Bus::handleIncoming(Duration wait)

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "BusLibrary.h"
+
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <systemd/sd-bus.h>
-
 struct MessageRelease {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+    void operator()(sd_bus_message* message) const { busCalls().message_unref(message); }
 };
 using BusMessage = std::unique_ptr<sd_bus_message, MessageRelease>;
 
@@ -25,7 +25,7 @@ class Bus {
 public:
     using Duration = std::chrono::milliseconds;
 
-    /// `busTimeOut` bounds the answers of the bus itself.
+    /// `busTimeOut` bounds the answers of the bus itself. Raises: std::runtime_error, as loadBusIfWanted does.
     explicit Bus(Duration busTimeOut);
     ~Bus();
     Bus(const Bus&) = delete;

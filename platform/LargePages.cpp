@@ -21,6 +21,14 @@ std::size_t mappedLength(std::size_t size)
     return roundedUp(size > 0 ? size : 1, kPage);
 }
 
+/// Null if there is none.
+unsigned char* map(std::size_t length, int furtherFlags)
+{
+    void* const mapped
+        = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | furtherFlags, -1, 0);
+    return mapped != MAP_FAILED ? static_cast<unsigned char*>(mapped) : nullptr;
+}
+
 } // namespace
 
 void* LargePages::obtain(std::size_t size)
@@ -28,12 +36,12 @@ void* LargePages::obtain(std::size_t size)
     const std::size_t length = mappedLength(size);
     if (length > SIZE_MAX - kLargePage || length < size)
         return nullptr;
+    if (length < kLargePage)
+        return map(length, MAP_POPULATE);
     // More than is wanted, so that there is a large page's boundary to begin at; the rest goes back at once.
-    void* const mapped
-        = ::mmap(nullptr, length + kLargePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED)
+    unsigned char* const begin = map(length + kLargePage, /*furtherFlags=*/0);
+    if (begin == nullptr)
         return nullptr;
-    auto* const begin = static_cast<unsigned char*>(mapped);
     const std::size_t before
         = roundedUp(reinterpret_cast<std::uintptr_t>(begin), kLargePage) - reinterpret_cast<std::uintptr_t>(begin);
     if (before > 0)

@@ -6,7 +6,7 @@
 /// megabytes then costs a few page faults and not thousands.
 namespace LargePages {
 
-/// Null if there is none. From a large page on, the last one is a whole one too: small ones at the end would cost more
+/// Null if there is none. Below a large page they are small ones, all had in one call. From a large page on, the last one is a whole one too: small ones at the end would cost more
 /// page faults than all before them.
 void* obtain(std::size_t size);
 

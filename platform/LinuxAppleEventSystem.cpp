@@ -18,11 +18,11 @@ constexpr char kHandlerFailed[] = "org.freedesktop.DBus.Error.Failed";
 int replyWithResult(sd_bus_message* message, const AppleEvent& reply)
 {
     sd_bus_message* raw = nullptr;
-    int result = sd_bus_message_new_method_return(message, &raw);
+    int result = busCalls().message_new_method_return(message, &raw);
     const BusMessage answer(raw);
     if (result >= 0)
         result = EventWire::appendParameters(answer.get(), reply);
-    return result >= 0 ? sd_bus_send(nullptr, answer.get(), nullptr) : result;
+    return result >= 0 ? busCalls().send(nullptr, answer.get(), nullptr) : result;
 }
 
 } // namespace
@@ -30,12 +30,15 @@ int replyWithResult(sd_bus_message* message, const AppleEvent& reply)
 struct LinuxAppleEventSystem::State {
     explicit State(const TimeOuts& timeOuts)
         : timeOuts(timeOuts)
+        , isBusNamed(loadBusIfWanted())
     {
     }
 
     /// Null where there is no usable bus.
     Bus* usableBus()
     {
+        if (!isBusNamed)
+            return nullptr;
         if (!bus)
             bus = std::make_unique<Bus>(timeOuts.bus);
         return bus->isUsable() ? bus.get() : nullptr;
@@ -49,6 +52,7 @@ struct LinuxAppleEventSystem::State {
     static int handleIncomingEvent(sd_bus_message* message, void* context, sd_bus_error*);
 
     TimeOuts timeOuts;
+    const bool isBusNamed;
     std::unique_ptr<Bus> bus; // made at the first use
     std::map<uint32_t, std::string> addresses; // of the processes that have been told of
     std::map<std::pair<uint32_t, uint32_t>, AppleEventHandler> handlers; // by class and ID
@@ -83,16 +87,16 @@ int LinuxAppleEventSystem::State::handleIncomingEvent(sd_bus_message* message, v
     try {
         AppleEvent event;
         if (EventWire::readEvent(message, event) < 0)
-            return sd_bus_reply_method_errorf(message, kBadArguments, "no event");
+            return busCalls().reply_method_errorf(message, kBadArguments, "no event");
         const auto handler = state.handlers.find({ event.eventClass, event.eventID });
         if (handler == state.handlers.end())
-            return sd_bus_reply_method_errorf(message, kNotHandled, "no handler for this class and ID");
+            return busCalls().reply_method_errorf(message, kNotHandled, "no handler for this class and ID");
         AppleEvent reply;
         handler->second(event, reply);
         return replyWithResult(message, reply);
     } catch (...) {
         state.handlerFailure = std::current_exception();
-        return sd_bus_reply_method_errorf(message, kHandlerFailed, "the handler failed");
+        return busCalls().reply_method_errorf(message, kHandlerFailed, "the handler failed");
     }
 }
 
@@ -154,14 +158,18 @@ void LinuxAppleEventSystem::setEventHandler(AppleEventHandler handler, uint32_t 
 
 bool LinuxAppleEventSystem::becomeRunningProcess(const std::string& bundleIdentifier)
 {
-    static constexpr sd_bus_vtable kMethods[] = {
+    Bus* const bus = state_->usableBus();
+    if (bus == nullptr)
+        return false;
+    // The macro names the library's variable, to which no program is linked.
+    const unsigned& sd_bus_object_vtable_format = *busCalls().object_vtable_format;
+    static const sd_bus_vtable kMethods[] = {
         SD_BUS_VTABLE_START(0),
         SD_BUS_METHOD(EventWire::kMethod, EventWire::kEventSignature, EventWire::kReplySignature,
             State::handleIncomingEvent, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END,
     };
-    Bus* const bus = state_->usableBus();
-    return bus != nullptr && bus->serve(EventWire::kObject, EventWire::kInterface, kMethods, state_.get())
+    return bus->serve(EventWire::kObject, EventWire::kInterface, kMethods, state_.get())
         && bus->takeName(bundleIdentifier);
 }
 

@@ -56,9 +56,9 @@ int16_t LinuxFinderServices::reveal(const std::string& path)
     Bus bus(timeOuts_.bus);
     const BusMessage message = bus.newCall(kFileManager, kFileManagerObject, kFileManager, kShowItems);
     const std::string url = NSURL::fileURLWithPath(path).urlString();
-    if (!message || ::sd_bus_message_append(message.get(), "ass", 1, url.c_str(), kNoStartupID) < 0)
+    if (!message || busCalls().message_append(message.get(), "ass", 1, url.c_str(), kNoStartupID) < 0)
         return procNotFound;
-    ::sd_bus_message_set_auto_start(message.get(), 1);
+    busCalls().message_set_auto_start(message.get(), 1);
     const BusAnswer answer = bus.call(message.get(), timeOuts_.reply);
     return answer.reply ? int16_t { noErr } : errorNumberOfBusError(answer.error);
 }

@@ -21,7 +21,7 @@
 namespace {
 
 constexpr char kTimeForm[] = "%Y-%m-%dT%H:%M:%SZ";
-constexpr std::time_t kClockTolerance = 2; // the system counts both times in whole seconds of its own
+constexpr std::time_t kClockTolerance = 2; // times are cut to whole seconds, here and by older programs
 constexpr std::size_t kLongestNote = 4096;
 
 /// What the system tells of a process.
@@ -30,17 +30,14 @@ struct ProcessStatus {
     std::time_t started = 0; // 0 if the system doesn't tell
 };
 
-/// When the system started; 0 if it doesn't tell.
+/// When the system started. Its own word for it, in /proc/stat, takes it longer than all else here.
 std::time_t systemStart()
 {
-    std::ifstream file("/proc/stat");
-    for (std::string key; file >> key;) {
-        std::time_t start = 0;
-        if (key == "btime" && file >> start)
-            return start;
-        std::getline(file, key);
-    }
-    return 0;
+    timespec now {};
+    timespec sinceStart {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    ::clock_gettime(CLOCK_BOOTTIME, &sinceStart);
+    return now.tv_sec - sinceStart.tv_sec - (now.tv_nsec < sinceStart.tv_nsec ? 1 : 0);
 }
 
 ProcessStatus statusOfProcess(const std::string& name)
@@ -55,9 +52,8 @@ ProcessStatus statusOfProcess(const std::string& name)
         if (number == 3)
             status.state = field.front();
     }
-    const std::time_t start = fields ? systemStart() : 0;
-    if (start != 0)
-        status.started = start
+    if (fields)
+        status.started = systemStart()
             + static_cast<std::time_t>(std::strtoull(field.c_str(), nullptr, 10))
                 / static_cast<std::time_t>(::sysconf(_SC_CLK_TCK));
     return status;

@@ -2,6 +2,7 @@
 
 #include "LargePages.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +12,8 @@ namespace {
 
 constexpr std::size_t kGrain = 16;
 constexpr std::size_t kLargestSmall = 1024;
-constexpr std::size_t kSlab = std::size_t { 1 } << 21;
+constexpr std::size_t kSmallestSlab = std::size_t { 1 } << 17; // clearing a large page is half the work of a small run
+constexpr std::size_t kLargestSlab = std::size_t { 1 } << 21;
 
 /// A piece that waits for its next use. Its bytes are zero but for this and its framing.
 struct FreePiece {
@@ -21,6 +23,7 @@ struct FreePiece {
 FreePiece* gFreePieces[kLargestSmall / kGrain + 1] = {}; // by size in grains
 unsigned char* gSlabNext = nullptr;
 unsigned char* gSlabEnd = nullptr;
+std::size_t gSlabs = 0; // bytes of all of them
 
 std::size_t GrainsFor(std::size_t size)
 {
@@ -38,11 +41,13 @@ std::size_t SizeOf(const void* memory)
 void* CutFromSlab(std::size_t size)
 {
     if (static_cast<std::size_t>(gSlabEnd - gSlabNext) < size) {
-        auto* const slab = static_cast<unsigned char*>(LargePages::obtain(kSlab));
+        const std::size_t slabSize = std::clamp(gSlabs / 2, kSmallestSlab, kLargestSlab);
+        auto* const slab = static_cast<unsigned char*>(LargePages::obtain(slabSize));
         if (slab == nullptr)
             return nullptr;
         gSlabNext = slab;
-        gSlabEnd = slab + kSlab;
+        gSlabEnd = slab + slabSize;
+        gSlabs += slabSize;
     }
     void* const piece = gSlabNext;
     gSlabNext += size;

@@ -108,6 +108,20 @@ def application_quits_in_between(scene):
     scene.check_merged()
 
 
+def without_the_bus_library_a_named_bus_ends_the_run(scene):
+    libraries = scene.folder / "libraries"
+    libraries.mkdir()
+    (libraries / "libsystemd.so.0").touch()  # found first, and no library
+    scene.environment["LD_LIBRARY_PATH"] = str(libraries)
+    assert scene.sync().stdout == "<Success>\n"  # no bus is named
+    merged = scene.contents()
+    scene.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={scene.folder}/bus"
+    done = scene.sync()
+    assert (done.returncode, done.stdout) == (2, "") and "libsystemd.so.0" in done.stderr, done
+    assert scene.contents() == merged
+    scene.check_tidy()
+
+
 def busctl_is_a_foreign_sender(scene):
     """The description of the hand-off is enough to speak it: the bus's own tool does, and a receiver of ours hears."""
     application = scene.start_application("yes")
@@ -278,10 +292,12 @@ def output_into_a_pipe_that_closes(scene):
     scene.check_merged()
 
 
-SCENES = [application_says_yes, application_says_no, application_says_nothing_or_nonsense, application_quits_in_between,
-          busctl_is_a_foreign_sender, interrupted_while_the_application_is_silent, interrupted_in_the_wait_for_a_lock,
-          ignored_signals_stay_ignored, a_lock_left_behind_ends_the_wait, two_runs_through_a_link,
-          no_room_for_the_new_file, no_memory, a_log_that_nobody_reads, a_vault_that_would_lose_bytes_is_backed_up,
+SCENES = [application_says_yes, application_says_no, application_says_nothing_or_nonsense,
+          application_quits_in_between, without_the_bus_library_a_named_bus_ends_the_run, busctl_is_a_foreign_sender,
+          interrupted_while_the_application_is_silent, interrupted_in_the_wait_for_a_lock,
+          ignored_signals_stay_ignored, a_lock_left_behind_ends_the_wait,
+          two_runs_through_a_link, no_room_for_the_new_file, no_memory, a_log_that_nobody_reads,
+          a_vault_that_would_lose_bytes_is_backed_up,
           without_its_backup_a_vault_is_not_replaced, other_folders_are_out_of_reach, output_into_a_pipe_that_closes]
 
 
