@@ -11,6 +11,7 @@
 #include "NSURL.h"
 
 #include <optional>
+#include <string_view>
 
 namespace {
 
@@ -44,6 +45,7 @@ constexpr Failure kNoFile { kLockDocument, 219,
 constexpr Failure kOpenElsewhere { kLockDocument, 228,
     "It appears your Vellorin file is open by another program.  Please close the file.  If the file is not open, try "
     "opening it in Vellorin and closing it again." };
+static_assert(std::string_view(kOpenElsewhere.reason).starts_with(kOpenByAnotherProgram));
 
 [[noreturn]] void raise(const Failure& failure, const std::string& reason)
 {

@@ -21,6 +21,9 @@ struct ConduitServices {
     const CFClock& clock;
 };
 
+/// How the failure to get a lock begins, for hosts that say more about it.
+inline constexpr char kOpenByAnotherProgram[] = "It appears your Vellorin file is open by another program.";
+
 /// Asked between the attempts to take a lock.
 class ConduitSynchronizeSenderDelegate {
 public:

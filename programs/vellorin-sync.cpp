@@ -1,5 +1,8 @@
 // Synchronises two vault files: the host of the action on Linux.
 
+#include "ConduitSynchronizeSender.h"
+#include "DocumentLock.h"
+#include "FilePaths.h"
 #include "HostServices.h"
 #include "Interruption.h"
 #include "NSAutoreleasePool.h"
@@ -12,9 +15,11 @@
 
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -164,6 +169,18 @@ void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
 #endif
 }
 
+/// The result asks for a program to be closed. Where it crashed there is none, and its lock has to be broken.
+void tellOfLocks(const std::vector<std::string>& paths)
+{
+    for (const std::string& path : paths) {
+        const std::string lock = *DocumentLock::lockPath(absolutePath(path));
+        std::error_code ignored;
+        if (std::filesystem::exists(std::filesystem::symlink_status(lock, ignored)))
+            complain(path + ": its lock is " + lock + "; if no program has the vault open, \"vellorin unlock " + path
+                + "\" breaks the lock");
+    }
+}
+
 int synchronize(const std::vector<std::string>& paths)
 {
     HostServices services;
@@ -171,6 +188,8 @@ int synchronize(const std::vector<std::string>& paths)
     const std::string result = runAction(services, paths);
     for (const HostServices::NotReplaced& file : services.notReplaced())
         complain(file.path + ": " + file.reason);
+    if (result.find(kOpenByAnotherProgram) != std::string::npos)
+        tellOfLocks(paths);
     if (!tell(result + '\n'))
         return kWrongUsageOrForeignFailure;
     if (result != SynchronizeFiles::kSuccess)

@@ -173,6 +173,7 @@ def a_lock_left_behind_ends_the_wait(scene):
     done = scene.sync()
     assert done.returncode == 1 and done.stdout.startswith("<It appears your Vellorin file is open"), done
     assert 14.9 < time.monotonic() - begin < 20
+    assert f"its lock is {scene.vaults}/.laptop.vlr; " in done.stderr and ".stick.vlr" not in done.stderr, done
     scene.check_tidy(".laptop.vlr")
     assert scene.contents() == scene.before
 

@@ -1,5 +1,6 @@
 #include "ActionFailure.h"
 
+#include "ConduitSynchronizeSender.h"
 #include "DocumentLock.h"
 #include "FilePaths.h"
 #include "LockHolderText.h"
@@ -13,25 +14,23 @@
 
 namespace {
 
-/// What a failure text begins with, and what people are told instead.
+/// What a failure text begins with inside its brackets, and what people are told instead.
 struct Words {
     std::string_view begin;
     std::string_view words;
 };
 
-constexpr std::string_view kLocked = "<It appears your Vellorin file is open by another program.";
-
 constexpr std::array kWords {
-    Words { kLocked, "another program has held the write lock for 15 seconds" },
-    Words { "<The file specified in the file synchronization preferences does not appear to exist.",
+    Words { kOpenByAnotherProgram, "another program has held the write lock for 15 seconds" },
+    Words { "The file specified in the file synchronization preferences does not appear to exist.",
         "a file has gone meanwhile" },
-    Words { "<Can't find file:", "a file has gone meanwhile" },
-    Words { "<Can't synchronize a file with itself!>", "both names lead to one file" },
-    Words { "<sendStart: Unable to AESend. (-1712)>", "the application that has the file open did not answer in time" },
+    Words { "Can't find file:", "a file has gone meanwhile" },
+    Words { "Can't synchronize a file with itself!>", "both names lead to one file" },
+    Words { "sendStart: Unable to AESend. (-1712)>", "the application that has the file open did not answer in time" },
     Words {
-        "<sendStart: Unable to AESend.", "the application that has the file open could not be asked to let go of it" },
-    Words { "<Bad event response", "the application that has the file open gave no proper answer" },
-    Words { "<Unable to AEGetParamPtr.", "the application that has the file open gave no proper answer" },
+        "sendStart: Unable to AESend.", "the application that has the file open could not be asked to let go of it" },
+    Words { "Bad event response", "the application that has the file open gave no proper answer" },
+    Words { "Unable to AEGetParamPtr.", "the application that has the file open gave no proper answer" },
 };
 
 /// "; a.vlr is locked by vellorin-sync, process 4711 on laptop, since ..."; empty if nobody holds its lock by now.
@@ -56,15 +55,16 @@ std::string bare(const std::string& failure)
 
 std::string inWords(const std::string& actionFailure, const std::vector<std::string>& paths)
 {
+    const std::string failure = bare(actionFailure);
     std::string files;
     for (const std::string& path : paths)
         files += (files.empty() ? "" : " and ") + path;
     std::string holders;
-    if (actionFailure.starts_with(kLocked))
+    if (failure.starts_with(kOpenByAnotherProgram))
         std::for_each(paths.begin(), paths.end(), [&](const std::string& path) { holders += holderOf(path); });
     for (const Words& known : kWords) {
-        if (actionFailure.starts_with(known.begin))
+        if (failure.starts_with(known.begin))
             return files + ": " + std::string(known.words) + holders;
     }
-    return files + ": " + bare(actionFailure);
+    return files + ": " + failure;
 }
