@@ -58,6 +58,8 @@ void expectSameContents(const std::string& file, const VLR_Document& kept, bool 
     expect(vault.has_value() == isKept, "both readers take the file for a vault, or none does");
     if (!vault)
         return;
+    const std::string_view identity = vault->identity; // one that is empty is made anew by each read
+    expect(identity.empty() || identity == bytesOf(kept.uniqueDocumentID), "both find the same identity");
     expect(vault->records.size() == kept.recordList.Count(), "both readers find as many records");
     for (uint32_t i = 0; i < kept.recordList.Count(); ++i)
         expectSameRecord(vault->records[i], *kept.recordList.ObjectAtIndex(i));

@@ -23,6 +23,8 @@ struct JournalFile {
     std::vector<std::string> removed;
     std::vector<std::string> doubled; // stand twice, or as two likely versions, since this run
     std::vector<std::string> selfDeleted; // of those removed: the file's own deletions named them; not in older entries
+
+    bool operator==(const JournalFile&) const = default;
 };
 
 /// One run that replaced files, or began to.
@@ -47,6 +49,8 @@ struct JournalRun {
 
     /// "2026-11-21 10:36:08 UTC"
     std::string time() const;
+
+    bool operator==(const JournalRun&) const = default;
 };
 
 /// The hash that a file has when the run is as its state says; of a run that stopped half-way, either of both.

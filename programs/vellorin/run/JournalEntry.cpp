@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <cstdint>
 
 namespace {
 
@@ -23,10 +24,28 @@ Json listOf(const std::vector<std::string>& texts)
     return list;
 }
 
-std::vector<std::string> textsOf(const Json& list)
+// A conversion by the library would cut a number to its bits, and takes anything for a list.
+
+uint32_t numberIn(const Json& json, const char* name)
+{
+    const Json& number = json.at(name);
+    if (!number.is_number_unsigned() || number.get<uint64_t>() > UINT32_MAX)
+        throw CommandFailure(kFailed, std::string("a number in JSON is none: ") + name);
+    return number.get<uint32_t>();
+}
+
+const Json& listIn(const Json& json, const char* name)
+{
+    const Json& list = json.at(name);
+    if (!list.is_array())
+        throw CommandFailure(kFailed, std::string("a list in JSON is none: ") + name);
+    return list;
+}
+
+std::vector<std::string> textsIn(const Json& json, const char* name)
 {
     std::vector<std::string> texts;
-    for (const Json& text : list)
+    for (const Json& text : listIn(json, name))
         texts.push_back(bytesOfJson(text));
     return texts;
 }
@@ -51,15 +70,15 @@ JournalFile fileOf(const Json& json)
     file.hashBefore = json.at("hash-before").get<std::string>();
     file.hashAfter = json.at("hash-after").get<std::string>();
     file.backup = bytesOfJson(json.at("backup"));
-    file.openDateAfter = json.at("open-date-after").get<uint32_t>();
-    file.deletionsAfter = json.at("deletions-after").get<uint32_t>();
+    file.openDateAfter = numberIn(json, "open-date-after");
+    file.deletionsAfter = numberIn(json, "deletions-after");
     if (json.contains("records-after"))
-        file.recordsAfter = json.at("records-after").get<uint32_t>();
-    file.added = textsOf(json.at("added"));
-    file.removed = textsOf(json.at("removed"));
-    file.doubled = textsOf(json.at("doubled"));
+        file.recordsAfter = numberIn(json, "records-after");
+    file.added = textsIn(json, "added");
+    file.removed = textsIn(json, "removed");
+    file.doubled = textsIn(json, "doubled");
     if (json.contains("self-deleted"))
-        file.selfDeleted = textsOf(json.at("self-deleted"));
+        file.selfDeleted = textsIn(json, "self-deleted");
     return file;
 }
 
@@ -82,7 +101,7 @@ std::optional<JournalRun> runOf(const Json& json)
     run.command = json.at("command").get<std::string>();
     run.batch = json.at("batch").get<std::string>();
     run.state = *state;
-    for (const Json& file : json.at("files"))
+    for (const Json& file : listIn(json, "files"))
         run.files.push_back(fileOf(file));
     return run;
 }
@@ -105,7 +124,7 @@ std::optional<JournalRun> runOfText(const std::string& text)
         return runOf(Json::parse(text));
     } catch (const Json::exception&) { // no JSON, or not these members
         return std::nullopt;
-    } catch (const CommandFailure&) { // a text that is none
+    } catch (const CommandFailure&) { // a text, number or list that is none
         return std::nullopt;
     }
 }
