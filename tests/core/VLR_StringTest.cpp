@@ -114,6 +114,13 @@ TEST(VLR_String, ASearchStaysInItsRange)
     }
 }
 
+TEST(VLR_String, LengthsAreCodeUnits)
+{
+    EXPECT_EQ(VLR_System::LengthOfString(S("\u00E9")), 1u);
+    EXPECT_EQ(VLR_System::LengthOfString(S("\U0001F511")), 2u);
+    EXPECT_EQ(VLR_System::LengthOfString(S("a\xFF")), 0u);
+}
+
 TEST(VLR_String, AffixesAreExactAndByBytesUsedAsUnits)
 {
     EXPECT_TRUE(S("abc").HasPrefix(S("ab")));

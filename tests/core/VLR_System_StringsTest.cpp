@@ -106,4 +106,18 @@ TEST(VLR_System_Strings, CStrings)
     EXPECT_STREQ(copy, "abcd");
 }
 
+TEST(VLR_System_Strings, ReplacesRangesAndLowersText)
+{
+    VLR_String text("a\u00E9c\xCC\x81", kUTF8);
+    VLR_System::ReplaceRangeOfString(text, VLR_String("\U0001F511", kUTF8), { 1, 1 });
+    EXPECT_EQ(text.Compare(std::addressof(static_cast<const VLR_Object&>(VLR_String("a\U0001F511c\u0301", kUTF8)))), 0);
+    EXPECT_THROW(VLR_System::ReplaceRangeOfString(text, VLR_String(), { 5, 1 }), std::out_of_range);
+    VLR_String lower("\u0130\u00C9ABC\u03A3", kUTF8);
+    VLR_System::LowercaseString(lower);
+    EXPECT_EQ(str(lower), "i\u0307\u00E9abc\u03C2");
+    VLR_String empty;
+    VLR_System::LowercaseString(empty);
+    EXPECT_TRUE(empty.IsEmpty());
+}
+
 } // namespace

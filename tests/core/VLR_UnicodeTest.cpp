@@ -183,6 +183,29 @@ TEST(VLR_Unicode, ShortASCIITextsAreFoundAtEachPlace)
     }
 }
 
+TEST(VLR_Unicode, AnyBytesHaveOneOrder)
+{
+    const std::string kPieces[] = { "a", "b", "\xC3", "\xA9", "\xC3\xA9", "\xED\xA0\x80", "\xF0\x9F", "\x98", "\x80",
+        "\xC0\x80", "\xF4\x90\x80\x80", "\xFF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", std::string("\0", 1) };
+    std::mt19937 random(3);
+    std::vector<std::string> texts;
+    for (int i = 0; i < 400; ++i) {
+        std::string text;
+        for (std::size_t n = random() % 4; n > 0; --n)
+            text += kPieces[random() % std::size(kPieces)];
+        texts.push_back(text);
+    }
+    for (const auto type : kBothTypes) {
+        std::sort(texts.begin(), texts.end(), [&](const std::string& a, const std::string& b) {
+            return VLR_System::CompareStrings(S(a), S(b), type) < 0;
+        });
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            for (std::size_t j = i; j < texts.size(); ++j)
+                ASSERT_EQ(VLR_System::CompareStrings(S(texts[i]), S(texts[j]), type), texts[i] == texts[j] ? 0 : -1);
+        }
+    }
+}
+
 TEST(VLR_Unicode, HashOfASCIIIgnoresCaseLikeItsLowerCase)
 {
     for (const std::size_t length : { 1u, 8u, 20u }) {

@@ -207,6 +207,8 @@ def damage() -> Iterator[Case]:
     yield Case("body of length 0, on the second", first(b), second(record(U, body=b"")), failure=no_body)
     yield Case("body of length 0, known to the other", first(a), second(record(U, body=b"")), failure=no_body)
     yield Case("body of length 0, deleted there", first(deleted=[U]), second(b, record(U, body=b"")), ([V], [V]), "")
+    for cut in range(0, len(whole), 3):
+        yield Case(f"block of {cut} bytes", first(pdat(whole[:cut]), b), second(a), failure=no_body)
     yield Case("cut block, deleted there", first(pdat(whole[:50]), b), second(deleted=[U]), ([V], [V]), "")
     yield Case("nothing left of a block, nameless deleted", first(pdat(b""), b), second(deleted=[""]), ([V], [V]), "")
     yield Case("chunk cut, nameless deleted", first(b, pdat(whole[:9], 99)), second(deleted=[""]), ([V], [V]), "")
