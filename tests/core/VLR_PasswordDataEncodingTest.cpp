@@ -157,6 +157,11 @@ TEST_F(Encoding, PlainPartIsInOrder)
     EXPECT_EQ(hex(body).substr(0, 136),
         "0000000131" "0000000132" "0000000133" "0000000134" "0000000135" "0000000136" "0000000137" "3a4fc881" "00000000"
         "00000000" "000000000000" "0000000b" "00000007" "00000003616263");
+    VLR_PasswordData reread(&document);
+    reread.ReadDataWithFish(out, fish);
+    EXPECT_TRUE(reread.IsDuplicate(filled, false));
+    EXPECT_EQ(reread.Checksum(), filled.Checksum());
+    EXPECT_EQ(reread.OriginalChecksum(), filled.Checksum());
 }
 
 TEST_F(Encoding, ADateFarAheadCountsAsNone)
