@@ -2,7 +2,6 @@
 
 #include "NSAlert.h"
 #include "NSAutoreleasePool.h"
-#include "NSLog.h"
 #include "ScratchFolder.h"
 #include "StandIns.h"
 #include "SynchronizeFiles.h"
@@ -12,7 +11,7 @@
 #include <vector>
 
 /// Files whose content is in memory, by the path of a file that exists, and a record of what was done to them.
-class FilesInMemory final : public NSFileManager {
+class FilesInMemory : public NSFileManager {
 public:
     bool fileExistsAtPath(const std::string& path) override { return contents.count(path) > 0; }
     std::optional<NSData> dataWithContentsOfFile(const std::string& path) override
@@ -53,7 +52,7 @@ public:
     std::string run(const std::string& firstContent, const std::string& secondContent)
     {
         files.contents = { { first, firstContent }, { second, secondContent } };
-        return run(AMInput(std::vector<std::string> { first, second }));
+        return run(bothFiles());
     }
 
     std::string run(const AMInput& input)
@@ -67,6 +66,8 @@ public:
         return result;
     }
 
+    AMInput bothFiles() const { return AMInput(std::vector<std::string> { first, second }); }
+
     ScratchFolder folder;
     const std::string first = folder.write("first", "");
     const std::string second = folder.write("second", "");
@@ -77,21 +78,4 @@ public:
     AlertStandIn alerts;
     AMErrorDictionary error;
     std::size_t heldAtTheEnd = 0;
-};
-
-/// Keeps log lines from the test's output.
-class StSilentLog {
-public:
-    StSilentLog()
-        : before(setLogSink([this](std::string_view line) { lines.emplace_back(line); }))
-    {
-    }
-    ~StSilentLog() { setLogSink(before); }
-    StSilentLog(const StSilentLog&) = delete;
-    StSilentLog& operator=(const StSilentLog&) = delete;
-
-    std::vector<std::string> lines;
-
-private:
-    NSLogSink before;
 };

@@ -1,11 +1,12 @@
 #include "GoldenVaults.h"
 #include "NSException.h"
+#include "NSLog.h"
 #include "RunInMemory.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
-#include <string>
 
 namespace {
 
@@ -18,9 +19,17 @@ std::string withoutLine(std::string result)
 
 class Action : public ::testing::Test {
 protected:
+    Action()
+        : before(setLogSink([](std::string_view) {}))
+    {
+    }
+    ~Action() override { setLogSink(before); }
+
     std::map<std::string, std::string> golden = goldenVaults();
-    StSilentLog log;
     RunInMemory action;
+
+private:
+    const NSLogSink before;
 };
 
 TEST_F(Action, StepsComeInTheirOrder)
@@ -105,35 +114,19 @@ TEST_F(Action, AWriteThatFailsIsTheHostsToSee)
 
 TEST_F(Action, AFileThatIsGoneAfterTheWriteIsAFailure)
 {
-    action.files.contents = { { action.first, golden["two-records"] }, { action.second, golden["two-records"] } };
-    action.locks.version = 0x100700;
-    action.clock.step = 0;
-    const std::string second = action.second;
-    action.events.running = { "com.tarquen.Vellorin" };
-    action.events.answers(false);
-    struct Deleting final : NSFileManager {
-        explicit Deleting(FilesInMemory& files)
-            : files(files)
-        {
-        }
-        bool fileExistsAtPath(const std::string& path) override { return files.fileExistsAtPath(path); }
-        std::optional<NSData> dataWithContentsOfFile(const std::string& path) override
-        {
-            return files.dataWithContentsOfFile(path);
-        }
+    struct Deleting final : FilesInMemory {
         bool writeToFile(const NSData&, const std::string& path, std::string*) override
         {
             std::filesystem::remove(path);
             return false;
         }
-        FilesInMemory& files;
-    } deleting(action.files);
+    } deleting;
+    deleting.contents = { { action.first, golden["two-records"] }, { action.second, golden["two-records"] } };
     NSAutoreleasePool pool;
-    AMErrorDictionary error;
     SynchronizeFiles synchronizer({ { action.events, action.locks, deleting, action.clock }, action.alerts, [] {} });
-    EXPECT_EQ(synchronizer.runWithInput(AMInput(std::vector<std::string> { action.first, second }), nullptr, error),
+    EXPECT_EQ(synchronizer.runWithInput(action.bothFiles(), nullptr, action.error),
         "<Can't find file., method: FSRefWithPath, file: ExtraContainerUtilities, line: 1202>");
-    EXPECT_EQ(error.number, SynchronizeFiles::kScriptingSystemError);
+    EXPECT_EQ(action.error.number, SynchronizeFiles::kScriptingSystemError);
 }
 
 TEST_F(Action, WhatIsNoFailureOfTheProductPassesOut)
@@ -144,10 +137,8 @@ TEST_F(Action, WhatIsNoFailureOfTheProductPassesOut)
     action.files.contents = { { action.first, "" }, { action.second, "" } };
     action.locks.locks.insert(action.folder.path(".first")); // another program's, so that there is a wait
     NSAutoreleasePool pool;
-    AMErrorDictionary error;
-    const AMInput input(std::vector<std::string> { action.first, action.second });
-    EXPECT_THROW(SynchronizeFiles(host).runWithInput(input, nullptr, error), Foreign);
-    EXPECT_EQ(error.message, "");
+    EXPECT_THROW(SynchronizeFiles(host).runWithInput(action.bothFiles(), nullptr, action.error), Foreign);
+    EXPECT_EQ(action.error.message, "");
 }
 
 TEST_F(Action, TheAlertShowsTheReason)
@@ -160,6 +151,29 @@ TEST_F(Action, TheAlertShowsTheReason)
     EXPECT_EQ(action.alerts.shown[0].defaultButton, "OK");
     EXPECT_EQ(action.alerts.shown[0].alternateButton + action.alerts.shown[0].otherButton, "");
     EXPECT_EQ(action.alerts.shown[0].informativeText, "why");
+}
+
+/// Counts that promise more than the file has may not cost memory; what is many times in it may not cost its square.
+TEST_F(Action, HostileVaultsEndSoon)
+{
+    std::string many = golden["empty"];
+    for (int i = 0; i < 20000; ++i)
+        many += "Pdat\xFF\xFF\xFF\xFF";
+    action.run(many, golden["two-records"]);
+    EXPECT_NE(action.error.message, "");
+
+    std::string uuid = "e"; // and combining marks in the worst order
+    for (int i = 0; i < 100000; ++i)
+        uuid += i % 2 == 0 ? "\xCC\x81" : "\xCC\xA3";
+    const auto count = [](std::size_t n) {
+        return std::string { static_cast<char>(n >> 24), static_cast<char>(n >> 16), static_cast<char>(n >> 8),
+            static_cast<char>(n) };
+    };
+    const std::string block = count(4) + count(uuid.size()) + uuid + std::string(14, '\0') + count(8) + "12345678";
+    const std::string marks = golden["empty"] + "Pdat" + count(block.size()) + block;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(action.run(marks, marks), "<Success>");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 } // namespace

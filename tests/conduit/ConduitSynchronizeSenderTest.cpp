@@ -60,16 +60,6 @@ protected:
     std::size_t heldInBetween = 0;
 };
 
-TEST_F(Sender, WithNobodyRunningTheLockIsAll)
-{
-    events.running.clear();
-    EXPECT_EQ(run(), "");
-    EXPECT_EQ(heldInBetween, 1u);
-    EXPECT_EQ(events.sentIDs(), "");
-    EXPECT_EQ(locks.asked, "try " + lock + "; unlock " + lock + "; ");
-    EXPECT_EQ(delegate.asked, std::vector<int64_t> { 15 });
-}
-
 TEST_F(Sender, AnEventIsTheVeryBytes)
 {
     events.answers(false);
@@ -89,20 +79,40 @@ TEST_F(Sender, AnEventIsTheVeryBytes)
     EXPECT_EQ(list->items()[0].data(), "file://" + folder.path("a%20b.vlr"));
 }
 
-TEST_F(Sender, YesOwesAStopEventBehindTheLock)
+TEST_F(Sender, AStopEventIsOwedForAYes)
 {
-    events.answers(true);
-    EXPECT_EQ(run(), "");
-    EXPECT_EQ(events.sentIDs(), "AB");
-    EXPECT_TRUE(locks.locks.empty());
-}
-
-TEST_F(Sender, AnApplicationThatQuitsNeedsNoStop)
-{
-    events.answers(true);
-    delegate.onIdle = [&] { events.running.clear(); };
-    EXPECT_EQ(run(), "");
-    EXPECT_EQ(events.sentIDs(), "A");
+    const auto nothing = [] {};
+    const struct {
+        const char* name;
+        bool isRunning;
+        bool goesOn;
+        std::function<void()> onIdle;
+        std::string raised, sent, asked;
+    } kCases[] = {
+        { "nobody runs", false, true, nothing, "", "", "try " + lock + "; unlock " + lock + "; " },
+        { "behind the lock", true, true, nothing, "", "AB", "try " + lock + "; unlock " + lock + "; " },
+        { "the application has quit", true, true, [&] { events.running.clear(); }, "", "A",
+            "try " + lock + "; unlock " + lock + "; " },
+        { "the delegate says no: neither lock nor failure", true, false, nothing, "", "AB", "" },
+        { "a stop that fails comes out of the scope", true, true, [&] { events.error = -600; },
+            " END -[ConduitSynchronizeSender sendStopSynchronizationEvent]:210|sendStop: Unable to AESend. (-600)",
+            "AB", "try " + lock + "; unlock " + lock + "; " },
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        events = EventSystemStandIn();
+        events.answers(true);
+        if (!c.isRunning)
+            events.running.clear();
+        delegate.answer = c.goesOn;
+        delegate.onIdle = c.onIdle;
+        delegate.asked.clear();
+        locks.asked.clear();
+        EXPECT_EQ(run(), c.raised);
+        EXPECT_EQ(events.sentIDs(), c.sent);
+        EXPECT_EQ(locks.asked, c.asked);
+        EXPECT_EQ(delegate.asked, std::vector<int64_t> { 15 });
+    }
 }
 
 TEST_F(Sender, TheWaitForTheLockEndsAndForgetsTheStopEvent)
@@ -131,15 +141,6 @@ TEST_F(Sender, ALockThatComesFreeInTimeIsTaken)
     };
     EXPECT_EQ(run(), "");
     EXPECT_EQ(heldInBetween, 1u);
-}
-
-TEST_F(Sender, ADelegateThatSaysNoEndsTheWaitWithoutLockOrFailure)
-{
-    events.answers(true);
-    delegate.answer = false;
-    EXPECT_EQ(run(), "");
-    EXPECT_EQ(locks.asked, "");
-    EXPECT_EQ(events.sentIDs(), "AB");
 }
 
 TEST_F(Sender, AFileThatWentMeanwhileStillGetsItsStopEvent)
@@ -178,15 +179,6 @@ TEST_F(Sender, FailuresOfTheStartExchange)
     events = EventSystemStandIn();
     EXPECT_EQ(run(""), std::string(kCreate) + "131|No path specified in synchronization preferences.");
     EXPECT_EQ(run("no url"), std::string(kCreate) + "137|Invalid file path: <no url>");
-}
-
-TEST_F(Sender, AStopThatFailsComesOutOfTheScope)
-{
-    events.answers(true);
-    delegate.onIdle = [&] { events.error = -600; };
-    EXPECT_EQ(
-        run(), " END -[ConduitSynchronizeSender sendStopSynchronizationEvent]:210|sendStop: Unable to AESend. (-600)");
-    EXPECT_TRUE(locks.locks.empty());
 }
 
 } // namespace

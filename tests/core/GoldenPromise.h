@@ -30,26 +30,18 @@ struct Promise {
             const std::size_t colon = line.find(": ");
             const std::string key = line.substr(2, colon == std::string::npos ? colon : colon - 2);
             const std::string value = colon == std::string::npos ? "" : line.substr(colon + 2);
-            if (key == "raises")
-                raises = value;
-            else if (key == "write raises")
-                writeRaises = value;
-            else if (key == "wrong password")
-                wrongPassword = true;
-            else if (key == "version")
-                version = std::stoul(value);
+            const std::map<std::string, std::string*> texts { { "raises", &raises }, { "write raises", &writeRaises },
+                { "preferences", &preferences } };
+            const std::map<std::string, unsigned long*> numbers { { "version", &version }, { "errors", &errors },
+                { "errors deciphered", &errorsDeciphered }, { "records", &records }, { "deletions", &deletions } };
+            if (texts.count(key) > 0)
+                *texts.at(key) = value;
+            else if (numbers.count(key) > 0)
+                *numbers.at(key) = std::stoul(value);
             else if (key == "password")
                 password = unquoted(value);
-            else if (key == "preferences")
-                preferences = value;
-            else if (key == "errors")
-                errors = std::stoul(value);
-            else if (key == "errors deciphered")
-                errorsDeciphered = std::stoul(value);
-            else if (key == "records")
-                records = std::stoul(value);
-            else if (key == "deletions")
-                deletions = std::stoul(value);
+            else if (key == "wrong password")
+                wrongPassword = true;
             else if (key.rfind("record ", 0) == 0)
                 fields[key] = value.rfind('"', 0) == 0 ? unquoted(value) : value;
         }
@@ -60,6 +52,13 @@ struct Promise {
     unsigned long version = 4, errors = 0, errorsDeciphered = 0, records = 0, deletions = 0;
     std::map<std::string, std::string> fields; // "record 0 title", "Bank"
 };
+
+inline std::string upperHex(const VLR_MemoryBlock& block)
+{
+    std::string digits = hex(block);
+    std::transform(digits.begin(), digits.end(), digits.begin(), ::toupper);
+    return digits;
+}
 
 inline std::string fieldOf(const VLR_PasswordData& record, const std::string& field)
 {
@@ -79,31 +78,27 @@ inline std::string fieldOf(const VLR_PasswordData& record, const std::string& fi
         if (field == name)
             return str((record.*text)());
     }
-    if (field == "modified")
-        return std::to_string(record.ModifiedDate());
-    if (field == "last_used")
-        return std::to_string(record.LastUsedDate());
-    if (field == "collapsed")
-        return std::to_string(record.Collapsed());
-    if (field == "changed")
-        return std::to_string(record.ChangedSinceSync());
-    if (field == "clear_value")
-        return std::to_string(record.ClearValue());
-    if (field == "hidden")
-        return std::to_string(record.HiddenValue());
-    if (field == "clear_block") {
-        std::string digits = hex(record.ClearBlock());
-        std::transform(digits.begin(), digits.end(), digits.begin(), ::toupper);
-        return digits;
+    const std::pair<const char*, int64_t> kNumbers[] = {
+        { "modified", record.ModifiedDate() },
+        { "last_used", record.LastUsedDate() },
+        { "collapsed", record.Collapsed() },
+        { "changed", record.ChangedSinceSync() },
+        { "clear_value", record.ClearValue() },
+        { "hidden", record.HiddenValue() },
+    };
+    for (const auto& [name, number] : kNumbers) {
+        if (field == name)
+            return std::to_string(number);
     }
+    if (field == "clear_block")
+        return upperHex(record.ClearBlock());
     if (field == "color")
         return std::to_string(record.Color().red) + " " + std::to_string(record.Color().green) + " "
             + std::to_string(record.Color().blue);
     if (field == "growth") {
         std::string items;
         for (uint32_t i = 0; i < record.FutureGrowth().Count(); ++i) {
-            std::string item = hex(*record.FutureGrowth().ObjectAtIndex(i));
-            std::transform(item.begin(), item.end(), item.begin(), ::toupper);
+            const std::string item = upperHex(*record.FutureGrowth().ObjectAtIndex(i));
             items += (i > 0 ? " " : "") + (item.empty() ? "-" : item);
         }
         return items;

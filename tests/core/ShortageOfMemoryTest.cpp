@@ -1,8 +1,6 @@
 #include "CoreFixture.h"
 #include "ScarceMemory.h"
 #include "VLR_RawMemory.h"
-#include "VLR_Synchronize.h"
-#include "VLR_System.h"
 
 #include <cstdlib>
 #include <memory>
@@ -120,33 +118,6 @@ TEST_F(ShortageOfMemory, ANewRecordIsInBothListsOrInNone)
             EXPECT_EQ(document.recordList.Count(), worked ? 2u : 1u);
             EXPECT_EQ(document.viewableList.Count(), worked ? 2u : 1u);
         });
-}
-
-TEST_F(ShortageOfMemory, AMergeThatFailsLeavesSoundLists)
-{
-    const std::string longText(100, 'e');
-    std::unique_ptr<VLR_Document> hh, pc;
-    const auto prepare = [&](std::unique_ptr<VLR_Document>& side, const std::string& own) {
-        side = std::make_unique<VLR_Document>(VLR_DocumentReadKeepEncrypted);
-        for (const std::string& uuid : { own, std::string("\u00E9") + longText })
-            add(*side, uuid)->SetCategory(S("\u00E9" + longText));
-        side->AddDeletedUUID(S("\u00C9" + longText + own), 1);
-        side->AddDeletedUUID(S("\u00E9" + longText + own), 2);
-    };
-    withEachRoom([&] { prepare(hh, "A"), prepare(pc, "B"); }, [&] { VLR_Synchronize(*hh, *pc, VLR_SyncMerge); },
-        [&](bool) {
-            for (const VLR_Document* const side : { hh.get(), pc.get() }) {
-                for (uint32_t i = 0; i < side->recordList.Count(); ++i) {
-                    const VLR_PasswordData& record = *side->recordList.ObjectAtIndex(i);
-                    EXPECT_EQ(record.UUID().systemRepresentation, nullptr);
-                    EXPECT_EQ(record.Category().systemRepresentation, nullptr);
-                    EXPECT_EQ(str(record.Title()), "t");
-                }
-            }
-            hh.reset(); // together, as records are shared
-            pc.reset();
-        });
-    EXPECT_EQ(gSystemRepresentationLeakDetector, 0u);
 }
 
 /// A store that is nearly as long as any can be.

@@ -1,10 +1,6 @@
 #include "VLR_Array.h"
+#include "CoreFixture.h"
 #include "VLR_Comparator.h"
-#include "VLR_Exception.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace {
 
@@ -20,14 +16,9 @@ public:
     ~Item() override { --gAlive; }
 };
 
-std::string str(const VLR_String& text)
-{
-    return std::string(reinterpret_cast<const char*>(text.Bytes()), text.Length());
-}
-
 std::string joined(const VLR_ObjectArray& array)
 {
-    return str(array.ComponentsJoinedByString(VLR_String(",", VLR_CharacterSetUTF8)));
+    return str(array.ComponentsJoinedByString(S(",")));
 }
 
 VLR_Array<VLR_String> arrayOf(std::initializer_list<const char*> texts)
@@ -115,7 +106,7 @@ TEST(VLR_Array, RemovesByIdentityTheFirstOccurrence)
 TEST(VLR_Array, FindsByComparator)
 {
     const VLR_Array<VLR_String> array = arrayOf({ "b", "A", "a", "B" });
-    const VLR_String a("a", VLR_CharacterSetUTF8), x("x", VLR_CharacterSetUTF8);
+    const VLR_String a = S("a"), x = S("x");
     EXPECT_EQ(array.IndexOf(a, VLR_StringComparator()), 2u);
     EXPECT_EQ(array.IndexOf(a, VLR_StringComparatorCaseInsensitive()), 1u);
     EXPECT_EQ(array.IndexOf(x, VLR_StringComparator()), 0xFFFFFFFFu);

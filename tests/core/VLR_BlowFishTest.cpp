@@ -1,56 +1,20 @@
 #include "VLR_BlowFish.h"
-#include "VLR_Exception.h"
-
-#include <gtest/gtest.h>
+#include "CoreFixture.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <fstream>
-#include <functional>
-#include <string>
 
 namespace {
-
-std::string fromHex(const std::string& digits)
-{
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
-
-template <class Block>
-Block blockOf(const std::string& bytes)
-{
-    Block block;
-    block.Append(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    return block;
-}
-
-std::string bytesOf(const VLR_MemoryBlock& block)
-{
-    return std::string(reinterpret_cast<const char*>(block.Bytes()), block.Length());
-}
 
 /// What a key makes of sixteen bytes.
 std::string sampleUnder(const std::string& key, bool pad = false)
 {
     VLR_BlowFish fish;
-    fish.SetPassword(blockOf<VLR_String>(key), pad);
-    auto block = blockOf<VLR_MemoryBlock>("sixteen bytes ...");
+    fish.SetPassword(S(key), pad);
+    VLR_MemoryBlock block = S("sixteen bytes ...");
     fish.EncryptMemoryBlock(block);
-    return bytesOf(block);
-}
-
-std::string failure(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const VLR_Exception& exception) {
-        return bytesOf(exception.message);
-    }
-    return "";
+    return str(block);
 }
 
 TEST(VLR_BlowFish, AgreesWithThePublishedVectors)
@@ -61,17 +25,17 @@ TEST(VLR_BlowFish, AgreesWithThePublishedVectors)
     while (std::getline(file, line)) {
         const std::string value = line.substr(std::min(line.find('=') + 2, line.size()));
         if (line.rfind("Key =", 0) == 0)
-            key = fromHex(value);
+            key = str(fromHex(value));
         else if (line.rfind("In =", 0) == 0)
-            in = fromHex(value);
+            in = str(fromHex(value));
         else if (line.rfind("Out =", 0) == 0) {
             VLR_BlowFish fish;
-            fish.SetPassword(blockOf<VLR_String>(key), /*padToKeyLength=*/false);
-            auto block = blockOf<VLR_MemoryBlock>(in);
+            fish.SetPassword(S(key), /*padToKeyLength=*/false);
+            VLR_MemoryBlock block = S(in);
             fish.EncryptMemoryBlock(block);
-            EXPECT_EQ(bytesOf(block), fromHex(value)) << line;
+            EXPECT_EQ(str(block), str(fromHex(value))) << line;
             fish.DecryptMemoryBlock(block);
-            EXPECT_EQ(bytesOf(block), in) << line;
+            EXPECT_EQ(str(block), in) << line;
             ++count;
         }
     }
@@ -81,21 +45,21 @@ TEST(VLR_BlowFish, AgreesWithThePublishedVectors)
 TEST(VLR_BlowFish, BlocksWorkedSideBySideAreTheSameAsAlone)
 {
     VLR_BlowFish fish;
-    fish.SetPassword(blockOf<VLR_String>("open sesame"), /*padToKeyLength=*/false);
+    fish.SetPassword(S("open sesame"), /*padToKeyLength=*/false);
     for (uint32_t blocks = 0; blocks < 20; ++blocks) {
         VLR_MemoryBlock together, alone;
         for (uint32_t i = 0; i < 8 * blocks; ++i)
             together.AppendByte(static_cast<unsigned char>(i * 37));
-        const std::string plain = bytesOf(together);
+        const std::string plain = str(together);
         for (uint32_t i = 0; i < blocks; ++i) {
-            auto one = blockOf<VLR_MemoryBlock>(plain.substr(8 * i, 8));
+            VLR_MemoryBlock one = S(plain.substr(8 * i, 8));
             fish.EncryptMemoryBlock(one);
             alone.Append(one);
         }
         fish.EncryptMemoryBlock(together);
-        EXPECT_EQ(bytesOf(together), bytesOf(alone));
+        EXPECT_EQ(str(together), str(alone));
         fish.DecryptMemoryBlock(together);
-        EXPECT_EQ(bytesOf(together), plain);
+        EXPECT_EQ(str(together), plain);
     }
 }
 
@@ -129,28 +93,28 @@ TEST(VLR_BlowFish, TheLengthOfAKeyIsNarrowedTo16Bits)
 TEST(VLR_BlowFish, PadsWithZerosToWholeBlocks)
 {
     VLR_BlowFish fish;
-    fish.SetPassword(blockOf<VLR_String>("k"), false);
+    fish.SetPassword(S("k"), false);
     const std::pair<uint32_t, uint32_t> kLengths[] = { { 0, 0 }, { 1, 8 }, { 7, 8 }, { 8, 8 }, { 9, 16 } };
     for (const auto& [length, padded] : kLengths) {
-        auto block = blockOf<VLR_MemoryBlock>(std::string(length, 'p'));
+        VLR_MemoryBlock block = S(std::string(length, 'p'));
         fish.EncryptMemoryBlock(block);
         EXPECT_EQ(block.Length(), padded);
         fish.DecryptMemoryBlock(block);
-        EXPECT_EQ(bytesOf(block), std::string(length, 'p') + std::string(padded - length, '\0'));
+        EXPECT_EQ(str(block), std::string(length, 'p') + std::string(padded - length, '\0'));
     }
 }
 
 TEST(VLR_BlowFish, NeedsAKeyAndWholeBlocks)
 {
     VLR_BlowFish fish;
-    auto block = blockOf<VLR_MemoryBlock>(std::string(250, 'x'));
+    VLR_MemoryBlock block = S(std::string(250, 'x'));
     EXPECT_FALSE(fish.Ready());
     EXPECT_TRUE(fish.GetPassword().IsEmpty());
     EXPECT_EQ(failure([&] { fish.EncryptMemoryBlock(block); }), "not ready to encrypt handle");
     EXPECT_EQ(failure([&] { fish.DecryptMemoryBlock(block); }), "not ready to decrypt handle");
     EXPECT_EQ(failure([&] { fish.Verify(block); }), "not ready to decrypt handle");
-    fish.SetPassword(blockOf<VLR_String>("abc"), /*padToKeyLength=*/true);
-    EXPECT_EQ(bytesOf(fish.GetPassword()),
+    fish.SetPassword(S("abc"), /*padToKeyLength=*/true);
+    EXPECT_EQ(str(fish.GetPassword()),
         (std::string("abcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabcabc"
                      "abcabcabca")));
     EXPECT_EQ(failure([&] { fish.Verify(block); }), "handle length not rounded to 64-bits");
@@ -164,13 +128,13 @@ TEST(VLR_BlowFish, NeedsAKeyAndWholeBlocks)
 TEST(VLR_BlowFish, VerifiesAllBlocksOfTheReferenceBufferButTheLast)
 {
     VLR_BlowFish fish;
-    fish.SetPassword(blockOf<VLR_String>("right"), false);
+    fish.SetPassword(S("right"), false);
     VLR_MemoryBlock buffer;
     fish.EncryptedReferenceBuffer(buffer);
     ASSERT_EQ(buffer.Length(), 256u);
-    const std::string before = bytesOf(buffer);
+    const std::string before = str(buffer);
     EXPECT_TRUE(fish.Verify(buffer));
-    EXPECT_EQ(bytesOf(buffer), before);
+    EXPECT_EQ(str(buffer), before);
     EXPECT_FALSE(fish.VerifiedEmptyPassword());
     for (const uint32_t changed : { 0u, 247u, 248u, 255u }) {
         VLR_MemoryBlock other(buffer);
@@ -185,7 +149,7 @@ TEST(VLR_BlowFish, VerifiesAllBlocksOfTheReferenceBufferButTheLast)
     fish.EncryptedReferenceBuffer(buffer);
     EXPECT_TRUE(fish.Verify(buffer));
     EXPECT_TRUE(fish.VerifiedEmptyPassword());
-    fish.SetPassword(blockOf<VLR_String>("wrong"), false);
+    fish.SetPassword(S("wrong"), false);
     EXPECT_FALSE(fish.Verify(buffer));
     EXPECT_FALSE(fish.VerifiedEmptyPassword());
 }

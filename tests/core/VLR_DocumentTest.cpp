@@ -239,37 +239,6 @@ TEST_F(Document, PreferencesAreTheirBytes)
     EXPECT_EQ(reader.documentFlagC, 3);
 }
 
-TEST_F(Document, PreferencesAreCheckedAfterTheyAreTaken)
-{
-    const auto with = [&](std::string length, std::string version, std::size_t fields, std::size_t behind) {
-        std::string bytes = std::string(3, '\0') + length + std::string(3, '\0') + version;
-        return bytes + std::string(fields, '\0') + std::string(behind, 'x');
-    };
-    const struct {
-        std::string bytes, raised;
-    } kCases[] = {
-        { with("\x22", "\4", 30, 1), "" },
-        { with("\x22", "\3", 30, 0), "" },
-        { with("\x22", "\2", 30, 0), "" },
-        { with("\x22", "\1", 30, 0), "unknown document preferences version" },
-        { with("\x22", "\5", 30, 0), "unknown document preferences version" },
-        { with("\x23", "\4", 30, 5), "corrupted data block" },
-        { with("\x20", "\4", 28, 0), "" }, // the two last flags may be missing where nothing follows
-        { with("\x20", "\4", 28, 4), "corrupted data block" },
-        { with("\x22", "\4", 20, 0), "GetBytes out of range." },
-    };
-    for (const auto& c : kCases) {
-        VLR_MemoryBlock block = S(c.bytes);
-        VLR_MemoryStream stream(block);
-        VLR_Document into(VLR_DocumentReadDecrypted);
-        into.SetStream(&stream);
-        EXPECT_EQ(failure([&] { into.ReadDocumentPreferences(); }), c.raised) << hex(block);
-        if (c.raised.empty()) {
-            EXPECT_EQ(into.sortParams, 1u); // 0 reads as title ascending
-        }
-    }
-}
-
 TEST_F(Document, APreferenceOverridesTheFlag)
 {
     const std::string flagIs0 = std::string("\0\0\0\x22\0\0\0\4", 8) + std::string(30, '\0');

@@ -1,8 +1,6 @@
 #include "CoreFixture.h"
 #include "GoldenPromise.h"
 
-#include <algorithm>
-
 namespace {
 
 class Version4 : public CoreTest {
@@ -48,23 +46,6 @@ TEST_F(Version4, GoldenVaultsReadAsPromised)
     }
 }
 
-TEST_F(Version4, WrittenBackEncipheredOnlyTheDateDiffers)
-{
-    for (const char* name :
-        { "two-records", "growth-items", "clear-part", "deletions-twice", "reference-last-block" }) {
-        VLR_MemoryBlock file = S(golden.at(name));
-        EXPECT_EQ(closed.FromBlock(file), 0u);
-        VLR_MemoryBlock written;
-        closed.ToBlock(written);
-        EXPECT_EQ(written.Length(), closed.Version4ContentsLength());
-        std::string before = golden.at(name);
-        std::string after = str(written);
-        before.replace(280, 4, "date");
-        after.replace(280, 4, "date");
-        EXPECT_TRUE(before == after) << name;
-    }
-}
-
 /// What reading a vault and writing it back gives, after `edit` of each record: failures, errors and bytes.
 std::string rewritten(VLR_MemoryBlock& file, const std::function<void(VLR_PasswordData&)>& edit)
 {
@@ -94,22 +75,14 @@ TEST_F(Version4, WhatIsBorrowedIsWrittenLikeWhatIsCopied)
         [](Record& r) { r.SetTitle(S("t")), r.SetUUID(S("X")); } };
     for (const auto& [name, content] : golden) {
         SCOPED_TRACE(name);
-        const auto expectSame = [](const std::string& bytes, const std::function<void(Record&)>& edit) {
-            VLR_MemoryBlock copied = S(bytes);
+        for (const auto& edit : kEdits) {
+            VLR_MemoryBlock copied = S(content);
             VLR_MemoryBlock borrowed;
-            borrowed.Borrow(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
-            const std::string before = bytes;
+            borrowed.Borrow(
+                reinterpret_cast<const unsigned char*>(content.data()), static_cast<uint32_t>(content.size()));
+            const std::string before = content;
             EXPECT_TRUE(rewritten(borrowed, edit) == rewritten(copied, edit));
-            EXPECT_TRUE(bytes == before);
-            EXPECT_EQ(borrowed.IsBorrowed(), !bytes.empty());
-        };
-        for (const auto& edit : kEdits)
-            expectSame(content, edit);
-        for (std::size_t i = 310; i < content.size(); ++i) {
-            std::string damaged = content;
-            damaged[i] = static_cast<char>(damaged[i] ^ (i % 2 == 0 ? 0xFF : 0x01));
-            expectSame(damaged, kNothing);
-            expectSame(content.substr(0, i), kNothing);
+            EXPECT_TRUE(content == before);
         }
     }
 }
@@ -172,21 +145,19 @@ TEST_F(Version4, WritesOnlyWhereItMay)
     EXPECT_EQ(failure([&] { keyless.ToBlock(out); }), "not ready to encrypt handle");
 }
 
-TEST_F(Version4, DamageIsLogged)
+TEST_F(Version4, ADamagedRecordIsLoggedWithItsTitle)
 {
-    VLR_MemoryBlock file = S(golden.at("garbage-behind"));
-    closed.FromBlock(file);
-    ASSERT_EQ(log.size(), 2u);
-    EXPECT_EQ(log[0].rfind("Looked for password record data, no more data found, skipping to end of file. ", 0), 0u);
-    EXPECT_EQ(log[1].rfind("Error thrown", 0), 0u);
-    log.clear();
-    file = S(golden.at("record-chunk-cut"));
-    closed.FromBlock(file);
-    EXPECT_NE(std::find_if(log.begin(), log.end(),
-                  [](const std::string& line) {
-                      return line.rfind("Error reading an entry, unable to recover any data.", 0) == 0;
-                  }),
-        log.end());
+    VLR_MemoryBlock file, body = fromHex("0000000174 000000ff"); // a title, and a count past the end
+    document.ToBlock(file);
+    document.DocFish().EncryptMemoryBlock(body);
+    VLR_MemoryStream stream(file);
+    stream.WriteText(S("Pdat"));
+    stream.WriteUInt32(22 + 4 + body.Length());
+    stream.WriteText(S(str(fromHex("00000004 00000000 0000 00000000 00000000 00000000"))));
+    stream.WriteData(body);
+    EXPECT_EQ(document.FromBlock(file), 1u);
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.back(), "Error reading entry.  Title and some data recovered in file.  t");
 }
 
 } // namespace

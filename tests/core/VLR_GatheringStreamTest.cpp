@@ -1,9 +1,6 @@
 #include "VLR_GatheringStream.h"
 #include "CoreFixture.h"
 
-#include <algorithm>
-#include <random>
-
 namespace {
 
 const unsigned char* addressOf(const std::string& text)
@@ -48,29 +45,6 @@ TEST(VLR_GatheringStream, WhatRepeatsASourceIsOnePieceOfIt)
     EXPECT_EQ(pieces[1].length, 16u);
     EXPECT_EQ(joined(stream), "HEADPdat1234bodyPdat5678textbehind the source's end");
     EXPECT_EQ(stream.Length(), joined(stream).size());
-}
-
-TEST(VLR_GatheringStream, ThePiecesAreWhatWasWrittenWhateverItWas)
-{
-    std::mt19937 random(20260611);
-    const auto below = [&](std::size_t bound) { return random() % bound; };
-    for (int round = 0; round < 2000; ++round) {
-        std::string sources[2];
-        for (std::string& source : sources) // of few letters, so that repetitions come by chance
-            std::generate_n(std::back_inserter(source), below(60), [&] { return static_cast<char>('a' + below(2)); });
-        VLR_GatheringStream stream({ sourceOf(sources[0]), sourceOf(sources[1]) });
-        std::string expected;
-        for (std::size_t i = below(20); i > 0; --i) {
-            const std::string& source = sources[below(2)];
-            const std::size_t start = below(source.size() + 1);
-            const std::string_view part = std::string_view(source).substr(start, below(12));
-            const std::string elsewhere(part);
-            put(stream, below(3) == 0 ? std::string_view(elsewhere) : part);
-            expected += part;
-        }
-        ASSERT_EQ(joined(stream), expected) << round;
-        ASSERT_EQ(stream.Length(), expected.size()) << round;
-    }
 }
 
 TEST(VLR_GatheringStream, NoSumOfLengthsWraps)

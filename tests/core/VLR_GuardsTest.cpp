@@ -1,27 +1,12 @@
 #include "VLR_Guards.h"
-#include "VLR_Exception.h"
+#include "CoreFixture.h"
 #include "VLR_System.h"
 #include "WatchedMemory.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <memory>
 #include <new>
-#include <string>
 
 namespace {
-
-std::string raised(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const VLR_Exception& exception) {
-        EXPECT_EQ(exception.code, VLR_ExceptionMessage);
-        return std::string(reinterpret_cast<const char*>(exception.message.Bytes()), exception.message.Length());
-    }
-    return "";
-}
 
 TEST(Guards, FrameEveryAllocation)
 {
@@ -60,7 +45,7 @@ TEST(Guards, AWriteBesideThePayloadIsNoticed)
         payload[offset] = static_cast<unsigned char>(kept + 1);
         const uint32_t total = gAllocationBytesCurrentTotal;
         EXPECT_EQ(
-            raised([&] { VLR_System::Free(payload); }), offset < 0 ? "Bad beginning guard." : "Bad ending guard.");
+            failure([&] { VLR_System::Free(payload); }), offset < 0 ? "Bad beginning guard." : "Bad ending guard.");
         EXPECT_EQ(gAllocationBytesCurrentTotal, total); // nothing was released
         payload[offset] = kept;
         VLR_System::Free(payload);
@@ -70,7 +55,7 @@ TEST(Guards, AWriteBesideThePayloadIsNoticed)
 TEST(Guards, AnAllocationThatCantBeFramedIsRefused)
 {
     for (const unsigned int n : { 0xFFFFFFFFu, 0xFFFFFFF4u })
-        EXPECT_EQ(raised([n] { VLR_System::Allocate(n); }), "Can't allocate");
+        EXPECT_EQ(failure([n] { VLR_System::Allocate(n); }), "Can't allocate");
 }
 
 TEST(Guards, WithoutMemoryTheReportItselfMayFail)
@@ -94,9 +79,9 @@ TEST(Guards, KnowTheStack)
 {
     int local = 0;
     auto heap = std::make_unique<int>();
-    EXPECT_EQ(raised([&] { AssertAddressOnStack(&local); }), "address on stack not allowed");
-    EXPECT_EQ(raised([&] { AssertAddressOnStack(gStackTop); }), "address on stack not allowed");
-    EXPECT_EQ(raised([&] { AssertAddressOnStack(heap.get()); }), "");
+    EXPECT_EQ(failure([&] { AssertAddressOnStack(&local); }), "address on stack not allowed");
+    EXPECT_EQ(failure([&] { AssertAddressOnStack(gStackTop); }), "address on stack not allowed");
+    EXPECT_EQ(failure([&] { AssertAddressOnStack(heap.get()); }), "");
     EXPECT_LT(static_cast<unsigned char*>(StackTop()), gStackTop);
 }
 

@@ -1,26 +1,16 @@
 #include "VLR_MemoryBlock.h"
-#include "VLR_Exception.h"
-#include "VLR_String.h"
+#include "CoreFixture.h"
 #include "VLR_System.h"
 #include "WatchedMemory.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace {
 
 VLR_MemoryBlock blockOf(const std::string& bytes)
 {
     return VLR_MemoryBlock(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
-}
-
-std::string bytesOf(const VLR_MemoryBlock& block)
-{
-    return std::string(reinterpret_cast<const char*>(block.Bytes()), block.Length());
 }
 
 bool tailIsZero(const VLR_MemoryBlock& block)
@@ -57,7 +47,7 @@ TEST(VLR_MemoryBlock, ConstructorsDifferInTheirStorage)
     EXPECT_EQ(VLR_MemoryBlock(0u).Capacity(), 16u);
     EXPECT_NE(VLR_MemoryBlock(0u).Bytes(), nullptr);
     EXPECT_EQ(VLR_MemoryBlock(nullptr, 0).Capacity(), 0u);
-    EXPECT_EQ(bytesOf(VLR_MemoryBlock(nullptr, 3)), std::string(3, '\0'));
+    EXPECT_EQ(str(VLR_MemoryBlock(nullptr, 3)), std::string(3, '\0'));
     VLR_MemoryBlock grown = blockOf("abc");
     VLR_MemoryBlock copy(grown);
     EXPECT_EQ(copy.Capacity(), grown.Capacity());
@@ -75,9 +65,9 @@ TEST(VLR_MemoryBlock, NewAndRegrownBytesAreZero)
     block.Resize(2);
     EXPECT_TRUE(tailIsZero(block));
     block.Resize(6);
-    EXPECT_EQ(bytesOf(block), std::string("se\0\0\0\0", 6));
+    EXPECT_EQ(str(block), std::string("se\0\0\0\0", 6));
     block.Resize(200);
-    EXPECT_EQ(bytesOf(block), "se" + std::string(198, '\0'));
+    EXPECT_EQ(str(block), "se" + std::string(198, '\0'));
     EXPECT_TRUE(tailIsZero(block));
 }
 
@@ -94,9 +84,9 @@ TEST(VLR_MemoryBlock, WhatItGivesUpComesBackWiped)
         copy = block;
         block = blockOf("other");
         block.Resize(0);
-        VLR_String text("secret", VLR_CharacterSetUTF8);
-        text = VLR_String("\xC3\x9F", VLR_CharacterSetUTF8);
-        text.ReplaceAll(VLR_String("SS", VLR_CharacterSetUTF8), VLR_String("secret", VLR_CharacterSetUTF8));
+        VLR_String text = S("secret");
+        text = S("\xC3\x9F");
+        text.ReplaceAll(S("SS"), S("secret"));
         unsigned char* const bare = VLR_System::Allocate(6);
         VLR_System::MemCopy(bare, "secret", 6);
         VLR_MemoryBlock::ClearAndFree(bare, 6);
@@ -113,7 +103,7 @@ TEST(VLR_MemoryBlock, ToldItsFinalSizeItMovesNoMore)
     VLR_MemoryBlock block = blockOf("ab");
     block.Reserve(1000);
     EXPECT_EQ(block.Capacity(), 1000u);
-    EXPECT_EQ(bytesOf(block), "ab");
+    EXPECT_EQ(str(block), "ab");
     const std::size_t obtained = WatchedMemory::obtained;
     while (block.Length() < 1000)
         block.AppendByte('c');
@@ -130,7 +120,7 @@ TEST(VLR_MemoryBlock, WithoutMemoryItStaysAsItWas)
     EXPECT_THROW(block.Resize(0xFFFFFFF0), VLR_Exception);
     EXPECT_THROW(block.Reserve(0xFFFFFFFF), VLR_Exception);
     EXPECT_THROW(block.Append("x", 0xFFFFFFFE), VLR_Exception); // the sum wraps; nothing is read
-    EXPECT_EQ(bytesOf(block), "abc");
+    EXPECT_EQ(str(block), "abc");
     EXPECT_EQ(block.Capacity(), 19u);
 }
 
@@ -145,7 +135,7 @@ TEST(VLR_MemoryBlock, ABorrowedContentIsReadInPlaceAndCopiedBeforeAChange)
         { [](VLR_MemoryBlock& block) { block.Bytes()[0] = 'X'; }, "Xbcdef" },
         { [](VLR_MemoryBlock& block) { block.SetByteAtIndex('X', 5); }, "abcdeX" },
         { [](VLR_MemoryBlock& block) { block.Append("X", 1); }, "abcdefX" },
-        { [](VLR_MemoryBlock& block) { block.AppendPiece(VLR_String("X", VLR_CharacterSetUTF8)); }, "abcdefX" },
+        { [](VLR_MemoryBlock& block) { block.AppendPiece(S("X")); }, "abcdefX" },
         { [](VLR_MemoryBlock& block) { block.Resize(2); }, "ab" },
         { [](VLR_MemoryBlock& block) { block.Resize(8); }, std::string("abcdef\0\0", 8) },
         { [](VLR_MemoryBlock& block) { block.Resize(6); }, "abcdef" },
@@ -165,7 +155,7 @@ TEST(VLR_MemoryBlock, ABorrowedContentIsReadInPlaceAndCopiedBeforeAChange)
             EXPECT_EQ(WatchedMemory::obtained, obtained);
             c.change(block);
             EXPECT_FALSE(block.IsBorrowed());
-            EXPECT_EQ(bytesOf(block), c.after);
+            EXPECT_EQ(str(block), c.after);
             EXPECT_TRUE(tailIsZero(block));
         }
         EXPECT_EQ(owned, "abcdef");
@@ -176,11 +166,11 @@ TEST(VLR_MemoryBlock, ABorrowedContentIsReadInPlaceAndCopiedBeforeAChange)
     borrowing.Borrow(source, 6);
     const VLR_MemoryBlock copy(borrowing);
     EXPECT_FALSE(copy.IsBorrowed());
-    EXPECT_EQ(bytesOf(copy), owned);
+    EXPECT_EQ(str(copy), owned);
     VLR_MemoryBlock other = blockOf("other");
     other.Exchange(borrowing);
     EXPECT_EQ(std::as_const(other).Bytes(), source);
-    EXPECT_EQ(bytesOf(borrowing), "other");
+    EXPECT_EQ(str(borrowing), "other");
     const WatchedMemory scarce;
     WatchedMemory::left = 0;
     EXPECT_ANY_THROW(other.Bytes());

@@ -149,14 +149,4 @@ TEST_F(Record, DuplicatesMatchInAllTexts)
     EXPECT_TRUE(log.empty());
 }
 
-TEST_F(Record, SearchLooksAtStoredTexts)
-{
-    record->SetPassword(S("x[:Mail:]"));
-    EXPECT_TRUE(record->Contains(S("[:MAIL")));
-    EXPECT_FALSE(record->Contains(S("mail2")));
-    EXPECT_FALSE(record->Contains(VLR_String()));
-    record->SetNotes(S("\xC3\x89t\xC3\xA9"));
-    EXPECT_TRUE(record->Contains(S("\xC3\xA9T")));
-}
-
 } // namespace

@@ -81,26 +81,6 @@ TEST_F(Generator, PasswordsAreAppended)
     EXPECT_EQ(str(output), "qb0");
 }
 
-TEST_F(Generator, ConstructsLeaveTheCursorOnTheirEnd)
-{
-    const struct {
-        const char* pattern;
-        std::ptrdiff_t cursor;
-        const char* output;
-    } kCases[] = { { "[bc]d", 3, "b" }, { "[]", 2, "" }, { "[", 1, "" }, { "[bc", 3, "" }, { "[b{]d", 5, "" },
-        { "{b:2:2}d", 6, "bb" }, { "{b}d", 2, "" }, { "{b:{c}:2", 8, "" }, { "{", 1, "" } };
-    for (const auto& c : kCases) {
-        VLR_String pattern = S(c.pattern);
-        VLR_String output;
-        VLR_RandomPassword generator(output);
-        unsigned char* cursor = pattern.Bytes();
-        unsigned char* const end = cursor + pattern.Length();
-        c.pattern[0] == '[' ? generator.GenBracket(&cursor, end) : generator.GenBraces(&cursor, end);
-        EXPECT_EQ(cursor - pattern.Bytes(), c.cursor) << c.pattern;
-        EXPECT_EQ(str(output), c.output) << c.pattern;
-    }
-}
-
 TEST_F(Generator, HostilePatternsEnd)
 {
     const std::string most = ":2147483647:2147483647}";

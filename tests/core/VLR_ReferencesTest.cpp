@@ -1,7 +1,5 @@
 #include "CoreFixture.h"
 
-#include <random>
-
 namespace {
 
 class References : public CoreTest {
@@ -156,24 +154,6 @@ TEST_F(References, ARewritingThatEndsByItselfIsNotCutShort)
     fill({ { "x[:y:]", nested.c_str(), "" } });
     at(0).UpdateReverseReferencesToNewTitle(S("y"), /*applyTitle=*/false);
     EXPECT_EQ(str(at(0).Username()), "[:y:]");
-}
-
-TEST_F(References, ARenamingAlwaysEnds)
-{
-    std::mt19937 random(3);
-    static const char* const kPieces[] = { "[", ":", "]", "a", "A", "[:", ":]" };
-    const auto text = [&](uint32_t most) {
-        std::string result;
-        for (auto n = random() % most; n > 0; --n)
-            result += kPieces[random() % std::size(kPieces)];
-        return result;
-    };
-    for (int i = 0; i < 3000; ++i) {
-        const std::string title = text(4), username = text(12), password = text(12), newTitle = text(5);
-        fill({ { title.c_str(), username.c_str(), password.c_str() } });
-        at(0).UpdateReverseReferencesToNewTitle(S(newTitle), /*applyTitle=*/true);
-        ASSERT_EQ(str(at(0).Title()), newTitle);
-    }
 }
 
 } // namespace

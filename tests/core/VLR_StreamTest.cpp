@@ -1,47 +1,10 @@
 #include "VLR_Stream.h"
-#include "VLR_Exception.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
+#include "CoreFixture.h"
 
 // Bytes stand in groups, one for each field.
 // clang-format off
 
 namespace {
-
-VLR_MemoryBlock bytes(const std::string& hex)
-{
-    VLR_MemoryBlock block;
-    std::string digits;
-    for (const char c : hex) {
-        if (c != ' ')
-            digits += c;
-    }
-    for (std::size_t i = 0; i < digits.size(); i += 2)
-        block.AppendByte(static_cast<unsigned char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    return block;
-}
-
-std::string hex(const VLR_MemoryBlock& block)
-{
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string result;
-    for (uint32_t i = 0; i < block.Length(); ++i)
-        result += { kDigits[block.Bytes()[i] >> 4], kDigits[block.Bytes()[i] & 15] };
-    return result;
-}
-
-std::string failure(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const VLR_Exception& exception) {
-        return std::string(reinterpret_cast<const char*>(exception.message.Bytes()), exception.message.Length());
-    }
-    return "";
-}
 
 TEST(VLR_Stream, ReadsChunks)
 {
@@ -58,9 +21,9 @@ TEST(VLR_Stream, ReadsChunks)
         { "count cut short", "000000", "6f6c64", "GetBytes out of range.", 0 },
     };
     for (const auto& c : kCases) {
-        VLR_MemoryBlock store = bytes(c.wire);
+        VLR_MemoryBlock store = fromHex(c.wire);
         VLR_MemoryStream stream(store);
-        VLR_MemoryBlock content = bytes("6f6c64");
+        VLR_MemoryBlock content = fromHex("6f6c64");
         EXPECT_EQ(failure([&] { stream.ReadData(content); }), c.failure) << c.name;
         EXPECT_EQ(hex(content), c.content) << c.name;
         EXPECT_EQ(stream.Offset(), c.cursor) << c.name;
@@ -79,9 +42,9 @@ TEST(VLR_Stream, PrimitivesAreTheirBytes)
     stream.WriteSInt32(-2);
     stream.WriteRect({ 1, 2, 3, -4 });
     stream.WriteColor({ 1, 0x8000, 65535 });
-    stream.WriteUTF8String(VLR_String("abc", VLR_CharacterSetUTF8));
+    stream.WriteUTF8String(S("abc"));
     stream.WriteData(VLR_MemoryBlock());
-    stream.WriteText(VLR_String("de", VLR_CharacterSetUTF8));
+    stream.WriteText(S("de"));
     const unsigned char counted[] = { 2, 'x', 0x8E };
     stream.WriteStr255(counted);
     EXPECT_EQ(hex(store),
@@ -107,7 +70,7 @@ TEST(VLR_Stream, PrimitivesAreTheirBytes)
 
 TEST(VLR_Stream, TakesTextAsItIsOrDecodesIt)
 {
-    VLR_MemoryBlock store = bytes("00000002 c3ff 00000003 61ff62 00");
+    VLR_MemoryBlock store = fromHex("00000002 c3ff 00000003 61ff62 00");
     VLR_MemoryStream stream(store);
     EXPECT_EQ(hex(stream.ReadUTF8String()), "c3ff");
     EXPECT_EQ(hex(stream.ReadCString()), "61efbfbd62"); // a byte that is no ASCII costs nothing but itself
@@ -116,7 +79,7 @@ TEST(VLR_Stream, TakesTextAsItIsOrDecodesIt)
 
 TEST(VLR_Stream, AFailedReadLeavesTheCursor)
 {
-    VLR_MemoryBlock store = bytes("010203");
+    VLR_MemoryBlock store = fromHex("010203");
     VLR_MemoryStream stream(store);
     uint32_t value = 99;
     EXPECT_FALSE(stream.PeekUInt32(value));
@@ -147,7 +110,7 @@ TEST(VLR_Stream, ScansByteByByte)
     } kCases[] = { { "50646174", true, 0 }, { "0050646174", true, 1 }, { "5050646174", true, 1 }, { "506461", false, 3 },
         { "", false, 0 }, { "50646100", false, 4 } };
     for (const auto& c : kCases) {
-        VLR_MemoryBlock store = bytes(c.wire);
+        VLR_MemoryBlock store = fromHex(c.wire);
         VLR_MemoryStream stream(store);
         for (int again = 0; again < 2; ++again) {
             EXPECT_EQ(stream.ScanUpToOrEnd(0x50646174), c.found) << c.wire;
@@ -159,7 +122,7 @@ TEST(VLR_Stream, ScansByteByByte)
 TEST(VLR_Stream, ASectionHasItsLength)
 {
     for (const uint32_t read : { 0u, 1u, 2u }) {
-        VLR_MemoryBlock store = bytes("00000001 0102");
+        VLR_MemoryBlock store = fromHex("00000001 0102");
         VLR_MemoryStream stream(store);
         const VLR_MemoryBlockStreamCheck section(stream);
         for (uint32_t i = 0; i < read; ++i)

@@ -2,8 +2,6 @@
 #include "CoreFixture.h"
 #include "VLR_System.h"
 
-#include <random>
-
 namespace {
 
 /// Two documents that keep their records enciphered, with the same reference buffer.
@@ -206,99 +204,6 @@ TEST_F(Merge, TheOlderRuleGoesByTheFlags)
             << c.hhChanged << c.pcChanged;
         EXPECT_EQ(hh.recordList.Count(), c.hhTotal);
         EXPECT_EQ(pc.recordList.Count(), c.pcTotal);
-    }
-}
-
-// A slow literal merge as the judge: nothing but scans.
-
-struct PlainRecord {
-    std::string uuid, category;
-    int origin;
-
-    bool operator==(const PlainRecord&) const = default;
-};
-
-struct PlainSide {
-    std::vector<PlainRecord> records;
-    std::vector<std::string> deletions;
-};
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), ::tolower);
-    return text;
-}
-
-void mergePlainSide(PlainSide& side, PlainSide& other)
-{
-    std::vector<PlainRecord> removals;
-    for (std::size_t i = 0; i < side.records.size(); ++i) {
-        const PlainRecord record = side.records[i];
-        const auto match = std::find_if(other.records.begin(), other.records.end(),
-            [&](const PlainRecord& candidate) { return candidate.uuid == record.uuid; });
-        if (match != other.records.end()) {
-            if (match->category != record.category)
-                other.records.push_back(record);
-            continue;
-        }
-        const bool deleted = std::any_of(other.deletions.begin(), other.deletions.end(),
-            [&](const std::string& entry) { return lowered(entry) == lowered(record.uuid); });
-        (deleted ? removals : other.records).push_back(record);
-    }
-    for (const PlainRecord& record : removals)
-        side.records.erase(std::find(side.records.begin(), side.records.end(), record));
-}
-
-void mergePlain(PlainSide& hh, PlainSide& pc)
-{
-    hh.deletions.insert(hh.deletions.end(), pc.deletions.begin(), pc.deletions.end());
-    std::stable_sort(hh.deletions.begin(), hh.deletions.end(),
-        [](const std::string& a, const std::string& b) { return lowered(a) < lowered(b); });
-    hh.deletions.erase(std::unique(hh.deletions.begin(), hh.deletions.end(),
-                           [](const std::string& a, const std::string& b) { return lowered(a) == lowered(b); }),
-        hh.deletions.end());
-    pc.deletions = hh.deletions;
-    mergePlainSide(hh, pc);
-    mergePlainSide(pc, hh);
-}
-
-TEST_F(Merge, RandomPairsComeOutAsByScans)
-{
-    std::mt19937 random(42);
-    for (int round = 0; round < 3000; ++round) {
-        prepare();
-        PlainSide plain[2];
-        VLR_Document* const sides[] = { &hh, &pc };
-        int origin = 0;
-        for (int side = 0; side < 2; ++side) {
-            for (std::size_t n = random() % 12; n > 0; --n) {
-                std::string uuid(1, static_cast<char>((random() % 2 != 0 ? 'a' : 'A') + random() % 9));
-                if (random() % 3 == 0) {
-                    plain[side].deletions.push_back(uuid);
-                    sides[side]->AddDeletedUUID(S(uuid), 0);
-                    continue;
-                }
-                const std::string category(random() % 4 == 0 ? 1 : 0, 'x');
-                VLR_PasswordData* const record = add(*sides[side], "");
-                record->SetCategory(S(category));
-                record->SetUUID(S(uuid));
-                record->SetLastUsedDate(static_cast<uint32_t>(origin));
-                plain[side].records.push_back({ uuid, category, origin++ });
-            }
-        }
-        const VLR_Synchronize merge(hh, pc, VLR_SyncMerge);
-        mergePlain(plain[0], plain[1]);
-        for (int side = 0; side < 2; ++side) {
-            ASSERT_EQ(sides[side]->recordList.Count(), plain[side].records.size()) << round;
-            for (uint32_t i = 0; i < sides[side]->recordList.Count(); ++i) {
-                ASSERT_EQ(sides[side]->recordList.ObjectAtIndex(i)->LastUsedDate(),
-                    static_cast<uint32_t>(plain[side].records[i].origin))
-                    << round;
-            }
-            ASSERT_EQ(sides[side]->deletionList.Count(), plain[side].deletions.size());
-            for (uint32_t i = 0; i < sides[side]->deletionList.Count(); ++i)
-                ASSERT_EQ(str(sides[side]->deletionList.ObjectAtIndex(i)->uuid), plain[side].deletions[i]);
-        }
     }
 }
 

@@ -73,6 +73,7 @@ TEST_F(System, ConvertsAtThePlatformsBoundary)
     EXPECT_EQ(VLRToSys(S("\xC3\xA9")), "\xC3\xA9");
     EXPECT_EQ(VLRToSys(static_cast<const VLR_String*>(nullptr)), "");
     EXPECT_EQ(str(SysToVLR(std::optional<std::string>(std::string("a\0b", 3)))), "a");
+    EXPECT_EQ(str(SysToVLR(std::optional(NSData::dataWithBytes("a\0b", 3)))), std::string("a\0b", 3));
     for (const char* expected : { "NSString", "NSData", "NSColor" }) {
         try {
             if (expected == std::string("NSString"))

@@ -1,23 +1,16 @@
-#include "VLR_Exception.h"
+#include "CoreFixture.h"
 #include "VLR_SipHash.h"
-#include "VLR_String.h"
 #include "VLR_System.h"
 
-#include <gtest/gtest.h>
 #include <unicode/ucnv.h>
-
-#include <string>
 
 namespace {
 
 std::string converted(const std::string& bytes, VLR_CharacterSetType from, VLR_CharacterSetType to)
 {
-    const VLR_MemoryBlock source(
-        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
-    VLR_MemoryBlock result;
-    result.Append("what was there", 14);
-    VLR_System::ConvertString(source, from, result, to);
-    return std::string(reinterpret_cast<const char*>(result.Bytes()), result.Length());
+    VLR_MemoryBlock result = S("what was there");
+    VLR_System::ConvertString(S(bytes), from, result, to);
+    return str(result);
 }
 
 std::string units(const std::u16string& text)
@@ -80,14 +73,24 @@ TEST(VLR_System_Strings, MacRomanIsTheConvertersTable)
 TEST(VLR_System_Strings, HashIsTheOnePublished)
 {
     // Key 00 to 0F; input of n bytes 00, 01, ...: the published vectors of SipHash-1-3.
-    const uint64_t kExpected[]
-        = { 0xABAC0158050FC4DC, 0xC9F49BF37D57CA93, 0x82CB9B024DC7D44D, 0x8BF80AB8E7DDF7FB, 0xCF75576088D38328,
-              0xDEF9D52F49533B67, 0xC50D2B50C59F22A7, 0xD3927D989BB11140, 0x369095118D299A8E, 0x25A48EB36C063DE4 };
-    for (unsigned char n = 0; n < std::size(kExpected); ++n) {
-        VLR_SipHash hash(0x0706050403020100, 0x0F0E0D0C0B0A0908);
-        for (unsigned char byte = 0; byte < n; ++byte)
-            hash.Add(byte);
-        EXPECT_EQ(hash.Finish(), kExpected[n]) << int { n };
+    const std::pair<unsigned char, uint64_t> kVectors[] = { { 0, 0xABAC0158050FC4DC }, { 1, 0xC9F49BF37D57CA93 },
+        { 7, 0xD3927D989BB11140 }, { 8, 0x369095118D299A8E }, { 9, 0x25A48EB36C063DE4 }, { 63, 0x9D199062B7BBB3A8 } };
+    for (const auto& [n, expected] : kVectors) {
+        VLR_SipHash byteByByte(0x0706050403020100, 0x0F0E0D0C0B0A0908);
+        std::string bytes;
+        for (unsigned char byte = 0; byte < n; ++byte) {
+            byteByByte.Add(byte);
+            bytes += static_cast<char>(byte);
+        }
+        EXPECT_EQ(byteByByte.Finish(), expected) << int { n };
+        for (std::size_t step = 1; step <= n; ++step) {
+            VLR_SipHash inPieces(0x0706050403020100, 0x0F0E0D0C0B0A0908);
+            for (std::size_t i = 0; i < n; i += step) {
+                const std::string piece = bytes.substr(i, step);
+                inPieces.Add(reinterpret_cast<const unsigned char*>(piece.data()), static_cast<uint32_t>(piece.size()));
+            }
+            EXPECT_EQ(inPieces.Finish(), expected) << int { n } << " " << step;
+        }
     }
 }
 
@@ -111,7 +114,7 @@ TEST(VLR_System_Strings, ReplacesRangesAndLowersText)
     EXPECT_THROW(VLR_System::ReplaceRangeOfString(text, VLR_String(), { 5, 1 }), std::out_of_range);
     VLR_String lower("\u0130\u00C9ABC\u03A3", kUTF8);
     VLR_System::LowercaseString(lower);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(lower.Bytes()), lower.Length()), "i\u0307\u00E9abc\u03C2");
+    EXPECT_EQ(str(lower), "i\u0307\u00E9abc\u03C2");
     VLR_String empty;
     VLR_System::LowercaseString(empty);
     EXPECT_TRUE(empty.IsEmpty());

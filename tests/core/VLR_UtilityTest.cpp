@@ -1,20 +1,7 @@
 #include "VLR_Utility.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
+#include "CoreFixture.h"
 
 namespace {
-
-VLR_String S(const char* utf8)
-{
-    return VLR_String(utf8, VLR_CharacterSetUTF8);
-}
-
-std::string str(const VLR_String& text)
-{
-    return std::string(reinterpret_cast<const char*>(text.Bytes()), text.Length());
-}
 
 TEST(VLR_Utility, NumbersAsText)
 {

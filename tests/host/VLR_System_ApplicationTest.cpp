@@ -1,5 +1,4 @@
 #include "CoreFixture.h"
-#include "ForeignReceiverProcess.h"
 #include "PrivateBus.h"
 #include "VLR_ApplicationSettings.h"
 #include "VLR_KernelRandom.h"
@@ -15,7 +14,10 @@
 #include <set>
 #include <string>
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -126,6 +128,43 @@ TEST_F(ApplicationHost, ReadsWholeFilesAndNothingElse)
     }
 }
 
+/// tests/programs/ForeignReceiver.cpp at work on the bus in use.
+class ForeignReceiver {
+public:
+    explicit ForeignReceiver(const std::string& mode)
+        : process([&](const std::function<void()>& isReady) {
+            ::dup2(output.ends[1], STDOUT_FILENO);
+            isReady();
+            return ::execl(VELLORIN_BIN "/foreign-receiver", "foreign-receiver", mode.c_str(), nullptr);
+        })
+    {
+    }
+
+    /// The next line that it prints; what there is of it if none comes within 10 seconds.
+    std::string line()
+    {
+        std::string text;
+        pollfd waitFor { output.ends[0], POLLIN, 0 };
+        for (char c = 0; ::poll(&waitFor, 1, 10000) == 1 && ::read(output.ends[0], &c, 1) == 1 && c != '\n';)
+            text += c;
+        return text;
+    }
+
+private:
+    struct Pipe {
+        Pipe() { EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0); }
+        ~Pipe()
+        {
+            ::close(ends[0]);
+            ::close(ends[1]);
+        }
+        int ends[2] = { -1, -1 };
+    };
+
+    const Pipe output;
+    SecondProcess process;
+};
+
 /// A private bus, and a record of a document with an identity, whose last use counts.
 class RunningApplication : public CoreTest {
 protected:
@@ -152,7 +191,7 @@ protected:
 TEST_F(RunningApplication, HearsThatARecordWasUsed)
 {
     const PrivateBus bus;
-    ForeignReceiverProcess application("yes");
+    ForeignReceiver application("yes");
     ASSERT_EQ(application.line(), "ready");
     secondsToUseARecord();
     EXPECT_EQ(application.line(), "Sh11 Used -1 0 ----listutf8 DOC-1");
@@ -166,7 +205,6 @@ TEST_F(RunningApplication, HearsThatARecordWasUsed)
     document.uniqueDocumentID = S(std::string(256, 'x'));
     VLR_System::SendMessageToRunningApp(0, &document);
     EXPECT_EQ(application.line(), "Sh11 Used -1 0 ----listutf8 " + std::string(256, 'x'));
-    EXPECT_EQ(application.restOfOutput(), "");
 }
 
 TEST_F(RunningApplication, NeverHoldsUpItsCaller)
@@ -174,7 +212,7 @@ TEST_F(RunningApplication, NeverHoldsUpItsCaller)
     const PrivateBus bus;
     EXPECT_LT(secondsToUseARecord(), 3.0); // nobody there
     for (const char* const mode : { "silent", "error", "nonsense", "quits" }) {
-        ForeignReceiverProcess application(mode);
+        ForeignReceiver application(mode);
         ASSERT_EQ(application.line(), "ready");
         EXPECT_LT(secondsToUseARecord(), 3.0) << mode;
         EXPECT_EQ(application.line(), "Sh11 Used -1 0 ----listutf8 DOC-1") << mode;

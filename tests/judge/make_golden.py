@@ -27,10 +27,9 @@ from dataclasses import replace
 from pathlib import Path
 
 import merge
-from cases import FISH, OTHER_REFERENCE, REFERENCE, with_bytes
+from cases import DATA, FISH, OTHER_REFERENCE, REFERENCE, with_bytes
 from vault import Document, Failure, Layout, Preferences, ReadRecord, Record, Vault, chunk, pdat, u16, u32
 
-DATA = Path(__file__).parent.parent / "data"
 NOW = 780000000  # seconds since 2001, in 2025: the clock of a reader that looks at it
 UUIDS = [f"{n:08X}-1234-4ABC-8DEF-0123456789AB" for n in range(1, 5)]
 TEXT_FIELDS = (

@@ -82,24 +82,14 @@ class IndexedLists(Scans):
 # --- the merge --------------------------------------------------------------------------------------------------------
 
 
-@dataclass
-class Counters:
-    deleted: list[int]  # of the first side, of the second
-    copied: list[int]
-    duplicated: int = 0
-    identical: int = 0
-
-
-def merge(hh: Document, pc: Document, lists: type[Scans] = Scans) -> Counters:
+def merge(hh: Document, pc: Document, lists: type[Scans] = Scans):
     if hh.reference != pc.reference:
         raise Failure("", "VerifyMastersCompatible", code=9, line=32)
     merge_deletions(hh, pc)
-    counters = Counters([0, 0], [0, 0])
-    merge_side(0, hh, pc, counters, lists)
-    merge_side(1, pc, hh, counters, lists)
+    merge_side(hh, pc, lists)
+    merge_side(pc, hh, lists)
     pc.partner = hh.unique
     hh.partner = pc.unique
-    return counters
 
 
 def merge_deletions(hh: Document, pc: Document):
@@ -114,22 +104,18 @@ def merge_deletions(hh: Document, pc: Document):
     hh.deletions, pc.deletions = union, list(union)
 
 
-def merge_side(number: int, side: Document, other: Document, counters: Counters, lists: type[Scans]):
+def merge_side(side: Document, other: Document, lists: type[Scans]):
     there = lists(other.records, other.deletions)
     removals: list[ReadRecord] = []
     for record in side.records:
         match = there.record(record.uuid)
-        if match is not None and compare(record.category, match.category) == 0:
-            counters.identical += 1
-        elif match is not None:
-            there.append(record)
-            counters.duplicated += 1
+        if match is not None:
+            if compare(record.category, match.category) != 0:
+                there.append(record)
         elif there.is_deleted(record.uuid):
             removals.append(record)
-            counters.deleted[number] += 1
         else:
             there.append(record)
-            counters.copied[number] += 1
     remove_all(side.records, removals)
 
 
@@ -188,7 +174,6 @@ class Outcome:
     failure: Failure | None = None
     log: list[str] | None = None
     had_identity: tuple[bool, bool] = (True, True)
-    counters: Counters | None = None
 
 
 def run(
@@ -206,7 +191,7 @@ def run(
             documents.append(Document(data, fresh=fresh))
             outcome.log += documents[-1].log
         outcome.had_identity = (documents[0].had_identity, documents[1].had_identity)
-        outcome.counters = merge(*documents, lists)
+        merge(*documents, lists)
         for number, document in enumerate(documents):
             outcome.files[number] = write(document, dates[number])
     except Failure as failure:
