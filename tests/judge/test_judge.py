@@ -9,6 +9,7 @@ import unittest
 from pathlib import Path
 
 import make_golden
+import make_golden_older
 import merge
 import run_judge
 from cases import DATA, Case, U, first, large_pair, record, second
@@ -25,6 +26,8 @@ class GoldenTest(unittest.TestCase):
         """The files in tests/data are those that the script makes, and the comments in them hold."""
         for name, text in make_golden.texts().items():
             self.assertEqual((DATA / name).read_text(), text, name)
+        for name, text in make_golden_older.texts().items():
+            self.assertEqual((DATA / "older" / name).read_text(), text, name)
 
 
 class MergeTest(unittest.TestCase):

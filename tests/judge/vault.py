@@ -92,6 +92,12 @@ def _tables() -> tuple[list[int], list[list[int]]]:
 _P, _S = _tables()
 
 
+def padded(password: str | bytes) -> bytes:
+    """The key that files before version 4 are made with: the password's bytes, again and again, until 73 are there."""
+    key = raw(password) or b"\0"
+    return key if len(key) > 73 else (key * 73)[:73]
+
+
 class Blowfish:
     """Blowfish, electronic codebook. The key is the password's bytes; an empty password is one zero byte."""
 
@@ -235,6 +241,10 @@ class Record:
     def _date_from_1904(self) -> bytes:
         return u32(self.modified + EPOCH_2001_FROM_1904 if self.modified else 0)
 
+    def version_1_block(self, fish: Blowfish) -> bytes:
+        """The record of a version 1 file: all of it is enciphered, and there is neither identity nor notes."""
+        return fish.encrypt(self._plain_texts() + self._date_from_1904()) if self.body is None else self.body
+
     def layout(self, fish: Blowfish | None) -> Layout:
         """The record block."""
         pieces: Layout = [("record format version", u32(self.version))]
@@ -261,6 +271,7 @@ class Record:
     def block(self, fish: Blowfish | None) -> bytes:
         return joined(self.layout(fish))
 
+
 @dataclass
 class Vault:
     """A vault to be written. `parts` holds records, and raw bytes wherever something else is to stand in the file."""
@@ -277,11 +288,20 @@ class Vault:
     deletions_chunk: bytes | None = None  # instead of the list
 
     def layout(self) -> Layout:
+        pieces: Layout = [("magic", self.magic)] if self.magic else []
+        pieces += self._layout_up_to_deletions()
+        pieces += [
+            ('tag "SyIn"', b"SyIn"),
+            (f"identity of this file {shown(self.unique)}", chunk(self.unique)),
+            (f"identity of its partner {shown(self.partner)}", chunk(self.partner)),
+        ]
+        return pieces + self._parts_layout()
+
+    def _layout_up_to_deletions(self) -> Layout:
         reference = reference_buffer(self.fish) if self.reference is None else self.reference
         preferences = self.preferences.layout()
         length = len(joined(preferences)) if self.preferences_length is None else self.preferences_length
         return [
-            *([("magic", self.magic)] if self.magic else []),
             ('tag "Fish"', b"Fish"),
             ("length of the reference buffer", u32(len(reference))),
             ("reference buffer", reference),
@@ -290,11 +310,10 @@ class Vault:
             *preferences,
             ('tag "Dele"', b"Dele"),
             *self._deletion_layout(),
-            ('tag "SyIn"', b"SyIn"),
-            (f"identity of this file {shown(self.unique)}", chunk(self.unique)),
-            (f"identity of its partner {shown(self.partner)}", chunk(self.partner)),
-            *(piece for part in self.parts for piece in self._part_layout(part)),
         ]
+
+    def _parts_layout(self) -> Layout:
+        return [piece for part in self.parts for piece in self._part_layout(part)]
 
     def _deletion_layout(self) -> Layout:
         if self.deletions_chunk is not None:
@@ -473,6 +492,17 @@ class ReadRecord:
             self._read_date_from_1904(stream)
         if self.version >= 3:
             self._read_growth(Stream(stream.chunk()))
+
+    def read_version_1(self, block: bytes, fish: Blowfish):
+        """The record of a version 1 file. Its UUID is another one at each read, and stays empty here."""
+        if len(block) % 8:
+            raise Failure("handle length not rounded to 64-bits", "DecryptMemoryBlock")
+        stream = Stream(fish.decrypt(block))
+        self.title = stream.str255()
+        self.url = stream.str255()
+        self.username = stream.str255()
+        self.password = stream.str255()
+        self._read_date_from_1904(stream)
 
     def _read_date_from_1904(self, stream: Stream):
         date = stream.u32()
