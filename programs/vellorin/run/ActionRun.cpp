@@ -38,10 +38,9 @@ std::optional<NSData> ActionRun::StagingFileManager::dataWithContentsOfFile(cons
 {
     throwIfInterrupted();
     const PlannedFile& planned = path == firstPath ? plan.first : plan.second;
-    NSData bytes = staged.read(path);
-    if (!(bytes == planned.bytes()))
+    if (!(staged.read(path) == planned.bytes()))
         throw FileChanged(path);
-    return bytes;
+    return planned.bytes(); // the same ones, and already in memory
 }
 
 bool ActionRun::StagingFileManager::writeToFile(const NSData& data, const std::string& path, std::string*)

@@ -13,6 +13,7 @@
 
 #include <deque>
 #include <optional>
+#include <utility>
 
 class Console;
 
@@ -46,9 +47,9 @@ public:
     /// in words. Throws Interrupted.
     void run();
 
-    /// What was read back of the files' new selves.
-    const NSData& newFirst() const { return *files_.newFirst; }
-    const NSData& newSecond() const { return *files_.newSecond; }
+    /// What was read back of the files' new selves, handed over.
+    NSData takeNewFirst() { return std::exchange(files_.newFirst, std::nullopt).value(); }
+    NSData takeNewSecond() { return std::exchange(files_.newSecond, std::nullopt).value(); }
 
     /// endSenders, once.
     void end();

@@ -31,6 +31,13 @@ Runs gossip(std::size_t count, std::size_t first)
     return runs;
 }
 
+/// Bytes that outlive the plan.
+NSData ownBytesOf(const MergedFile& merged)
+{
+    const NSData bytes = merged.bytes();
+    return NSData::dataWithBytes(bytes.bytes(), bytes.length());
+}
+
 /// The copies in memory, as runs would change them.
 class Rehearsal {
 public:
@@ -55,8 +62,8 @@ public:
             plan.second.isOnDisk = isOnDisk[second];
             schedule.reports.back().objections = objectionsTo(plan, journal);
             isOnDisk[first] = isOnDisk[second] = false;
-            copies[first] = plan.first.merged->bytes();
-            copies[second] = plan.second.merged->bytes();
+            copies[first] = ownBytesOf(*plan.first.merged);
+            copies[second] = ownBytesOf(*plan.second.merged);
         }
         schedule.endsEqual = areEqual();
         return schedule;

@@ -45,11 +45,11 @@ Words signOfOlderState(const PlannedFile& file, const Journal& journal)
         return std::nullopt;
     const JournalRun& last = lastRun(runs);
     const JournalFile& left = *last.file(path);
-    if (leftWithHash(last, left, file.hash))
+    if (leftWithHash(last, left, file.hash()))
         return std::nullopt;
     for (const JournalRun& run : runs) {
         const JournalFile& then = *run.file(path);
-        if (file.hash == then.hashBefore || file.hash == then.hashAfter)
+        if (file.hash() == then.hashBefore || file.hash() == then.hashAfter)
             return "it is the very file that the run of " + run.time() + " knew";
     }
     if (last.state != JournalRun::State::Done)

@@ -38,17 +38,16 @@ void RunNote::end(JournalRun::State state)
     }
 }
 
-JournalFile journalFileOf(const PlannedFile& file, const NSData& after)
+JournalFile journalFileOf(const PlannedFile& file, const VaultContents& after)
 {
-    const VaultContents contents(after);
     JournalFile result;
     result.path = canonicalPath(file.path);
-    result.identity = contents.identity;
-    result.hashBefore = file.hash;
-    result.hashAfter = hashOf(after);
-    result.openDateAfter = contents.openDate;
-    result.deletionsAfter = static_cast<uint32_t>(contents.deletions.size());
-    result.recordsAfter = static_cast<uint32_t>(contents.records.size());
+    result.identity = after.identity;
+    result.hashBefore = file.hash();
+    result.hashAfter = &after == &file.contents ? file.hash() : hashOf(after.bytes());
+    result.openDateAfter = after.openDate;
+    result.deletionsAfter = static_cast<uint32_t>(after.deletions.size());
+    result.recordsAfter = static_cast<uint32_t>(after.records.size());
     result.added = file.added;
     result.removed = file.removed;
     return result;

@@ -33,5 +33,5 @@ private:
     bool isOpen_ = false;
 };
 
-/// What the journal is to say of one file of a plan. `after` are its bytes behind the run.
-JournalFile journalFileOf(const PlannedFile& file, const NSData& after);
+/// What the journal is to say of one file of a plan. `after` is what it holds behind the run.
+JournalFile journalFileOf(const PlannedFile& file, const VaultContents& after);

@@ -1,12 +1,26 @@
 #pragma once
 
 #include "NSData.h"
+#include "VLR_GatheringStream.h"
 #include "VaultContents.h"
 #include "VaultDifference.h"
 
+#include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+/// What the document core makes of a file in memory: the bytes that a run would write, but for the date of opening.
+/// Nearly all of them stand in the two files of the plan, and are borrowed from there.
+struct MergedFile {
+    /// In pieces, which live as long as the plan.
+    NSData bytes() const;
+
+    std::unique_ptr<const VLR_GatheringStream> pieces;
+    std::size_t records = 0;
+    std::size_t deletions = 0;
+};
 
 /// One side of a plan: the file as it was read, and what a merge makes of it.
 struct PlannedFile {
@@ -15,21 +29,25 @@ struct PlannedFile {
 
     const NSData& bytes() const { return contents.bytes(); }
 
+    /// hashOf its bytes, which is reckoned when it is first asked for.
+    const std::string& hash() const;
+
     std::string path; // as the user gave it
     VaultContents contents;
-    std::string hash;
     bool isOnDisk = true; // false for what an earlier run of the command would make of it
 
-    /// What the document core makes of it in memory: the bytes that a run would write, but for the date of opening.
-    std::optional<VaultContents> merged;
+    std::optional<MergedFile> merged; // absent where it goes without saying that nothing would change
     std::vector<std::string> added; // UUIDs, one for each record that comes
     std::vector<std::string> removed;
+
+private:
+    mutable std::string hash_;
 };
 
 /// What a synchronisation of two files would do, without doing any of it.
 struct SyncPlan {
-    /// Merges in memory. Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be
-    /// merged.
+    /// Merges in memory, unless the files are whole and in step, and no UUID is repeated: then the core's counters are
+    /// known. Raises: CommandFailure: kRefused for different master passwords, kFailed for what can't be merged.
     SyncPlan(PlannedFile firstFile, PlannedFile secondFile);
 
     PlannedFile first;

@@ -1,63 +1,56 @@
 #include "SyncProof.h"
 
+#include "RecordIndex.h"
 #include "VaultDifference.h"
 
 #include <algorithm>
-#include <map>
-#include <set>
 #include <string_view>
-#include <tuple>
 
 namespace {
 
-using Outputs = std::vector<const VaultContents*>;
-using RecordKey = std::tuple<std::string_view, std::string_view, std::string_view>; // UUID, category, body
 using Reason = std::optional<std::string>;
 
 constexpr std::size_t kOpenDateInPreferences = 4;
 constexpr std::size_t kOpenDateLength = 4;
-
-RecordKey keyOf(const VaultRecord& record)
-{
-    return { record.uuid, record.category, record.body };
-}
 
 Reason about(const char* what, std::string_view uuid)
 {
     return what + std::string(uuid);
 }
 
-/// What is looked up in an output, made once.
+/// A vault with what is looked up in it.
 struct Known {
-    explicit Known(const VaultContents& output)
-        : deletions(output.deletions)
+    explicit Known(const VaultContents& vault)
+        : contents(vault)
+        , records(vault.records)
+        , deletions(vault.deletions)
     {
-        for (const VaultRecord& record : output.records) {
-            uuids.insert(record.uuid);
-            records.insert(keyOf(record));
-        }
     }
 
-    std::set<std::string_view> uuids;
-    std::set<RecordKey> records;
+    const VaultContents& contents;
+    const RecordIndex records;
     const DeletionSet deletions;
 };
 
-Reason lostRecord(const VaultContents& input, const std::vector<Known>& outputs)
+using Vaults = std::vector<Known>;
+
+Reason lostRecord(const Known& input, const Vaults& outputs)
 {
-    for (const VaultRecord& record : input.records) {
-        const auto hasIt = [&](const Known& output) { return output.uuids.contains(record.uuid); };
-        const auto deletedIt = [&](const Known& output) { return output.deletions.names(record.uuid); };
+    for (uint32_t i = 0; i < input.records.count(); ++i) {
+        const RecordIndex::Sought sought = input.records.at(i);
+        const std::string_view uuid = sought.record.uuid;
+        const auto hasIt = [&](const Known& output) { return output.records.sameUuid(sought).has_value(); };
+        const auto deletedIt = [&](const Known& output) { return output.deletions.names(uuid); };
         if (!std::all_of(outputs.begin(), outputs.end(), hasIt)
             && !std::all_of(outputs.begin(), outputs.end(), deletedIt))
-            return about("a record would be lost: ", record.uuid);
+            return about("a record would be lost: ", uuid);
     }
     return std::nullopt;
 }
 
-Reason lostDeletion(const VaultContents& input, const std::vector<Known>& outputs)
+Reason lostDeletion(const Known& input, const Vaults& outputs)
 {
-    for (const VaultDeletion& deletion : input.deletions) {
+    for (const VaultDeletion& deletion : input.contents.deletions) {
         for (const Known& output : outputs) {
             if (!output.deletions.names(deletion.uuid))
                 return about("a deletion would be lost: ", deletion.uuid);
@@ -66,22 +59,23 @@ Reason lostDeletion(const VaultContents& input, const std::vector<Known>& output
     return std::nullopt;
 }
 
-Reason foreignRecord(const std::vector<Known>& inputs, const Outputs& outputs)
+Reason foreignRecord(const Vaults& inputs, const Vaults& outputs)
 {
-    for (const VaultContents* const output : outputs) {
-        for (const VaultRecord& record : output->records) {
-            const auto hasIt = [&](const Known& input) { return input.records.contains(keyOf(record)); };
+    for (const Known& output : outputs) {
+        for (uint32_t i = 0; i < output.records.count(); ++i) {
+            const RecordIndex::Sought sought = output.records.at(i);
+            const auto hasIt = [&](const Known& input) { return input.records.sameBody(sought).has_value(); };
             if (std::none_of(inputs.begin(), inputs.end(), hasIt))
-                return about("a record would hold what stood in neither file: ", record.uuid);
+                return about("a record would hold what stood in neither file: ", sought.record.uuid);
         }
     }
     return std::nullopt;
 }
 
-Reason foreignDeletion(const std::vector<Known>& inputs, const Outputs& outputs)
+Reason foreignDeletion(const Vaults& inputs, const Vaults& outputs)
 {
-    for (const VaultContents* const output : outputs) {
-        for (const VaultDeletion& deletion : output->deletions) {
+    for (const Known& output : outputs) {
+        for (const VaultDeletion& deletion : output.contents.deletions) {
             const auto namesIt = [&](const Known& input) { return input.deletions.names(deletion.uuid); };
             if (std::none_of(inputs.begin(), inputs.end(), namesIt))
                 return about("a deletion would stand there that stood in neither file: ", deletion.uuid);
@@ -90,24 +84,45 @@ Reason foreignDeletion(const std::vector<Known>& inputs, const Outputs& outputs)
     return std::nullopt;
 }
 
-/// Of the records that one UUID has in an input, those that are not the first.
-Reason lostRepetition(const VaultContents& input, const std::vector<Known>& outputs)
+bool isKept(const RecordIndex::Sought& sought, const Vaults& outputs)
 {
-    std::map<std::string_view, RecordKey> first;
-    for (const VaultRecord& record : input.records) {
-        const auto [found, isFirst] = first.try_emplace(record.uuid, keyOf(record));
-        if (isFirst || found->second == keyOf(record))
+    return std::any_of(outputs.begin(), outputs.end(), [&](const Known& output) {
+        return output.records.sameBody(sought)
+            || (!output.records.sameUuid(sought) && output.deletions.names(sought.record.uuid));
+    });
+}
+
+/// Of the records that one UUID has in an input, those that are not the first; and the first, if they differ from it.
+Reason lostRepetition(const Known& input, const Vaults& outputs)
+{
+    const RecordIndex& records = input.records;
+    std::vector<bool> isFirstAsked(records.repeatsUuid() ? records.count() : 0);
+    for (uint32_t i = 0; i < isFirstAsked.size(); ++i) {
+        const uint32_t first = records.sameUuid(records.at(i)).value();
+        if (records.sameBody(records.at(i)) == first)
             continue;
-        for (const RecordKey& key : { found->second, keyOf(record) }) {
-            const auto keepsIt = [&](const Known& output) {
-                return output.records.contains(key)
-                    || (!output.uuids.contains(record.uuid) && output.deletions.names(record.uuid));
-            };
-            if (std::none_of(outputs.begin(), outputs.end(), keepsIt))
-                return about("of two records with one identity one would be lost: ", record.uuid);
-        }
+        const bool isFirstKept = isFirstAsked[first] || isKept(records.at(first), outputs);
+        isFirstAsked[first] = true;
+        if (!isFirstKept || !isKept(records.at(i), outputs))
+            return about("of two records with one identity one would be lost: ", records.at(i).record.uuid);
     }
     return std::nullopt;
+}
+
+/// Whether bytes are equal outside of `gap` and the `gapLength` bytes behind.
+bool isSameButFor(std::size_t gap, std::size_t gapLength, const uint8_t* bytes, const NSData& expected)
+{
+    std::size_t offset = 0;
+    for (const NSData::ByteRange& range : expected.byteRanges()) {
+        const std::size_t end = offset + range.length;
+        const auto isSame = [&](std::size_t from, std::size_t to) {
+            return from >= to || std::equal(bytes + from, bytes + to, range.bytes + (from - offset));
+        };
+        if (!isSame(offset, std::min(end, gap)) || !isSame(std::max(offset, gap + gapLength), end))
+            return false;
+        offset = end;
+    }
+    return true;
 }
 
 } // namespace
@@ -115,31 +130,28 @@ Reason lostRepetition(const VaultContents& input, const std::vector<Known>& outp
 std::optional<std::string> reasonNotProved(
     const VaultContents& firstInput, const VaultContents& secondInput, const std::vector<const VaultContents*>& outputs)
 {
-    std::vector<Known> known;
-    for (const VaultContents* const output : outputs)
-        known.emplace_back(*output);
-    std::vector<Known> inputs;
+    Vaults inputs;
+    inputs.reserve(2);
     for (const VaultContents* const input : { &firstInput, &secondInput })
         inputs.emplace_back(*input);
-    for (const VaultContents* const input : { &firstInput, &secondInput }) {
+    Vaults known;
+    known.reserve(outputs.size());
+    for (const VaultContents* const output : outputs)
+        known.emplace_back(*output);
+    for (const Known& input : inputs) {
         for (const auto& lost : { lostRecord, lostDeletion, lostRepetition }) {
-            if (const Reason reason = lost(*input, known))
+            if (const Reason reason = lost(input, known))
                 return reason;
         }
     }
-    const Reason deletion = foreignDeletion(inputs, outputs);
-    return deletion ? deletion : foreignRecord(inputs, outputs);
+    const Reason deletion = foreignDeletion(inputs, known);
+    return deletion ? deletion : foreignRecord(inputs, known);
 }
 
-bool isSameButForOpenDate(const VaultContents& vault, const VaultContents& expected)
+bool isSameButForOpenDate(const VaultContents& vault, const NSData& expected)
 {
-    const NSData& bytes = vault.bytes();
-    const NSData& wanted = expected.bytes();
+    const uint8_t* const bytes = vault.bytes().bytes();
     const auto* const preferences = reinterpret_cast<const uint8_t*>(vault.preferences.data());
-    const auto date = static_cast<std::size_t>(preferences - bytes.bytes()) + kOpenDateInPreferences;
-    if (bytes.length() != wanted.length() || date + kOpenDateLength > bytes.length())
-        return false;
-    const std::size_t behind = date + kOpenDateLength;
-    return std::equal(bytes.bytes(), bytes.bytes() + date, wanted.bytes())
-        && std::equal(bytes.bytes() + behind, bytes.bytes() + bytes.length(), wanted.bytes() + behind);
+    const auto date = static_cast<std::size_t>(preferences - bytes) + kOpenDateInPreferences;
+    return vault.bytes().length() == expected.length() && isSameButFor(date, kOpenDateLength, bytes, expected);
 }

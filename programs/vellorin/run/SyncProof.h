@@ -19,4 +19,4 @@ std::optional<std::string> reasonNotProved(const VaultContents& firstInput, cons
     const std::vector<const VaultContents*>& outputs);
 
 /// Whether a vault is the expected one in every byte but those of its date of opening, which is that of its writing.
-bool isSameButForOpenDate(const VaultContents& vault, const VaultContents& expected);
+bool isSameButForOpenDate(const VaultContents& vault, const NSData& expected);

@@ -9,14 +9,13 @@ namespace {
 
 ReportedFile reported(const PlannedFile& file, bool isReplaced)
 {
-    const VaultContents& after = isReplaced ? *file.merged : file.contents;
     ReportedFile result;
     result.path = file.path;
     result.recordsBefore = file.contents.records.size();
-    result.recordsAfter = after.records.size();
+    result.recordsAfter = isReplaced ? file.merged->records : file.contents.records.size();
     result.added = isReplaced ? file.added.size() : 0;
     result.removed = isReplaced ? file.removed.size() : 0;
-    result.deletionsAfter = after.deletions.size();
+    result.deletionsAfter = isReplaced ? file.merged->deletions : file.contents.deletions.size();
     return result;
 }
 

@@ -42,9 +42,9 @@ public:
         action.run();
         if (!options.replaceSecond)
             staged.discard(pathOfSecond());
-        prove();
+        std::vector<JournalFile> files = provedFiles();
         tellOfRunThatWasCutOff();
-        const std::string id = replace(report);
+        const std::string id = replace(std::move(files), report);
         action.end();
         return id;
     }
@@ -52,18 +52,29 @@ public:
 private:
     std::string pathOfSecond() const { return absolutePath(plan.second.path); }
 
-    /// Over the bytes that came back from the disk: they are those of the plan, and the plan's merge has lost nothing.
-    void prove() const
+    /// What the journal is to say of the files. The bytes that were read back go when that is known.
+    std::vector<JournalFile> provedFiles()
     {
-        const VaultContents first(action.newFirst());
-        const VaultContents second(action.newSecond());
-        std::vector<const VaultContents*> outputs { &first };
+        const VaultContents first(action.takeNewFirst());
+        std::optional<VaultContents> second;
         if (options.replaceSecond)
-            outputs.push_back(&second);
+            second.emplace(action.takeNewSecond());
+        prove(first, second ? &*second : nullptr);
+        return { journalFileOf(plan.first, first),
+            journalFileOf(plan.second, second ? *second : plan.second.contents) };
+    }
+
+    /// Over the bytes that came back from the disk: they are those of the plan, and the plan's merge has lost nothing.
+    /// Without a second file only the first one's.
+    void prove(const VaultContents& first, const VaultContents* second) const
+    {
+        std::vector<const VaultContents*> outputs { &first };
+        if (second != nullptr)
+            outputs.push_back(second);
         std::optional<std::string> reason = reasonNotProved(plan.first.contents, plan.second.contents, outputs);
-        if (!reason && !isSameButForOpenDate(first, *plan.first.merged))
+        if (!reason && !isSameButForOpenDate(first, plan.first.merged->bytes()))
             reason = "what was written for " + plan.first.path + " is not what was planned";
-        if (!reason && options.replaceSecond && !isSameButForOpenDate(second, *plan.second.merged))
+        if (!reason && second != nullptr && !isSameButForOpenDate(*second, plan.second.merged->bytes()))
             reason = "what was written for " + plan.second.path + " is not what was planned";
         if (reason)
             throw CommandFailure(kFailed, "the result does not prove right: " + *reason + "; no file was changed");
@@ -91,21 +102,19 @@ private:
             const JournalFile* const then = run.file(canonicalPath(file->path));
             if (then == nullptr || then->hashBefore == then->hashAfter)
                 continue;
-            isOneOld = isOneOld || file->hash == then->hashBefore;
-            isOneNew = isOneNew || file->hash == then->hashAfter;
+            isOneOld = isOneOld || file->hash() == then->hashBefore;
+            isOneNew = isOneNew || file->hash() == then->hashAfter;
         }
         return isOneOld && isOneNew;
     }
 
-    std::string replace(SyncReport& report)
+    std::string replace(std::vector<JournalFile> files, SyncReport& report)
     {
         JournalRun run;
         run.id = journal.newId();
         run.command = options.command;
         run.batch = options.batch;
-        run.files.push_back(journalFileOf(plan.first, action.newFirst()));
-        run.files.push_back(
-            journalFileOf(plan.second, options.replaceSecond ? action.newSecond() : plan.second.bytes()));
+        run.files = std::move(files);
         if (!options.replaceSecond) {
             run.files.back().added.clear();
             run.files.back().removed.clear();

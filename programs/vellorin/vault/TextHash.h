@@ -8,7 +8,7 @@
 struct TextHash {
     using is_transparent = void;
 
-    std::size_t operator()(std::string_view text) const { return of({ text }); }
+    std::size_t operator()(std::string_view text) const;
 
     /// Of several texts, each with its length.
     static std::size_t of(std::initializer_list<std::string_view> texts);

@@ -24,12 +24,11 @@ constexpr uint32_t kBeginOfVersions1And2 = 256; // the count of the reference bu
 constexpr char kOlderVersion[]
     = "it has the form of an older version, which a program with its password can bring up to date";
 
-uint32_t numberAt(std::string_view bytes, std::size_t offset)
+/// Of four bytes, the first one highest.
+uint32_t numberAt(const char* bytes)
 {
-    uint32_t number = 0;
-    for (std::size_t i = offset; i < offset + 4; ++i)
-        number = number << 8 | static_cast<uint8_t>(bytes[i]);
-    return number;
+    const auto byte = [&](int i) { return uint32_t { static_cast<uint8_t>(bytes[i]) }; };
+    return byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
 }
 
 /// A place in some bytes. Each step is false, and leaves the place where it is, if the bytes don't suffice.
@@ -48,30 +47,30 @@ public:
     {
         if (count > left())
             return false;
-        taken = bytes_.substr(offset_, count);
+        taken = { next(), count };
         offset_ += count;
         return true;
     }
 
     bool number(uint32_t& value)
     {
-        std::string_view taken;
-        if (!take(4, taken))
+        if (left() < 4)
             return false;
-        value = numberAt(taken, 0);
+        value = numberAt(next());
+        offset_ += 4;
         return true;
     }
 
     bool byte(uint8_t& value)
     {
-        std::string_view taken;
-        if (!take(1, taken))
+        if (atEnd())
             return false;
-        value = static_cast<uint8_t>(taken[0]);
+        value = static_cast<uint8_t>(*next());
+        ++offset_;
         return true;
     }
 
-    bool beginsWith(uint32_t tag) const { return left() >= kTag && numberAt(bytes_, offset_) == tag; }
+    bool beginsWith(uint32_t tag) const { return left() >= kTag && numberAt(next()) == tag; }
 
     bool exactly(uint32_t tag)
     {
@@ -99,6 +98,8 @@ public:
     }
 
 private:
+    const char* next() const { return bytes_.data() + offset_; }
+
     std::string_view bytes_;
     uint64_t offset_ = 0;
 };
@@ -216,11 +217,11 @@ private:
         std::string_view& content = contents_.preferences;
         if (!vault_.chunk(content, allOnes) || content.size() != kPreferencesLength)
             refuse("the preferences are cut or of a wrong length", start);
-        const uint32_t version = numberAt(content, 0);
+        const uint32_t version = numberAt(content.data());
         if (version < kOldestPreferences || version > kNewestPreferences)
             refuse("the preferences have an unknown version", start + kCount);
-        const uint32_t sortOrder = numberAt(content, kSortOrderInPreferences);
-        contents_.openDate = numberAt(content, kDateInPreferences);
+        const uint32_t sortOrder = numberAt(content.data() + kSortOrderInPreferences);
+        contents_.openDate = numberAt(content.data() + kDateInPreferences);
         contents_.sortField = sortOrder == 0 ? 1 : sortOrder & ~kDescending;
         contents_.sortDescending = (sortOrder & kDescending) != 0;
     }

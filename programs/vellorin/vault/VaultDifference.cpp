@@ -1,71 +1,19 @@
 #include "VaultDifference.h"
 
 #include "LikelyPairs.h"
+#include "RecordIndex.h"
 
 #include <optional>
-#include <unordered_map>
 
 namespace {
 
-/// As much of a record as a look-up goes by; the rest stays empty.
-struct RecordKey {
-    std::string_view uuid;
-    std::string_view category;
-    std::string_view body;
-
-    bool operator==(const RecordKey&) const = default;
-};
-
-struct RecordKeyHash {
-    std::size_t operator()(const RecordKey& key) const { return TextHash::of({ key.uuid, key.category, key.body }); }
-};
-
-/// The first record of a vault for each key.
-class RecordIndex {
-public:
-    explicit RecordIndex(const std::vector<VaultRecord>& records)
-    {
-        for (uint32_t i = 0; i < records.size(); ++i) {
-            const VaultRecord& record = records[i];
-            byUuid_.try_emplace({ record.uuid, {}, {} }, i);
-            byCategory_.try_emplace({ record.uuid, record.category, {} }, i);
-            byBody_.try_emplace({ record.uuid, record.category, record.body }, i);
-        }
-    }
-
-    std::optional<uint32_t> sameUuid(const VaultRecord& like) const { return in(byUuid_, { like.uuid, {}, {} }); }
-
-    std::optional<uint32_t> sameCategory(const VaultRecord& like) const
-    {
-        return in(byCategory_, { like.uuid, like.category, {} });
-    }
-
-    std::optional<uint32_t> sameBody(const VaultRecord& like) const
-    {
-        return in(byBody_, { like.uuid, like.category, like.body });
-    }
-
-private:
-    using Map = std::unordered_map<RecordKey, uint32_t, RecordKeyHash>;
-
-    static std::optional<uint32_t> in(const Map& map, const RecordKey& key)
-    {
-        const auto found = map.find(key);
-        return found != map.end() ? std::optional(found->second) : std::nullopt;
-    }
-
-    Map byUuid_;
-    Map byCategory_;
-    Map byBody_;
-};
-
 class Comparison {
 public:
-    Comparison(const VaultContents& a, const VaultContents& b)
+    Comparison(const VaultContents& a, const RecordIndex& indexOfA, const VaultContents& b, const RecordIndex& indexOfB)
         : a_(a)
         , b_(b)
-        , indexOfA_(a.records)
-        , indexOfB_(b.records)
+        , indexOfA_(indexOfA)
+        , indexOfB_(indexOfB)
         , deletionsOfA_(a.deletions)
         , deletionsOfB_(b.deletions)
         , isTold_(b.records.size())
@@ -86,37 +34,40 @@ public:
         result_.inStep = result_.newInA.empty() && result_.newInB.empty() && result_.goFromA() == 0
             && result_.goFromB() == 0 && result_.otherCategory.empty() && result_.deletionsOnlyInA == 0
             && result_.deletionsOnlyInB == 0;
+        result_.repeatsUuid = indexOfA_.repeatsUuid() || indexOfB_.repeatsUuid();
         return std::move(result_);
     }
 
 private:
     void compareFromA(uint32_t i)
     {
-        const VaultRecord& record = a_.records[i];
-        const std::optional<uint32_t> uuid = indexOfB_.sameUuid(record);
-        const std::optional<uint32_t> category = indexOfB_.sameCategory(record);
-        if (!uuid)
-            listOf({ result_.deletedByB, result_.selfDeletedInA, result_.newInA }, deletionsOfB_, deletionsOfA_, record)
-                .push_back(i);
-        else if (indexOfB_.sameBody(record))
-            result_.same += indexOfA_.sameBody(record) == i ? 1 : 0;
-        else if (category)
+        const RecordIndex::Sought sought = indexOfA_.at(i);
+        if (indexOfB_.sameBody(sought))
+            result_.same += indexOfA_.sameBody(sought) == i ? 1 : 0;
+        else if (const std::optional<uint32_t> category = indexOfB_.sameCategory(sought))
             tell(result_.otherBody, i, *category);
-        else
+        else if (const std::optional<uint32_t> uuid = indexOfB_.sameUuid(sought))
             tell(result_.otherCategory, i, *uuid);
+        else
+            listOf({ result_.deletedByB, result_.selfDeletedInA, result_.newInA }, deletionsOfB_, deletionsOfA_,
+                sought.record)
+                .push_back(i);
     }
 
     /// What the walk over A has told is not told again.
     void compareFromB(uint32_t i)
     {
-        const VaultRecord& record = b_.records[i];
-        const std::optional<uint32_t> uuid = indexOfA_.sameUuid(record);
-        const std::optional<uint32_t> category = indexOfA_.sameCategory(record);
-        if (!uuid)
-            listOf({ result_.deletedByA, result_.selfDeletedInB, result_.newInB }, deletionsOfA_, deletionsOfB_, record)
+        const RecordIndex::Sought sought = indexOfB_.at(i);
+        if (isTold_[i] || indexOfA_.sameBody(sought))
+            return;
+        if (const std::optional<uint32_t> category = indexOfA_.sameCategory(sought))
+            tell(result_.otherBody, *category, i);
+        else if (const std::optional<uint32_t> uuid = indexOfA_.sameUuid(sought))
+            tell(result_.otherCategory, *uuid, i);
+        else
+            listOf({ result_.deletedByA, result_.selfDeletedInB, result_.newInB }, deletionsOfA_, deletionsOfB_,
+                sought.record)
                 .push_back(i);
-        else if (!isTold_[i] && !indexOfA_.sameBody(record))
-            tell(category ? result_.otherBody : result_.otherCategory, category ? *category : *uuid, i);
     }
 
     /// Where a record is listed that the other side doesn't have.
@@ -142,8 +93,8 @@ private:
 
     const VaultContents& a_;
     const VaultContents& b_;
-    const RecordIndex indexOfA_;
-    const RecordIndex indexOfB_;
+    const RecordIndex& indexOfA_;
+    const RecordIndex& indexOfB_;
     const DeletionSet deletionsOfA_;
     const DeletionSet deletionsOfB_;
     std::vector<bool> isTold_; // of B
@@ -168,5 +119,11 @@ std::string DeletionSet::folded(std::string_view uuid)
 
 VaultDifference differenceOf(const VaultContents& a, const VaultContents& b)
 {
-    return Comparison(a, b).difference();
+    return differenceOf(a, RecordIndex(a.records), b, RecordIndex(b.records));
+}
+
+VaultDifference differenceOf(
+    const VaultContents& a, const RecordIndex& indexOfA, const VaultContents& b, const RecordIndex& indexOfB)
+{
+    return Comparison(a, indexOfA, b, indexOfB).difference();
 }

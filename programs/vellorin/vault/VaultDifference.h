@@ -10,6 +10,8 @@
 #include <unordered_set>
 #include <vector>
 
+class RecordIndex;
+
 /// What two vaults have and lack of each other, by record. Indices are those of `records` in each vault's contents.
 ///
 /// UUIDs of records are equal as bytes; a deletion names a record whose UUID is equal but for the case of ASCII
@@ -49,10 +51,16 @@ struct VaultDifference {
     /// A merge would change no record and no deletion: both hold the same UUIDs in the same categories, and the same
     /// deletions. Bodies may differ.
     bool inStep = false;
+
+    bool repeatsUuid = false; // a UUID stands more than once on a side
 };
 
 /// Cost: linear in the records and deletions but for the pairs, which are sorted.
 VaultDifference differenceOf(const VaultContents& a, const VaultContents& b);
+
+/// The same for who has indices of their records.
+VaultDifference differenceOf(
+    const VaultContents& a, const RecordIndex& indexOfA, const VaultContents& b, const RecordIndex& indexOfB);
 
 /// Answers in constant time whether a list of deletions names a UUID, whatever a hostile file lists.
 class DeletionSet {

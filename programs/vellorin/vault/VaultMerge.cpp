@@ -57,21 +57,23 @@ public:
 
     explicit Versions(VLR_Document& document)
     {
-        list.reserve(document.recordList.Count());
+        list.reserve(document.recordList.Count()); // the views of their blocks stay what they are
         for (uint32_t i = 0; i < document.recordList.Count(); ++i) {
             VLR_PasswordData* const record = document.recordList.ObjectAtIndex(i);
             VLR_MemoryBlock block;
             record->WriteDataWithFish(block, document.DocFish());
-            if (!blocks_.emplace(viewOf(block)).second)
-                continue;
             list.push_back({ record, std::string(viewOf(block)) });
+            if (!blocks_.insert(list.back().block).second) {
+                list.pop_back();
+                continue;
+            }
             Group& group = groups_[nameOf(*record)];
             group.only = list.size() - 1;
             ++group.count;
         }
     }
 
-    bool has(const std::string& block) const { return blocks_.contains(block); }
+    bool has(std::string_view block) const { return blocks_.contains(block); }
 
     /// The version with the same UUID and category, if there is exactly one.
     const Version* only(const VLR_PasswordData& like) const
@@ -88,23 +90,31 @@ private:
         std::size_t count = 0;
     };
 
-    static std::string nameOf(const VLR_PasswordData& record)
-    {
-        const std::string_view uuid = viewOf(record.UUID());
-        return std::to_string(uuid.size()) + ':' + std::string(uuid) + std::string(viewOf(record.Category()));
-    }
+    struct Name {
+        std::string_view uuid;
+        std::string_view category;
 
-    std::unordered_set<std::string, TextHash> blocks_;
-    std::unordered_map<std::string, Group, TextHash> groups_;
+        bool operator==(const Name&) const = default;
+    };
+
+    struct NameHash {
+        std::size_t operator()(const Name& name) const { return TextHash::of({ name.uuid, name.category }); }
+    };
+
+    static Name nameOf(const VLR_PasswordData& record) { return { viewOf(record.UUID()), viewOf(record.Category()) }; }
+
+    std::unordered_set<std::string_view, TextHash> blocks_; // of `list`
+    std::unordered_map<Name, Group, NameHash> groups_;
 };
 
-/// A vault in the hands of the core.
+/// A vault in the hands of the core, which borrows its bytes.
 class ReadVault {
 public:
     explicit ReadVault(const VaultContents& contents)
         : contents(contents)
     {
-        VLR_MemoryBlock block = SysToVLR(contents.bytes());
+        VLR_MemoryBlock block;
+        SysToVLR(contents.bytes(), block);
         document.FromBlock(block);
     }
 

@@ -87,7 +87,7 @@ TEST(SyncProofTest, MissesNothingThatIsTakenFromRealMerges)
 TEST(SyncProofTest, OnlyTheDateOfOpeningMayDiffer)
 {
     const std::string vault = SketchedVault { { { "1" } } }.bytes();
-    const VaultContents expected = contentsOf(vault);
+    const NSData expected = dataOf(vault);
     std::size_t free = 0;
     for (std::size_t i = 318; i < vault.size(); ++i) { // behind the preferences
         std::string changed = vault;
