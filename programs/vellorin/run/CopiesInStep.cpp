@@ -127,7 +127,8 @@ bool areInStep(const std::vector<std::string>& paths)
 CopiesReport synchronizeTwo(
     const std::vector<std::string>& paths, const SyncOptions& options, Journal& journal, Console& console)
 {
-    CopiesReport report { paths, { synchronizeFiles(paths[0], paths[1], options, journal, console) }, true };
+    CopiesReport report { paths, std::vector<SyncReport>(1), true }; // noting a run that is done needs no memory
+    report.runs.front() = synchronizeFiles(paths[0], paths[1], options, journal, console);
     report.equal = report.runs.front().outcome != SyncReport::Outcome::Planned;
     return report;
 }

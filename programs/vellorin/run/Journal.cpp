@@ -189,9 +189,9 @@ void Journal::write(const JournalRun& run)
         prune();
 }
 
-void Journal::forget(const std::string& id)
+void Journal::remove(const std::string& pathOfEntry) noexcept
 {
-    fileSystemCalls().unlinkAt(AT_FDCWD, pathOf(id));
+    fileSystemCalls().unlinkAt(AT_FDCWD, pathOfEntry);
 }
 
 std::vector<std::string> Journal::idsNewestFirst() const

@@ -35,8 +35,8 @@ public:
     {
     }
 
-    /// The run's id in the journal.
-    std::string run(SyncReport& report)
+    /// Behind the replacement nothing is raised any more: a failure would say that nothing was written.
+    void run(SyncReport& report)
     {
         console.progress("synchronising");
         action.run();
@@ -44,9 +44,8 @@ public:
             staged.discard(pathOfSecond());
         prove();
         tellOfRunThatWasCutOff();
-        const std::string id = replace(report);
+        replace(report);
         action.end();
-        return id;
     }
 
 private:
@@ -97,10 +96,10 @@ private:
         return isOneOld && isOneNew;
     }
 
-    std::string replace(SyncReport& report)
+    void replace(SyncReport& report)
     {
         JournalRun run;
-        run.id = journal.newId();
+        report.runId = run.id = journal.newId();
         run.command = options.command;
         run.batch = options.batch;
         run.files.push_back(journalFileOf(plan.first, action.newFirst()));
@@ -118,7 +117,6 @@ private:
         RunNote note(journal, console, std::move(run));
         note.begin();
         commit(note);
-        return note.id();
     }
 
     void noteDoubled(JournalRun& run) const
@@ -194,7 +192,7 @@ SyncReport attempt(
     if (options.dryRun)
         return report;
     refuseUnlessAllowed(report.objections, options.guards, console);
-    report.runId = Attempt(std::move(plan), options, journal, console).run(report);
+    Attempt(std::move(plan), options, journal, console).run(report);
     report.outcome = SyncReport::Outcome::Done;
     report.first.written = true;
     report.second.written = options.replaceSecond;
