@@ -115,9 +115,10 @@ void FileCopy::finish()
 
 void FileCopy::takeName()
 {
+    std::string nameBehind = name; // made before: a copy that takes its name and lacks memory then would stay
     if (!renameToFreeName(calls, folder.descriptor, presentName, name))
         failStep("name");
-    presentName = name;
+    presentName = std::move(nameBehind);
 }
 
 bool isSameTime(const timespec& a, const timespec& b)

@@ -149,6 +149,7 @@ int openForNames(int folder)
 {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     const int own = ::openat(folder, ".", kFlags | O_NOATIME);
+    // cppcheck-suppress resourceLeak ; the caller closes it
     return own < 0 && errno == EPERM ? ::openat(folder, ".", kFlags) : own;
 }
 

@@ -58,7 +58,7 @@ std::string inWords(const std::string& actionFailure, const std::vector<std::str
     const std::string failure = bare(actionFailure);
     std::string files;
     for (const std::string& path : paths)
-        files += (files.empty() ? "" : " and ") + path;
+        files.append(files.empty() ? "" : " and ").append(path);
     std::string holders;
     if (failure.starts_with(kOpenByAnotherProgram))
         std::for_each(paths.begin(), paths.end(), [&](const std::string& path) { holders += holderOf(path); });

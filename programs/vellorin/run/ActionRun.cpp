@@ -5,7 +5,6 @@
 #include "ExitStatus.h"
 #include "FilePaths.h"
 #include "Interruption.h"
-#include "NSException.h"
 
 ActionPartners& linuxPartners()
 {
@@ -21,8 +20,8 @@ void endSenders(NSAutoreleasePool& senders, Console& console)
     const StForgetInterruptions whileEnding; // what is owed is owed by an interrupted run too
     try {
         senders.drain();
-    } catch (const NSException& exception) {
-        console.complain(printable(exception.reason()));
+    } catch (const std::exception& exception) {
+        console.complainOf(exception);
     }
 }
 

@@ -27,6 +27,11 @@ constexpr uint32_t kFewNumbersLeft = 90;
 /// The files of Linux, and a note of what was copied where, or why not.
 class NotingItems final : public NSFileItems {
 public:
+    explicit NotingItems(std::string& copy)
+        : copy(copy)
+    {
+    }
+
     bool fileExistsAtPath(const std::string& path) override { return items.fileExistsAtPath(path); }
     FileSystemAttributes attributesOfFileSystemForPath(const std::string& path) override
     {
@@ -36,8 +41,9 @@ public:
     bool copyItemAtPath(const std::string& path, const std::string& toPath) override
     {
         try {
+            std::string made = toPath; // noting it may not lack memory once it is there
             copyFile(fileSystemCalls(), path, toPath);
-            copy = toPath;
+            copy = std::move(made);
             return true;
         } catch (const FileSystemFailure& failure) {
             reason = failure.reason;
@@ -46,7 +52,7 @@ public:
     }
 
     LinuxFileItems items;
-    std::string copy;
+    std::string& copy;
     std::string reason = "all numbers up to 100 are taken; remove some of the older backups";
 };
 
@@ -123,8 +129,10 @@ Backups::~Backups()
 {
     if (isKept_)
         return;
-    for (const Made& made : made_)
-        fileSystemCalls().unlinkAt(AT_FDCWD, made.backup);
+    for (const Made& made : made_) {
+        if (!made.backup.empty())
+            fileSystemCalls().unlinkAt(AT_FDCWD, made.backup);
+    }
 }
 
 std::string Backups::make(const std::string& path, const NSData& bytes)
@@ -132,18 +140,19 @@ std::string Backups::make(const std::string& path, const NSData& bytes)
     const std::string file = absolutePath(path);
     if (backupsOf(file).size() >= kHighestNumber)
         pruneBackups(file, most_, sparedAnd(file));
-    NotingItems items;
+    made_.push_back({ file, "" });
+    const std::string& backup = made_.back().backup;
+    NotingItems items(made_.back().backup);
     const bool isMade = ExtraStringUtilities::isBackupMade(ExtraStringUtilities::makeBackupCopy(file, items));
     if (!isMade)
         throw CommandFailure(kFailed, path + ": no backup can be made: " + items.reason + "; no file was changed");
-    made_.push_back({ file, items.copy });
-    const std::optional<NSData> copy = bytesAt(items.copy);
+    const std::optional<NSData> copy = bytesAt(backup);
     if (!copy || !(*copy == bytes))
         throw FileChanged(path);
-    if (numberIn(items.copy) > kFewNumbersLeft)
-        console_.say(printable(path) + ": backup number " + std::to_string(numberIn(items.copy))
-            + " is taken; there are " + std::to_string(kHighestNumber) + ", so remove older backups soon");
-    return items.copy;
+    if (numberIn(backup) > kFewNumbersLeft)
+        console_.say(printable(path) + ": backup number " + std::to_string(numberIn(backup)) + " is taken; there are "
+            + std::to_string(kHighestNumber) + ", so remove older backups soon");
+    return backup;
 }
 
 void Backups::prune()
@@ -153,7 +162,7 @@ void Backups::prune()
         for (const Made& made : made_)
             pruneBackups(made.path, most_, sparedAnd(made.path));
     } catch (const std::exception& exception) {
-        console_.complain("older backups stay: " + printable(exception.what()));
+        console_.complainOf(exception, "older backups stay: ");
     }
 }
 

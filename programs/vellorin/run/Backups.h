@@ -45,7 +45,7 @@ private:
 
     struct Made {
         std::string path; // of the file
-        std::string backup;
+        std::string backup; // empty until it is there
     };
 
     const uint32_t most_;

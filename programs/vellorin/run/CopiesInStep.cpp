@@ -18,6 +18,8 @@ using Runs = std::vector<CopiesSchedule::Run>;
 Runs gossip(std::size_t count, std::size_t first)
 {
     const auto copy = [&](std::size_t number) { return (first + number) % count; };
+    if (count < 2)
+        return {};
     if (count == 2)
         return { { 0, 1 } };
     if (count == 3)
@@ -134,7 +136,8 @@ bool areInStep(const std::vector<std::string>& paths)
 CopiesReport synchronizeTwo(
     const std::vector<std::string>& paths, const SyncOptions& options, Journal& journal, Console& console)
 {
-    CopiesReport report { paths, { synchronizeFiles(paths[0], paths[1], options, journal, console) }, true };
+    CopiesReport report { paths, std::vector<SyncReport>(1), true }; // noting a run that is done needs no memory
+    report.runs.front() = synchronizeFiles(paths[0], paths[1], options, journal, console);
     report.equal = report.runs.front().outcome != SyncReport::Outcome::Planned;
     return report;
 }

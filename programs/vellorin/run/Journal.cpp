@@ -3,6 +3,7 @@
 #include "ExitStatus.h"
 #include "FilePaths.h"
 #include "FileReplacement.h"
+#include "FileSteps.h"
 #include "JournalEntry.h"
 #include "Leftovers.h"
 #include "NSFileManager.h"
@@ -60,12 +61,27 @@ std::string folderOfUser()
     throw CommandFailure(kFailed, "journal " + path + ": " + reason + kOfNoUse);
 }
 
+/// Makes the name of a new folder last; without that it goes again, as the next run would take it for one that lasts.
+void syncNameOf(FileSystemCalls& calls, const std::string& path)
+{
+    const StDescriptor parent(calls, calls.openAt(AT_FDCWD, folderOf(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    if (parent.value < 0 && errno == EACCES) // who may not read a folder can't sync it
+        return;
+    if (parent.value >= 0 && (syncToItsEnd(calls, parent.value) || errno == EINVAL)) // some know no such sync
+        return;
+    const int error = errno;
+    calls.removeFolderAt(AT_FDCWD, path);
+    fail(path, std::strerror(error));
+}
+
 /// Each folder on the way that isn't there, for this user alone.
 void makeFolders(FileSystemCalls& calls, const std::string& path)
 {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string part = path.substr(0, end);
-        if (calls.makeFolderAt(AT_FDCWD, part, 0700) != 0 && errno != EEXIST && end == std::string::npos)
+        if (calls.makeFolderAt(AT_FDCWD, part, 0700) == 0)
+            syncNameOf(calls, part);
+        else if (errno != EEXIST && end == std::string::npos)
             fail(part, std::strerror(errno));
         if (end == std::string::npos)
             return;
@@ -189,9 +205,9 @@ void Journal::write(const JournalRun& run)
         prune();
 }
 
-void Journal::forget(const std::string& id)
+void Journal::remove(const std::string& pathOfEntry) noexcept
 {
-    fileSystemCalls().unlinkAt(AT_FDCWD, pathOf(id));
+    fileSystemCalls().unlinkAt(AT_FDCWD, pathOfEntry);
 }
 
 std::vector<std::string> Journal::idsNewestFirst() const

@@ -81,7 +81,10 @@ public:
 
     /// Removes the entry of a run that came to nothing. One that can't be removed stays: the files' hashes tell the
     /// same.
-    void forget(const std::string& id);
+    void forget(const std::string& id) { remove(pathOf(id)); }
+    static void remove(const std::string& pathOfEntry) noexcept;
+
+    std::string pathOf(const std::string& id) const;
 
     /// Shows the runs, newest first, until `isEnough` answers true.
     void visit(const std::function<bool(const JournalRun&)>& isEnough) const;
@@ -98,7 +101,6 @@ public:
 
 private:
     std::vector<std::string> idsNewestFirst() const;
-    std::string pathOf(const std::string& id) const;
     std::optional<JournalRun> readRun(const std::string& id) const;
     void prune() const;
 

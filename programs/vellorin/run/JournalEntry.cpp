@@ -2,106 +2,175 @@
 
 #include "ExitStatus.h"
 #include "Json.h"
+#include "JsonTree.h"
 
 #include <nlohmann/json.hpp>
 
 #include <array>
-#include <cstdint>
+#include <limits>
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+using Kind = JsonTree::Kind;
 
-constexpr int kVersion = 1;
+constexpr uint64_t kVersion = 1;
 
 constexpr std::array kStates { "begun", "done", "half-done", "undo-begun", "undone" }; // as JournalRun::State
 
-Json listOf(const std::vector<std::string>& texts)
+/// One member in a line, without the library's lists and objects, as JsonTree says.
+class EntryWriter {
+public:
+    void member(const char* name, const std::string& value) { line(name, textOf(value)); }
+    void member(const char* name, uint64_t value) { line(name, std::to_string(value)); }
+    void member(const char* name, const std::vector<std::string>& values)
+    {
+        std::string list;
+        for (const std::string& value : values)
+            list.append(list.empty() ? "" : ", ").append(textOf(value));
+        line(name, "[" + list + "]");
+    }
+    void beginFiles() { begin("\"files\": ["); }
+    void beginObject() { begin("{"); }
+    void end(char bracket)
+    {
+        indent.pop_back();
+        text.append("\n").append(indent).append(1, bracket);
+        isFirst = false;
+    }
+
+    std::string text;
+
+private:
+    static std::string textOf(const std::string& value) { return jsonText(value).dump(); }
+
+    void line(const char* name, const std::string& value)
+    {
+        separate();
+        text.append("\"").append(name).append("\": ").append(value);
+        isFirst = false;
+    }
+
+    void begin(const char* opening)
+    {
+        separate();
+        text += opening;
+        indent += ' ';
+        isFirst = true;
+    }
+
+    void separate()
+    {
+        text += isFirst ? "" : ",";
+        text.append(text.empty() ? "" : "\n").append(indent);
+    }
+
+    std::string indent;
+    bool isFirst = true;
+};
+
+void write(EntryWriter& entry, const JournalFile& file)
 {
-    Json list = Json::array();
-    for (const std::string& text : texts)
-        list.push_back(jsonText(text));
-    return list;
+    entry.beginObject();
+    entry.member("path", file.path);
+    entry.member("identity", file.identity);
+    entry.member("hash-before", file.hashBefore);
+    entry.member("hash-after", file.hashAfter);
+    entry.member("backup", file.backup);
+    entry.member("open-date-after", file.openDateAfter);
+    entry.member("deletions-after", file.deletionsAfter);
+    entry.member("added", file.added);
+    entry.member("removed", file.removed);
+    entry.member("doubled", file.doubled);
+    if (file.recordsAfter)
+        entry.member("records-after", *file.recordsAfter);
+    entry.member("self-deleted", file.selfDeleted);
+    entry.end('}');
 }
 
-// A conversion by the library would cut a number to its bits, and takes anything for a list.
+/// What was read is no entry.
+struct NoEntry { };
 
-uint32_t numberIn(const Json& json, const char* name)
+const JsonTree& at(const JsonTree& object, const char* name)
 {
-    const Json& number = json.at(name);
-    if (!number.is_number_unsigned() || number.get<uint64_t>() > UINT32_MAX)
-        throw CommandFailure(kFailed, std::string("a number in JSON is none: ") + name);
-    return number.get<uint32_t>();
+    const JsonTree* const found = object.member(name);
+    if (found == nullptr)
+        throw NoEntry {};
+    return *found;
 }
 
-const Json& listIn(const Json& json, const char* name)
+std::string textOf(const JsonTree& value)
 {
-    const Json& list = json.at(name);
-    if (!list.is_array())
-        throw CommandFailure(kFailed, std::string("a list in JSON is none: ") + name);
-    return list;
+    if (value.kind == Kind::Text)
+        return value.text;
+    try {
+        return bytesOfJson({ { "text", at(value, "text").text }, { "hex", at(value, "hex").text } });
+    } catch (const CommandFailure&) {
+        throw NoEntry {};
+    }
 }
 
-std::vector<std::string> textsIn(const Json& json, const char* name)
+uint32_t numberOf(const JsonTree& value)
+{
+    if (value.kind != Kind::Number || value.number > std::numeric_limits<uint32_t>::max())
+        throw NoEntry {};
+    return static_cast<uint32_t>(value.number);
+}
+
+const std::vector<JsonTree>& listOf(const JsonTree& value)
+{
+    if (value.kind != Kind::List)
+        throw NoEntry {};
+    return value.elements;
+}
+
+std::vector<std::string> textsOf(const JsonTree& value)
 {
     std::vector<std::string> texts;
-    for (const Json& text : listIn(json, name))
-        texts.push_back(bytesOfJson(text));
+    for (const JsonTree& text : listOf(value))
+        texts.push_back(textOf(text));
     return texts;
 }
 
-Json jsonOf(const JournalFile& file)
-{
-    Json json { { "path", jsonText(file.path) }, { "identity", jsonText(file.identity) },
-        { "hash-before", file.hashBefore }, { "hash-after", file.hashAfter }, { "backup", jsonText(file.backup) },
-        { "open-date-after", file.openDateAfter }, { "deletions-after", file.deletionsAfter },
-        { "added", listOf(file.added) }, { "removed", listOf(file.removed) }, { "doubled", listOf(file.doubled) } };
-    if (file.recordsAfter)
-        json["records-after"] = *file.recordsAfter;
-    json["self-deleted"] = listOf(file.selfDeleted);
-    return json;
-}
-
-JournalFile fileOf(const Json& json)
+JournalFile fileOf(const JsonTree& entry)
 {
     JournalFile file;
-    file.path = bytesOfJson(json.at("path"));
-    file.identity = bytesOfJson(json.at("identity"));
-    file.hashBefore = json.at("hash-before").get<std::string>();
-    file.hashAfter = json.at("hash-after").get<std::string>();
-    file.backup = bytesOfJson(json.at("backup"));
-    file.openDateAfter = numberIn(json, "open-date-after");
-    file.deletionsAfter = numberIn(json, "deletions-after");
-    if (json.contains("records-after"))
-        file.recordsAfter = numberIn(json, "records-after");
-    file.added = textsIn(json, "added");
-    file.removed = textsIn(json, "removed");
-    file.doubled = textsIn(json, "doubled");
-    if (json.contains("self-deleted"))
-        file.selfDeleted = textsIn(json, "self-deleted");
+    file.path = textOf(at(entry, "path"));
+    file.identity = textOf(at(entry, "identity"));
+    file.hashBefore = textOf(at(entry, "hash-before"));
+    file.hashAfter = textOf(at(entry, "hash-after"));
+    file.backup = textOf(at(entry, "backup"));
+    file.openDateAfter = numberOf(at(entry, "open-date-after"));
+    file.deletionsAfter = numberOf(at(entry, "deletions-after"));
+    if (const JsonTree* const records = entry.member("records-after"))
+        file.recordsAfter = numberOf(*records);
+    file.added = textsOf(at(entry, "added"));
+    file.removed = textsOf(at(entry, "removed"));
+    file.doubled = textsOf(at(entry, "doubled"));
+    if (const JsonTree* const selfDeleted = entry.member("self-deleted"))
+        file.selfDeleted = textsOf(*selfDeleted);
     return file;
 }
 
-std::optional<JournalRun::State> stateNamed(const std::string& name)
+JournalRun::State stateNamed(const std::string& name)
 {
     for (std::size_t i = 0; i < kStates.size(); ++i) {
         if (name == kStates[i])
             return static_cast<JournalRun::State>(i);
     }
-    return std::nullopt;
+    throw NoEntry {};
 }
 
-std::optional<JournalRun> runOf(const Json& json)
+JournalRun runOf(const JsonTree& entry)
 {
-    const std::optional<JournalRun::State> state = stateNamed(json.at("state").get<std::string>());
-    if (json.at("version") != kVersion || !state)
-        return std::nullopt;
+    if (numberOf(at(entry, "version")) != kVersion)
+        throw NoEntry {};
     JournalRun run;
-    run.id = json.at("id").get<std::string>();
-    run.command = json.at("command").get<std::string>();
-    run.batch = json.at("batch").get<std::string>();
-    run.state = *state;
-    for (const Json& file : listIn(json, "files"))
+    run.id = textOf(at(entry, "id"));
+    run.command = textOf(at(entry, "command"));
+    run.batch = textOf(at(entry, "batch"));
+    run.state = stateNamed(textOf(at(entry, "state")));
+    for (const JsonTree& file : listOf(at(entry, "files")))
         run.files.push_back(fileOf(file));
     return run;
 }
@@ -110,21 +179,29 @@ std::optional<JournalRun> runOf(const Json& json)
 
 std::string textOf(const JournalRun& run)
 {
-    Json files = Json::array();
+    EntryWriter entry;
+    entry.beginObject();
+    entry.member("version", kVersion);
+    entry.member("id", run.id);
+    entry.member("command", run.command);
+    entry.member("batch", run.batch);
+    entry.member("state", std::string(kStates.at(static_cast<std::size_t>(run.state))));
+    entry.beginFiles();
     for (const JournalFile& file : run.files)
-        files.push_back(jsonOf(file));
-    const Json json { { "version", kVersion }, { "id", run.id }, { "command", run.command }, { "batch", run.batch },
-        { "state", kStates.at(static_cast<std::size_t>(run.state)) }, { "files", files } };
-    return json.dump(1) + "\n";
+        write(entry, file);
+    entry.end(']');
+    entry.end('}');
+    return entry.text + "\n";
 }
 
 std::optional<JournalRun> runOfText(const std::string& text)
 {
-    try {
-        return runOf(Json::parse(text));
-    } catch (const Json::exception&) { // no JSON, or not these members
+    const std::optional<JsonTree> entry = JsonTree::ofText(text);
+    if (!entry)
         return std::nullopt;
-    } catch (const CommandFailure&) { // a text, number or list that is none
+    try {
+        return runOf(*entry);
+    } catch (const NoEntry&) {
         return std::nullopt;
     }
 }

@@ -1,7 +1,6 @@
 #include "RunNote.h"
 
 #include "Console.h"
-#include "ExitStatus.h"
 #include "FilePaths.h"
 #include "Interruption.h"
 #include "VaultContents.h"
@@ -10,13 +9,14 @@ RunNote::RunNote(Journal& journal, Console& console, JournalRun run)
     : journal_(journal)
     , console_(console)
     , run_(std::move(run))
+    , path_(journal.pathOf(run_.id))
 {
 }
 
 RunNote::~RunNote()
 {
     if (isOpen_)
-        journal_.forget(run_.id);
+        Journal::remove(path_);
 }
 
 void RunNote::begin()
@@ -33,8 +33,8 @@ void RunNote::end(JournalRun::State state)
     run_.state = state;
     try {
         journal_.write(run_);
-    } catch (const CommandFailure& failure) {
-        console_.complain(printable(failure.what()));
+    } catch (const std::exception& failure) {
+        console_.complainOf(failure);
     }
 }
 

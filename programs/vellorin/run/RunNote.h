@@ -24,12 +24,11 @@ public:
     /// say what has become of the run.
     void end(JournalRun::State state);
 
-    const std::string& id() const { return run_.id; }
-
 private:
     Journal& journal_;
     Console& console_;
     JournalRun run_;
+    const std::string path_; // of the entry, made here: removing it needs no memory
     bool isOpen_ = false;
 };
 

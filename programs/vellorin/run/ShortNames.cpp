@@ -26,6 +26,7 @@ std::vector<std::string> shortNames(const std::vector<std::string>& paths)
         longest = std::max(longest, pathComponents(path).size());
     for (std::size_t parts = 1;; ++parts) {
         std::vector<std::string> names;
+        names.reserve(paths.size());
         for (const std::string& path : paths)
             names.push_back(printable(end(path, parts)));
         if (parts >= longest || std::set<std::string>(names.begin(), names.end()).size() == names.size())

@@ -4,7 +4,9 @@
 #include "FileReplacement.h"
 #include "Interruption.h"
 
+#include <new>
 #include <optional>
+#include <utility>
 
 struct StagedFiles::Entry {
     Entry(FileSystemCalls& calls, const std::string& path)
@@ -16,6 +18,7 @@ struct StagedFiles::Entry {
     const std::string path;
     FileReplacement replacement;
     bool isReplaced = false;
+    std::string reasonNotTakenBack;
 };
 
 namespace {
@@ -76,13 +79,13 @@ void StagedFiles::commit()
         forEach(&StagedFiles::replace);
         forEach(&StagedFiles::syncFolder);
     } catch (const FileSystemFailure& failure) {
-        takeBackReplaced(failure.reason);
+        takeBackReplaced("", failure.reason);
         throw CommandFailure(kFailed, failure.reason + kNothingChanged);
     } catch (const FileChanged& changed) {
-        takeBackReplaced(changed.path + ": somebody else has changed it meanwhile");
+        takeBackReplaced(changed.path, ": somebody else has changed it meanwhile");
         throw;
     } catch (...) {
-        takeBackReplaced("the replacement could not be ended");
+        takeBackReplaced("", "the replacement could not be ended");
         throw;
     }
     entries_.clear(); // with the old files
@@ -122,23 +125,46 @@ void StagedFiles::syncFolder(Entry& entry)
     entry.replacement.syncFolder();
 }
 
-/// Raises: CommandFailure (kHalfWritten) if not all could be taken back.
-void StagedFiles::takeBackReplaced(const std::string& reason)
+/// Needs no memory as long as all can be taken back. Raises: CommandFailure (kHalfWritten) if not.
+void StagedFiles::takeBackReplaced(std::string_view path, std::string_view reason)
 {
-    std::string outcome;
-    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
-        if (!(*entry)->isReplaced)
-            continue;
-        try {
-            (*entry)->replacement.takeBack();
-            (*entry)->isReplaced = false;
-            (*entry)->replacement.syncFolder(); // if not, a crash of the system leaves the old file or the new one
-        } catch (const FileSystemFailure& failure) {
-            if ((*entry)->isReplaced)
-                outcome += "; " + (*entry)->path + " has its new content already, as it can't be taken back ("
-                    + failure.reason + ")";
-        }
+    bool isAllOld = true;
+    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry)
+        isAllOld = takeBack(**entry) && isAllOld;
+    if (isAllOld)
+        return;
+    std::string text;
+    try {
+        text.append(path).append(reason).append(whatIsNew()).append(kOthersUnchanged);
+    } catch (const std::bad_alloc&) {
+        text = "out of memory"; // short enough to need none
     }
-    if (!outcome.empty())
-        throw CommandFailure(kHalfWritten, reason + outcome + kOthersUnchanged);
+    throw CommandFailure(kHalfWritten, std::move(text));
+}
+
+bool StagedFiles::takeBack(Entry& entry) noexcept
+{
+    if (!entry.isReplaced)
+        return true;
+    try {
+        entry.replacement.takeBack();
+        entry.isReplaced = false;
+        entry.replacement.syncFolder(); // if not, a crash of the system leaves the old file or the new one
+    } catch (FileSystemFailure& failure) {
+        entry.reasonNotTakenBack = std::move(failure.reason);
+    } catch (const std::bad_alloc&) {
+        entry.reasonNotTakenBack = "out of memory";
+    }
+    return !entry.isReplaced;
+}
+
+std::string StagedFiles::whatIsNew() const
+{
+    std::string text;
+    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
+        if ((*entry)->isReplaced)
+            text += "; " + (*entry)->path + " has its new content already, as it can't be taken back ("
+                + (*entry)->reasonNotTakenBack + ")";
+    }
+    return text;
 }

@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class FileSystemCalls;
@@ -61,7 +62,9 @@ private:
     void expectAsRead(Entry& entry);
     void replace(Entry& entry);
     void syncFolder(Entry& entry);
-    void takeBackReplaced(const std::string& reason);
+    void takeBackReplaced(std::string_view path, std::string_view reason);
+    static bool takeBack(Entry& entry) noexcept;
+    std::string whatIsNew() const;
 
     FileSystemCalls& calls_;
     LinuxFileManager files_;

@@ -35,8 +35,8 @@ public:
     {
     }
 
-    /// The run's id in the journal.
-    std::string run(SyncReport& report)
+    /// Behind the replacement nothing is raised any more: a failure would say that nothing was written.
+    void run(SyncReport& report)
     {
         console.progress("synchronising");
         action.run();
@@ -44,9 +44,8 @@ public:
             staged.discard(pathOfSecond());
         std::vector<JournalFile> files = provedFiles();
         tellOfRunThatWasCutOff();
-        const std::string id = replace(std::move(files), report);
+        replace(std::move(files), report);
         action.end();
-        return id;
     }
 
 private:
@@ -108,10 +107,10 @@ private:
         return isOneOld && isOneNew;
     }
 
-    std::string replace(std::vector<JournalFile> files, SyncReport& report)
+    void replace(std::vector<JournalFile> files, SyncReport& report)
     {
         JournalRun run;
-        run.id = journal.newId();
+        report.runId = run.id = journal.newId();
         run.command = options.command;
         run.batch = options.batch;
         run.files = std::move(files);
@@ -127,7 +126,6 @@ private:
         RunNote note(journal, console, std::move(run));
         note.begin();
         commit(note);
-        return note.id();
     }
 
     void noteDoubled(JournalRun& run) const
@@ -203,7 +201,8 @@ SyncReport attempt(
     if (options.dryRun)
         return report;
     refuseUnlessAllowed(report.objections, options.guards, console);
-    report.runId = Attempt(std::move(plan), options, journal, console).run(report);
+    Attempt attempt(std::move(plan), options, journal, console);
+    attempt.run(report);
     report.outcome = SyncReport::Outcome::Done;
     report.first.written = true;
     report.second.written = options.replaceSecond;

@@ -276,14 +276,14 @@ int runCommandLine(const Commands& commands, const std::vector<std::string>& arg
     } catch (const Interrupted& interruption) {
         return 128 + interruption.signal();
     } catch (const CommandFailure& failure) {
-        console.complain(printable(failure.what()));
+        console.complainOf(failure);
         return failure.status();
     } catch (const VLR_Exception& exception) {
         console.complain(printable(wordsOf(exception)));
     } catch (const std::exception& exception) {
-        console.complain(printable(exception.what()));
+        console.complainOf(exception);
     } catch (...) {
         console.complain("unknown failure");
     }
-    return kFailed;
+    return console.statusOfLostOutput();
 }

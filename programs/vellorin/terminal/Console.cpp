@@ -120,6 +120,16 @@ void Console::complain(const std::string& text)
     line(programName_ + ": " + text);
 }
 
+void Console::complainOf(const std::exception& failure, std::string_view begin) noexcept
+{
+    try {
+        complain(std::string(begin) + printable(failure.what()));
+    } catch (const std::exception&) {
+        writeToStandardError(programName_);
+        writeToStandardError(": out of memory\n");
+    }
+}
+
 void Console::line(const std::string& text)
 {
     clearProgress();

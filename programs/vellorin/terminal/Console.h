@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <string_view>
 
@@ -34,9 +35,10 @@ public:
     /// gone, so that all is given back before the program ends by that signal. Expects SIGPIPE to be ignored.
     void data(std::string_view text);
 
-    /// From here on the files are as the command wanted them: output that can't be written ends the program with
-    /// kLookAtIt, since kFailed would say that nothing was written.
+    /// From here on the files are as the command wanted them: output that can't be written, or memory that runs out,
+    /// ends the program with kLookAtIt, since kFailed would say that nothing was written.
     void workIsDone() { statusOfLostOutput_ = kLookAtIt; }
+    ExitStatus statusOfLostOutput() const { return statusOfLostOutput_; }
 
     /// To standard error with a line end, unless quiet: what was done.
     void say(const std::string& text);
@@ -46,6 +48,9 @@ public:
 
     /// The same, always: what went wrong, behind the program's name.
     void complain(const std::string& text);
+
+    /// The same of a failure that came too late for a result, behind `begin`. Without memory it says no more than that.
+    void complainOf(const std::exception& failure, std::string_view begin = {}) noexcept;
 
     /// What is going on at present: one line on a terminal, from half a second after the first call on. It goes before
     /// anything else is written, and at the end. `part` of `whole`; 0 of 0 if that isn't known. Call it as often as you

@@ -16,7 +16,7 @@ struct Candidate {
     uint32_t record = 0;
     bool isOfA = false;
 
-    auto operator<=>(const Candidate&) const = default;
+    auto operator<=>(const Candidate&) const = default; // NOLINT(modernize-use-nullptr): of the compiler's own making
 };
 
 uint32_t equalBlocks(std::string_view a, std::string_view b)

@@ -18,6 +18,11 @@
 
 namespace {
 
+[[noreturn]] void refuse(const std::string& copy, const std::string& vault)
+{
+    throw CommandFailure(kRefused, copy + ": is no copy of " + vault + " any more, and stays");
+}
+
 constexpr int kMostMerges = 3; // of a copy that changes meanwhile
 
 bool isSameContent(const struct stat& a, const struct stat& b)
@@ -143,7 +148,7 @@ ResolvedCopy CopyResolver::tryToResolve(const std::string& vault, const std::str
     for (int merges = 0; merges <= kMostMerges; ++merges) {
         const OpenCopy file(copy);
         if (file.contents.identity != readVault(vault).identity)
-            throw CommandFailure(kRefused, copy + ": is no copy of " + vault + " any more, and stays");
+            refuse(copy, vault);
         if (mayGo(vault, file.contents) && file.isInPlace()) {
             moveToTrash(file, vault, result);
             return result;

@@ -68,7 +68,8 @@ void WatchLoop::look()
     if (!stamps_ || found != *stamps_) {
         if (stamps_)
             schedule_.fileChanged(now);
-        tellWhoIsThere(std::exchange(stamps_, std::move(found)).value_or(Stamps(paths_.size(), FileStamp {})));
+        const std::optional<Stamps> before = std::exchange(stamps_, std::move(found));
+        tellWhoIsThere(before.value_or(Stamps(paths_.size(), FileStamp {})));
     }
     schedule_.looked(now);
     tellUnrest();
