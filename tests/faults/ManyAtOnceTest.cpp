@@ -1,5 +1,6 @@
 #include "DocumentLock.h"
 #include "FaultyCalls.h"
+#include "LongForm.h"
 #include "ScratchFolder.h"
 #include "Synchronisation.h"
 #include "VaultHistory.h"
@@ -7,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -28,7 +28,7 @@ constexpr char kLockTimeOut[] = "<It appears your Vellorin file is open by anoth
 
 std::chrono::seconds duration()
 {
-    return std::chrono::seconds(std::getenv("VELLORIN_FAULTS_FULL") != nullptr ? 60 : 5);
+    return std::chrono::seconds(isLongForm() ? 60 : 5);
 }
 
 /// Time runs faster for those who wait for a lock: the ring can wait for itself, and does so half a second, not 15.

@@ -1,3 +1,4 @@
+#include "LongForm.h"
 #include "Synchronisation.h"
 #include "VaultHistory.h"
 
@@ -5,7 +6,6 @@
 #include <rapidcheck.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <numeric>
 #include <tuple>
 
@@ -14,11 +14,6 @@
 namespace {
 
 constexpr std::size_t kEntry = 4 + 36 + 2; // bytes of a deletion: count, UUID, checksum
-
-bool isFull()
-{
-    return std::getenv("VELLORIN_FAULTS_FULL") != nullptr;
-}
 
 /// What a vault should hold: UUIDs. None is in both sets.
 struct Model {
@@ -166,7 +161,7 @@ void take(const Step& step, Replicas& replicas)
 class ManyReplicas : public ::testing::Test {
 protected:
     /// The same histories each time, but for full runs and for whoever asks for others.
-    ManyReplicas() { ::setenv("RC_PARAMS", isFull() ? "max_success=2000" : "max_success=200 seed=20261121", 0); }
+    ManyReplicas() { ::setenv("RC_PARAMS", isLongForm() ? "max_success=2000" : "max_success=200 seed=20261121", 0); }
 
     static rc::Gen<std::vector<Step>> steps()
     {
@@ -247,7 +242,7 @@ TEST_F(ManyReplicas, AnEditSurvivesAndADeletionHolds)
 
 TEST_F(ManyReplicas, AThousandComeTogether)
 {
-    Replicas replicas(isFull() ? 1000 : 20, /*seed=*/4);
+    Replicas replicas(isLongForm() ? 1000 : 20, /*seed=*/4);
     std::mt19937_64 random(5);
     for (std::size_t n = 0; n < 2 * replicas.count(); ++n)
         take({ static_cast<int>(random() % 6), random(), random() }, replicas);

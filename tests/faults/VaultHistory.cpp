@@ -124,15 +124,24 @@ std::string OpenVault::bytes()
     return written(document);
 }
 
-VaultPair merged(const VaultPair& vaults)
+MergedPair mergeOf(const VaultPair& vaults)
 {
     VLR_Document first(VLR_DocumentReadKeepEncrypted);
     VLR_Document second(VLR_DocumentReadKeepEncrypted);
     EXPECT_TRUE(readWhole(first, vaults.first));
     EXPECT_TRUE(readWhole(second, vaults.second));
     const VLR_Synchronize merge(first, second, VLR_SyncMerge);
-    std::string firstWritten = written(first);
-    return { std::move(firstWritten), written(second) };
+    MergedPair result;
+    result.vaults.first = written(first);
+    result.vaults.second = written(second);
+    result.identical = merge.identical;
+    result.duplicated = merge.duplicated;
+    return result;
+}
+
+VaultPair merged(const VaultPair& vaults)
+{
+    return mergeOf(vaults).vaults;
 }
 
 std::string VaultHistory::freshUUID()

@@ -47,7 +47,16 @@ private:
 
 using VaultPair = std::pair<std::string, std::string>;
 
-/// Both vaults after the merge engine has worked on them, read and written without the password.
+/// Both vaults after the merge engine has worked on them, read and written without the password, and its counters.
+struct MergedPair {
+    VaultPair vaults;
+    uint32_t identical = 0;
+    uint32_t duplicated = 0;
+};
+
+MergedPair mergeOf(const VaultPair& vaults);
+
+/// The vaults alone.
 VaultPair merged(const VaultPair& vaults);
 
 /// A random past: a common beginning, then edits, deletions and additions on either side, and now and then a

@@ -13,6 +13,7 @@ ActionPartners& askTheSystem()
 {
     ActionPartners& partners = linuxPartners(); // they ask when this process started
     static_cast<void>(VLR_System::GetPreference(VLRPref_DocumentFlagOverride, 0)); // reads the settings
+    static_cast<void>(hashOf(NSData())); // its library looks at the kernel's settings, and ends the program if it can't
     ::tzset();
     return partners;
 }

@@ -40,12 +40,23 @@ public:
     }
 };
 
-/// Runs on real files in a scratch folder, with a journal beside them.
-class RunFixture : public ::testing::Test {
+/// Runs in this process, with partners of the tests', of which nothing is heard.
+class QuietRuns : public ::testing::Test {
 protected:
-    RunFixture() { options.partners = &partners.all; }
-    ~RunFixture() override { setLogSink(logBefore); }
+    QuietRuns() { options.partners = &partners.all; }
+    ~QuietRuns() override { setLogSink(logBefore); }
 
+    PartnersOfTests partners;
+    QuietConsole console;
+    SyncOptions options;
+
+private:
+    NSLogSink logBefore = setLogSink([](std::string_view) {});
+};
+
+/// Runs on real files in a scratch folder, with a journal beside them.
+class RunFixture : public QuietRuns {
+protected:
     SyncReport sync(const std::string& first, const std::string& second)
     {
         return synchronizeFiles(folder.path(first), folder.path(second), options, journal, console);
@@ -69,8 +80,4 @@ protected:
     ScratchFolder folder { folderInMemory() };
     ScratchFolder state { folderInMemory() };
     Journal journal { state.path("journal") };
-    PartnersOfTests partners;
-    QuietConsole console;
-    SyncOptions options;
-    NSLogSink logBefore = setLogSink([](std::string_view) {});
 };

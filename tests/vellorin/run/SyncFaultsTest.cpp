@@ -1,11 +1,11 @@
 #include "FaultyCalls.h"
 #include "FileSystemInMemory.h"
+#include "LongForm.h"
 #include "RunFixture.h"
 #include "Undo.h"
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,11 +25,6 @@ constexpr char kJournal[] = "/state/journal";
 constexpr char kAttribute[] = "user.com.apple.FinderInfo";
 constexpr std::array<int, 5> kErrors { ENOSPC, EIO, EINTR, EDQUOT, EACCES };
 constexpr int kPowerCuts = 4;
-
-bool isFull()
-{
-    return std::getenv("VELLORIN_FAULTS_FULL") != nullptr;
-}
 
 /// The vaults of a run and what an undisturbed one makes of them.
 struct Expected {
@@ -55,11 +50,8 @@ int statusOf(const std::function<int()>& work)
     }
 }
 
-class SyncFaults : public ::testing::Test {
+class SyncFaults : public QuietRuns {
 protected:
-    SyncFaults() { options.partners = &partners.all; }
-    ~SyncFaults() override { setLogSink(logBefore); }
-
     int run()
     {
         Journal journal(kJournal);
@@ -192,22 +184,18 @@ protected:
 
     std::map<int, std::size_t> seen; // outcomes of runs with a fault
     bool knowsExchange = true;
-    PartnersOfTests partners;
-    QuietConsole console;
-    SyncOptions options;
     std::mt19937_64 random { 4713 };
-    NSLogSink logBefore = setLogSink([](std::string_view) {});
 };
 
 TEST_F(SyncFaults, EachCallOnceWithEachError)
 {
-    for (uint64_t seed = 300; seed < (isFull() ? 310u : 301u) && !HasFailure(); ++seed)
+    for (uint64_t seed = 300; seed < (isLongForm() ? 310u : 301u) && !HasFailure(); ++seed)
         sweep(seed, eachError(/*fromThenOn=*/false));
 }
 
 TEST_F(SyncFaults, AllCallsFromOneOnWithEachError)
 {
-    for (uint64_t seed = 310; seed < (isFull() ? 320u : 311u) && !HasFailure(); ++seed)
+    for (uint64_t seed = 310; seed < (isLongForm() ? 320u : 311u) && !HasFailure(); ++seed)
         sweep(seed, eachError(/*fromThenOn=*/true));
     EXPECT_GT(seen[kHalfWritten], 0u);
     EXPECT_GT(seen[kFailed], 100u);

@@ -1,10 +1,10 @@
 #include "FaultyCalls.h"
 #include "FileSystemInMemory.h"
+#include "LongForm.h"
 #include "RunFixture.h"
 #include "RunTraces.h"
 #include "Undo.h"
 
-#include <cstdlib>
 #include <random>
 #include <set>
 
@@ -15,16 +15,8 @@ namespace {
 
 using Tree = FileSystemInMemory::Tree;
 
-bool isFull()
-{
-    return std::getenv("VELLORIN_FAULTS_FULL") != nullptr;
-}
-
-class SyncPowerLoss : public ::testing::Test {
+class SyncPowerLoss : public QuietRuns {
 protected:
-    SyncPowerLoss() { options.partners = &partners.all; }
-    ~SyncPowerLoss() override { setLogSink(logBefore); }
-
     static Tree treeOf(const VaultsOfRun& vaults)
     {
         return { { vaults.first(), vaults.before.first }, { vaults.second(), vaults.before.second }, { "/home/", "" } };
@@ -37,7 +29,7 @@ protected:
         std::size_t changesSeen = SIZE_MAX;
         calls.beforeEachCall = [&](FaultyCalls::Call) {
             if (files.changes() != changesSeen)
-                collect(files, isFull() ? 1000 : 20, during);
+                collect(files, isLongForm() ? 1000 : 20, during);
             changesSeen = files.changes();
         };
         const StFileSystemCalls inPlace(calls);
@@ -45,7 +37,7 @@ protected:
         const SyncReport report = synchronizeFiles(vaults.first(), vaults.second(), options, journal, console);
         EXPECT_EQ(report.outcome, SyncReport::Outcome::Done);
         calls.beforeEachCall = nullptr;
-        collect(files, isFull() ? 100000 : 5000, behind);
+        collect(files, isLongForm() ? 100000 : 5000, behind);
     }
 
     /// All states, or if there are more so many of them by chance, with that of no loss and that of the greatest.
@@ -101,11 +93,7 @@ protected:
 
     std::set<Tree> during;
     std::set<Tree> behind;
-    PartnersOfTests partners;
-    QuietConsole console;
-    SyncOptions options;
     std::mt19937_64 random { 4714 };
-    NSLogSink logBefore = setLogSink([](std::string_view) {});
 };
 
 /// The journal's folders are made by the run itself, or there already.
@@ -125,7 +113,7 @@ TEST_F(SyncPowerLoss, EveryStateIsWholeAndEverySuccessLastsWithBackupsAndJournal
         for (const Tree& tree : behind) {
             if (HasFailure())
                 return;
-            if (number++ % (isFull() ? 1 : 10) == 0)
+            if (number++ % (isLongForm() ? 1 : 10) == 0)
                 expectUndo(tree, vaults);
         }
     }

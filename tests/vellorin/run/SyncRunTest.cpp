@@ -5,8 +5,6 @@
 #include "SyncPlan.h"
 #include "SyncProof.h"
 #include "Synchronisation.h"
-#include "VLR_Synchronize.h"
-#include "VLR_SystemConversions.h"
 
 namespace {
 
@@ -36,17 +34,9 @@ TEST_F(SyncRunTest, RandomHistoriesEndAsTheActionEndsThem)
 bool isMergedWithSameCounters(const VaultPair& vaults)
 {
     const SyncPlan plan(PlannedFile("a", dataOf(vaults.first)), PlannedFile("b", dataOf(vaults.second)));
-    VLR_MemoryBlock firstBlock;
-    VLR_MemoryBlock secondBlock;
-    SysToVLR(plan.first.bytes(), firstBlock);
-    SysToVLR(plan.second.bytes(), secondBlock);
-    VLR_Document first(VLR_DocumentReadKeepEncrypted);
-    VLR_Document second(VLR_DocumentReadKeepEncrypted);
-    first.FromBlock(firstBlock);
-    second.FromBlock(secondBlock);
-    const VLR_Synchronize counters(first, second, VLR_SyncMerge);
-    EXPECT_EQ(plan.identical, counters.identical);
-    EXPECT_EQ(plan.duplicated, counters.duplicated);
+    const MergedPair merge = mergeOf(vaults);
+    EXPECT_EQ(plan.identical, merge.identical);
+    EXPECT_EQ(plan.duplicated, merge.duplicated);
     return plan.first.merged.has_value();
 }
 

@@ -49,11 +49,8 @@ private:
     }
 };
 
-class SyncScarceMemory : public ::testing::Test {
+class SyncScarceMemory : public QuietRuns {
 protected:
-    SyncScarceMemory() { options.partners = &partners.all; }
-    ~SyncScarceMemory() override { setLogSink(logBefore); }
-
     void run()
     {
         Journal journal(vaults.journal);
@@ -189,10 +186,6 @@ protected:
     CallsOfSomeFileSystem calls;
     const StFileSystemCalls inPlace { calls };
     std::map<int, std::size_t> seen; // outcomes
-    PartnersOfTests partners;
-    QuietConsole console;
-    SyncOptions options;
-    NSLogSink logBefore = setLogSink([](std::string_view) {});
 };
 
 TEST_F(SyncScarceMemory, EachAllocationOnce)
