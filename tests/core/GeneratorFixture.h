@@ -13,14 +13,10 @@ inline constexpr char kShortList[] = "RandomWordsDictionaryShort";
 inline constexpr char kFullList[] = "RandomWordsDictionary";
 inline constexpr char kTable[] = "Phonemes";
 
-/// A fresh host, and a program folder for the resources that a test writes.
-class Generator : public ::testing::Test {
+/// A program folder for the resources that a test writes.
+class Generator : protected FreshHost, public ::testing::Test {
 protected:
-    Generator()
-    {
-        host = ScriptedHost();
-        moveToNewFolder();
-    }
+    Generator() { moveToNewFolder(); }
     ~Generator() override { NSBundle::setMainBundle(before); }
 
     /// The size of a list is taken once for a path: each list needs a path that nobody has asked for.
@@ -43,7 +39,6 @@ protected:
         return str(password);
     }
 
-    ScriptedHost& host = ScriptedHost::get();
 
 private:
     const NSBundle before = NSBundle::mainBundle();

@@ -24,3 +24,10 @@ struct ScriptedHost {
     int recordsMade = 0;
     int recordsGone = 0;
 };
+
+/// The first base of a fixture: a host that knows nothing of other tests, before any document asks it.
+struct FreshHost {
+    FreshHost() { host = ScriptedHost(); }
+
+    ScriptedHost& host = ScriptedHost::get();
+};

@@ -34,7 +34,7 @@ VLR_ReadCompletionData* completionData(unsigned long version, const Pieces& piec
     return data;
 }
 
-class OlderVersions : public CoreTest {
+class OlderVersions : protected FreshHost, public CoreTest {
 protected:
     struct Golden {
         Promise promise;
@@ -43,7 +43,6 @@ protected:
 
     OlderVersions()
     {
-        host = ScriptedHost();
         for (const auto& [name, content] : goldenVaults(kOlder)) {
             Promise promise(kOlder / (name + ".hex"));
             Pieces pieces { content };
@@ -110,7 +109,6 @@ protected:
         return text;
     }
 
-    ScriptedHost& host = ScriptedHost::get();
     std::map<std::string, Golden> goldens;
     uint32_t errors = 0;
     Reader reader;

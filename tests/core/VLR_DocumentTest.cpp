@@ -8,11 +8,10 @@
 namespace {
 
 /// A vault with the password "right", and a host that answers as told.
-class Document : public CoreTest {
+class Document : protected FreshHost, public CoreTest {
 protected:
     Document()
     {
-        host = ScriptedHost();
         VLR_Document writer(VLR_DocumentReadDecrypted);
         writer.ChangePassword(S("right"));
         add(writer, "U");
@@ -30,7 +29,6 @@ protected:
         return raised;
     }
 
-    ScriptedHost& host = ScriptedHost::get();
     VLR_MemoryBlock file;
     VLR_Document reader { VLR_DocumentReadDecrypted };
 };
@@ -196,7 +194,7 @@ TEST_F(Document, DescribesItself)
 
 TEST_F(Document, TheHostHearsOfRecords)
 {
-    host = ScriptedHost();
+    host = ScriptedHost(); // which has heard of those of the fixture
     host.preferences[VLRPref_TrackLastUsedDate] = 1;
     {
         VLR_PasswordData record(&document);

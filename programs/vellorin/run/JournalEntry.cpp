@@ -1,17 +1,13 @@
 #include "JournalEntry.h"
 
-#include "ExitStatus.h"
 #include "Json.h"
 #include "JsonTree.h"
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <limits>
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Kind = JsonTree::Kind;
 
 constexpr uint64_t kVersion = 1;
@@ -21,13 +17,13 @@ constexpr std::array kStates { "begun", "done", "half-done", "undo-begun", "undo
 /// One member in a line, without the library's lists and objects, as JsonTree says.
 class EntryWriter {
 public:
-    void member(const char* name, const std::string& value) { line(name, textOf(value)); }
+    void member(const char* name, const std::string& value) { line(name, jsonTextInLine(value)); }
     void member(const char* name, uint64_t value) { line(name, std::to_string(value)); }
     void member(const char* name, const std::vector<std::string>& values)
     {
         std::string list;
         for (const std::string& value : values)
-            list.append(list.empty() ? "" : ", ").append(textOf(value));
+            list.append(list.empty() ? "" : ", ").append(jsonTextInLine(value));
         line(name, "[" + list + "]");
     }
     void beginFiles() { begin("\"files\": ["); }
@@ -42,8 +38,6 @@ public:
     std::string text;
 
 private:
-    static std::string textOf(const std::string& value) { return jsonText(value).dump(); }
-
     void line(const char* name, const std::string& value)
     {
         separate();
@@ -103,11 +97,11 @@ std::string textOf(const JsonTree& value)
 {
     if (value.kind == Kind::Text)
         return value.text;
-    try {
-        return bytesOfJson({ { "text", at(value, "text").text }, { "hex", at(value, "hex").text } });
-    } catch (const CommandFailure&) {
+    const JsonTree& digits = at(value, "hex");
+    const std::optional<std::string> bytes = bytesOfHex(digits.text);
+    if (digits.kind != Kind::Text || !bytes)
         throw NoEntry {};
-    }
+    return *bytes;
 }
 
 uint32_t numberOf(const JsonTree& value)

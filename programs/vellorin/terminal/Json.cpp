@@ -1,7 +1,6 @@
 #include "Json.h"
 
 #include "Console.h"
-#include "ExitStatus.h"
 #include "Utf8.h"
 
 #include <nlohmann/json.hpp>
@@ -46,19 +45,6 @@ std::string hexOf(std::string_view bytes)
     return hex;
 }
 
-/// False for anything but pairs of digits.
-bool appendBytesOfHex(std::string_view hex, std::string& bytes)
-{
-    for (; hex.size() >= 2; hex.remove_prefix(2)) {
-        unsigned char byte = 0;
-        const auto [end, error] = std::from_chars(hex.data(), hex.data() + 2, byte, 16);
-        if (error != std::errc() || end != hex.data() + 2)
-            return false;
-        bytes += static_cast<char>(byte);
-    }
-    return hex.empty();
-}
-
 } // namespace
 
 nlohmann::ordered_json jsonDocument(const std::string& command)
@@ -79,15 +65,25 @@ nlohmann::ordered_json jsonText(std::string_view bytes)
     return value;
 }
 
-std::string bytesOfJson(const nlohmann::ordered_json& value)
+std::string jsonTextInLine(std::string_view bytes)
 {
-    if (value.is_string())
-        return value.get<std::string>();
+    if (isUtf8(bytes))
+        return nlohmann::ordered_json(bytes).dump();
+    return "{\"text\":" + nlohmann::ordered_json(withWrongBytesReplaced(bytes)).dump() + ",\"hex\":\"" + hexOf(bytes)
+        + "\"}";
+}
+
+std::optional<std::string> bytesOfHex(std::string_view digits)
+{
     std::string bytes;
-    const auto hex = value.is_object() ? value.find("hex") : value.end();
-    if (hex == value.end() || !hex->is_string() || !appendBytesOfHex(hex->get_ref<const std::string&>(), bytes))
-        throw CommandFailure(kFailed, "a text in JSON is neither a string nor an object with \"hex\"");
-    return bytes;
+    for (; digits.size() >= 2; digits.remove_prefix(2)) {
+        unsigned char byte = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + 2, byte, 16);
+        if (error != std::errc() || end != digits.data() + 2)
+            return std::nullopt;
+        bytes += static_cast<char>(byte);
+    }
+    return digits.empty() ? std::optional(bytes) : std::nullopt;
 }
 
 JsonOutput::JsonOutput(Console& console, const std::string& command)

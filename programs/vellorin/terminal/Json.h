@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,8 +19,12 @@ nlohmann::ordered_json jsonDocument(const std::string& command);
 /// wrong byte is U+FFFD, and "hex", the bytes themselves.
 nlohmann::ordered_json jsonText(std::string_view bytes);
 
-/// Back from such a value. Raises: CommandFailure if it is none.
-std::string bytesOfJson(const nlohmann::ordered_json& value);
+/// The same as text in one line, made without an object of the library: its end wants memory, and where there is none it
+/// ends the program.
+std::string jsonTextInLine(std::string_view bytes);
+
+/// What the digits of such a "hex" stand for. Absent if they are anything but pairs of hexadecimal digits.
+std::optional<std::string> bytesOfHex(std::string_view digits);
 
 /// A document like that of jsonDocument, written piece by piece, for lists that would take many times the memory of the
 /// file that they tell of. What was begun and not finished is a part of a document, or nothing.

@@ -88,8 +88,9 @@ protected:
     {
         for (const auto& [path, bytes] : tree())
             std::filesystem::remove_all(path);
-        folder.write("a.vlr", vaults.before.first);
-        folder.write("b.vlr", vaults.before.second);
+        std::filesystem::create_directory(vaults.folder);
+        folder.write(std::string(kName) + "/a.vlr", vaults.before.first);
+        folder.write(std::string(kName) + "/b.vlr", vaults.before.second);
     }
 
     TracesTree tree() const
@@ -179,9 +180,11 @@ protected:
         EXPECT_GT(seen[kFailed], from == 0 ? 500u : 50u);
     }
 
+    static constexpr char kName[] = "caf\xE9"; // no UTF-8, which the journal writes otherwise
+
     ScratchFolder folder { folderInMemory() };
     ScratchFolder state { folderInMemory() };
-    const VaultsOfRun vaults { /*seed=*/370, std::filesystem::canonical(folder.path("")).string(),
+    const VaultsOfRun vaults { /*seed=*/370, std::filesystem::canonical(folder.path("")).string() + "/" + kName,
         std::filesystem::canonical(state.path("")).string() + "/journal" };
     CallsOfSomeFileSystem calls;
     const StFileSystemCalls inPlace { calls };
