@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
+#include <new>
 #include <unordered_map>
 
 namespace {
@@ -17,6 +19,39 @@ constexpr uint32_t kMaxCount = std::numeric_limits<uint32_t>::max() / kPointerSi
 uint32_t StorageLengthFor(uint32_t count)
 {
     return count > kMaxCount ? std::numeric_limits<uint32_t>::max() : count * kPointerSize;
+}
+
+/// Two sorted stretches, one behind the other. What a comparison sees is always in the list.
+void MergeInPlace(VLR_Object** first, VLR_Object** middle, VLR_Object** last, const VLR_ObjectComparator& isLess)
+{
+    if (first == middle || middle == last)
+        return;
+    if (last - first == 2) {
+        if (isLess(*middle, *first))
+            std::swap(*first, *middle);
+        return;
+    }
+    const bool isFirstLonger = middle - first > last - middle;
+    VLR_Object** leftCut = first + (middle - first) / 2;
+    VLR_Object** rightCut = middle + (last - middle) / 2;
+    if (isFirstLonger)
+        rightCut = std::lower_bound(middle, last, *leftCut, isLess);
+    else
+        leftCut = std::upper_bound(first, middle, *rightCut, isLess);
+    VLR_Object** const newMiddle = std::rotate(leftCut, middle, rightCut);
+    MergeInPlace(first, leftCut, newMiddle, isLess);
+    MergeInPlace(newMiddle, rightCut, last, isLess);
+}
+
+/// Stable, without any memory.
+void SortInPlace(VLR_Object** first, VLR_Object** last, const VLR_ObjectComparator& isLess)
+{
+    if (last - first < 2)
+        return;
+    VLR_Object** const middle = first + (last - first) / 2;
+    SortInPlace(first, middle, isLess);
+    SortInPlace(middle, last, isLess);
+    MergeInPlace(first, middle, last, isLess);
 }
 
 } // namespace
@@ -196,9 +231,15 @@ VLR_String VLR_ObjectArray::ComponentsJoinedByString(const VLR_String& separator
 
 void VLR_ObjectArray::Sort(const VLR_Comparator& comparator)
 {
-    std::vector<VLR_Object*> sorted(Base(), Base() + count); // a comparison may fail half way
-    std::stable_sort(sorted.begin(), sorted.end(), VLR_ObjectComparator(comparator));
-    std::copy(sorted.begin(), sorted.end(), Elements());
+    const VLR_ObjectComparator isLess(comparator);
+    const std::unique_ptr<VLR_Object*[]> sorted(new (std::nothrow) VLR_Object*[count]);
+    if (!sorted) {
+        SortInPlace(Elements(), Elements() + count, isLess);
+        return;
+    }
+    std::copy_n(Base(), count, sorted.get()); // a comparison may fail half way
+    std::stable_sort(sorted.get(), sorted.get() + count, isLess);
+    std::copy_n(sorted.get(), count, Elements());
 }
 
 void VLR_ObjectArray::Reorder(const std::vector<uint32_t>& order)

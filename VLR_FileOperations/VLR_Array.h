@@ -63,7 +63,9 @@ public:
     /// A number that differs after each change of the list, for indexes of it.
     uint64_t Changes() const { return changes; }
 
-    /// Stable. The comparator must be a strict weak ordering; if it raises, the order stays as it was.
+    /// Stable. The comparator must be a strict weak ordering; if it raises, the order stays as it was. Where there is no
+    /// memory for a second list of pointers it takes longer, O(n log^2 n), and a comparator that raises leaves all
+    /// elements in some order.
     void Sort(const VLR_Comparator& comparator);
 
     static constexpr uint32_t kNotFound = 0xFFFFFFFF;

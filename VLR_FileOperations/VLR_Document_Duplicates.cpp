@@ -26,11 +26,9 @@ uint32_t VLR_Document::RemoveDuplicates()
 {
     const uint32_t duplicates = LatchDuplicates(/*verbose=*/false);
     const VLR_Array<VLR_PasswordData>& latched = select.Latch();
-    for (uint32_t i = 0; i < latched.Count(); ++i)
-        ListAsDeleted(*latched.ObjectAtIndex(i));
-    recordList.RemoveObjects(latched); // the latch holds them meanwhile
-    viewableList.RemoveObjects(latched);
-    deletionList.RemoveAll(); // the entries just made and all older ones
+    viewableList.RemoveObjects(latched); // first, as the next find brings back what memory failed for half way
+    recordList.RemoveObjects(latched);
+    deletionList.RemoveAll(); // the older entries too, so that none need be made for these records
     select.DeselectAll();
     select.ResetLatch();
     return duplicates;

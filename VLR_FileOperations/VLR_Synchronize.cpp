@@ -185,7 +185,7 @@ private:
 
 void VLR_Synchronize::MergePCWithHH()
 {
-    Records removedFromHH; // here, because representations and index refer to their texts to the end
+    Records removed; // here, because representations and index refer to their texts to the end
     StVLR_TextRepresentations whileComparing;
     KeepComparedTexts(hh.recordList, whileComparing);
     KeepComparedTexts(pc.recordList, whileComparing);
@@ -195,13 +195,12 @@ void VLR_Synchronize::MergePCWithHH()
 
     // hh first and to its end: the second pass sees what this one has added to pc and removed from hh. What it has
     // removed may stay in the index of hh: pc has no record of that identity, and so nobody asks for it.
-    removedFromHH = MergeSide(hhRecords, pcRecords, deletions, hhDeleted, hhToPcCopied);
-    MergeSide(pcRecords, hhRecords, deletions, pcDeleted, pcToHhCopied);
+    MergeSide(hhRecords, pcRecords, deletions, { hhDeleted, hhToPcCopied, removed });
+    MergeSide(pcRecords, hhRecords, deletions, { pcDeleted, pcToHhCopied, removed });
 }
 
-/// Answers the records that it has removed from `side`.
-VLR_Synchronize::Records VLR_Synchronize::MergeSide(IndexedRecords& side, IndexedRecords& other,
-    const IndexedDeletions& otherDeletions, uint32_t& deleted, uint32_t& copied)
+void VLR_Synchronize::MergeSide(
+    IndexedRecords& side, IndexedRecords& other, const IndexedDeletions& otherDeletions, const PassResult& result)
 {
     const auto fateOf = [&](const VLR_PasswordData& record, uint64_t hash) {
         const VLR_Object* const match = other.Find(record, hash);
@@ -223,16 +222,16 @@ VLR_Synchronize::Records VLR_Synchronize::MergeSide(IndexedRecords& side, Indexe
             break;
         case RecordFate::New:
             other.Append(record);
-            ++copied;
+            ++result.copied;
             break;
         case RecordFate::DeletedThere:
             removals.AppendObject(record);
-            ++deleted;
+            ++result.deleted;
             break;
         }
     }
+    result.removed.AppendObjectsFrom(removals);
     side.RemoveFromList(removals);
-    return removals;
 }
 
 bool VLR_Synchronize::FindRecordByUUID(const VLR_PasswordData& record, const Records& records, VLR_PasswordData*& found)

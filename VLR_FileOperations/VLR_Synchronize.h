@@ -62,8 +62,13 @@ private:
     void MergePCWithHH();
     class IndexedRecords;
     class IndexedDeletions;
-    Records MergeSide(IndexedRecords& side, IndexedRecords& other, const IndexedDeletions& otherDeletions,
-        uint32_t& deleted, uint32_t& copied);
+    struct PassResult {
+        uint32_t& deleted;
+        uint32_t& copied;
+        Records& removed; // holds the records of both passes, before a list lets them go
+    };
+    void MergeSide(
+        IndexedRecords& side, IndexedRecords& other, const IndexedDeletions& otherDeletions, const PassResult& result);
 
     /// The first record of `records` with this record's UUID goes into `found`, which stays as it is if there is none.
     static bool FindRecordByUUID(const VLR_PasswordData& record, const Records& records, VLR_PasswordData*& found);

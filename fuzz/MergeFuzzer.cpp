@@ -47,9 +47,16 @@ struct Counts {
 /// Texts that are equal exactly, caseless, canonically, or not at all though they look it.
 std::string pickedText(FuzzInput& input)
 {
+    static const std::string kLongText = [] { // of those for which a merge keeps more than the bytes
+        std::string text;
+        while (text.size() < 70)
+            text += "\xD1\x8F";
+        return text;
+    }();
     static const std::string kTexts[] = { "", "a", "A", "b", "B", "\xC3\xA9", "e\xCC\x81", "\xC3\x89", "ss", "\xC3\x9F",
         "SS", "K", "\xE2\x84\xAA", "k", "\xFF", "\xFE", "\xED\xB3\xBF", "\xCE\xB1\xCD\x85", "\xE1\xBE\xB3",
-        "\xCE\x91\xCE\x99", "00000001-1234-4ABC-8DEF-0123456789AB", "00000001-1234-4abc-8def-0123456789ab" };
+        "\xCE\x91\xCE\x99", kLongText, "\xC3\x89" + kLongText, "\xC3\xA9" + kLongText,
+        "00000001-1234-4ABC-8DEF-0123456789AB", "00000001-1234-4abc-8def-0123456789ab" };
     const uint32_t choice = input.below(static_cast<uint32_t>(std::size(kTexts)) + 8);
     return choice < std::size(kTexts) ? kTexts[choice] : input.bytes(input.below(6));
 }

@@ -89,6 +89,40 @@ TEST_F(ShortageOfMemory, ASortThatFailsLeavesTheListAsItWas)
         });
 }
 
+TEST_F(ShortageOfMemory, ASortNeedsNone)
+{
+    VLR_Array<VLR_String> texts;
+    VLR_Array<VLR_String> expected;
+    for (unsigned int i = 0; i < 300; ++i) { // equal but for the case, so that the order of equals is seen
+        const unsigned int key = i * 7919 % 40;
+        const std::string text { static_cast<char>((i % 2 == 0 ? 'A' : 'a') + key % 26),
+            static_cast<char>('0' + key / 26) };
+        texts.AppendObject(new VLR_String(S(text)));
+        expected.AppendObject(new VLR_String(S(text)));
+    }
+    expected.Sort(VLR_StringComparatorCaseInsensitive());
+    EXPECT_TRUE(worksWith(0, [&] { texts.Sort(VLR_StringComparatorCaseInsensitive()); }));
+    EXPECT_EQ(str(texts.ComponentsJoinedByString(S(" "))), str(expected.ComponentsJoinedByString(S(" "))));
+}
+
+TEST_F(ShortageOfMemory, NoRecordIsDroppedByHalf)
+{
+    std::unique_ptr<VLR_Document> vault;
+    withEachRoom(
+        [&] {
+            vault = std::make_unique<VLR_Document>(VLR_DocumentReadDecrypted);
+            vault->ChangePassword(S("open sesame"));
+            for (const char* const uuid : { "A", "B", "C" })
+                add(*vault, uuid);
+        },
+        [&] { vault->RemoveDuplicates(); },
+        [&](bool worked) {
+            EXPECT_EQ(vault->deletionList.Count(), 0u);
+            EXPECT_LE(vault->viewableList.Count(), vault->recordList.Count());
+            EXPECT_EQ(vault->recordList.Count(), worked ? 1u : 3u);
+        });
+}
+
 TEST_F(ShortageOfMemory, AnEditChangesTextAndIdentityOrNothing)
 {
     VLR_PasswordData* record = nullptr;

@@ -1,6 +1,9 @@
 #include "VLR_Synchronize.h"
 #include "CoreFixture.h"
+#include "ScarceMemory.h"
 #include "VLR_System.h"
+
+#include <new>
 
 namespace {
 
@@ -114,6 +117,35 @@ TEST_F(Merge, RecordsAndDeletionsAreShared)
     EXPECT_EQ(hh.deletionList.ObjectAtIndex(0), pc.deletionList.ObjectAtIndex(0));
     EXPECT_EQ(pc.deletionList.ObjectAtIndex(0)->checksum, 1); // hh's stands first
     EXPECT_EQ(gSystemRepresentationLeakDetector, 0u);
+}
+
+/// A text above 64 bytes that is not ASCII gets a representation for the merge, which is given back before its record
+/// goes, also where memory runs out half way.
+TEST_F(Merge, LongTextsOutliveTheirRecords)
+{
+    std::string category;
+    for (int i = 0; i < 40; ++i)
+        category += "\xD1\x8F";
+    const struct {
+        std::string hh, pc;
+    } kCases[] = { { "-U", "U/" + category }, { "U/" + category, "-U" }, { "U/" + category + " -V", "V/" + category } };
+    for (const auto& c : kCases) {
+        bool worked = false;
+        for (std::size_t room = 0; !worked; ++room) {
+            prepare();
+            fill(hh, c.hh);
+            fill(pc, c.pc);
+            ScarceMemory::left = room;
+            try {
+                const VLR_Synchronize merge(hh, pc, VLR_SyncMerge);
+                worked = true;
+            } catch (const std::bad_alloc&) {
+                worked = false;
+            }
+            ScarceMemory::left = SIZE_MAX;
+            EXPECT_EQ(gSystemRepresentationLeakDetector, 0u) << c.hh << " | " << c.pc << ", " << room;
+        }
+    }
 }
 
 TEST_F(Merge, OverwritingTakesOneSide)
