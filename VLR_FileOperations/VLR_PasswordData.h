@@ -178,7 +178,7 @@ public:
     /// Rewrites the references to this record's title, in all records of the document, to a title that it is about to
     /// get, and with `applyTitle` sets it. A rewritten record is an edited one. Titles match caseless here. Where the
     /// new title holds the old one, each field is rewritten once. One in which rewriting makes the old reference anew
-    /// is rewritten until it is gone, or 1,000 times without becoming shorter, or has grown beyond 16 MiB.
+    /// is rewritten until it is gone; a renaming ends once 32 MiB were rewritten again.
     /// Raises: what the setters raise, with the records before it rewritten.
     void UpdateReverseReferencesToNewTitle(const VLR_String& newTitle, bool applyTitle);
 

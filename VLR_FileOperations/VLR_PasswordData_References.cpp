@@ -15,7 +15,7 @@ constexpr char kTitlePlace[] = "%@";
 // No text that people write comes near these; they end what would take for ever or fill the memory.
 constexpr uint64_t kLongestField = 1u << 24; // bytes of one text
 constexpr uint64_t kMostWork = 1u << 29; // bytes looked at in one resolution
-constexpr uint32_t kMostRewrites = 1000; // of one field in one renaming that do not make it shorter
+constexpr uint64_t kMostRewriting = 1u << 25; // bytes of fields rewritten again in one renaming
 
 constexpr uint32_t kShortestReference = 5; // "[:", a letter, ":]"
 
@@ -148,20 +148,15 @@ public:
     {
     }
 
-    void Rewrite(
-        VLR_PasswordData& record, const VLR_String& field, void (VLR_PasswordData::*set)(const VLR_String&)) const
+    void Rewrite(VLR_PasswordData& record, const VLR_String& field, void (VLR_PasswordData::*set)(const VLR_String&))
     {
         VLR_String text(field);
-        uint32_t roundsThatDidNotShorten = 0;
-        while (text.Contains(oldReference)) {
-            const uint32_t lengthBefore = text.Length();
+        for (bool again = false; text.Contains(oldReference); again = true) {
+            if (again && (onceIsEnough || (rewrittenAgain += text.Length()) > kMostRewriting))
+                return;
             text.ReplaceAll(oldReference, newReference);
             (record.*set)(text);
             record.SetChangedSinceSync(1);
-            const bool isShorter = text.Length() < lengthBefore;
-            if (onceIsEnough
-                || (!isShorter && (++roundsThatDidNotShorten == kMostRewrites || text.Length() > kLongestField)))
-                return;
         }
     }
 
@@ -170,6 +165,7 @@ private:
     const VLR_String& newReference;
     const bool onceIsEnough;
     const StVLR_AutoSystemRepresentation whileSearching;
+    uint64_t rewrittenAgain = 0; // bytes
 };
 
 } // namespace
@@ -193,7 +189,7 @@ void VLR_PasswordData::UpdateReverseReferencesToNewTitle(const VLR_String& newTi
     const VLR_String title(newTitle); // it may be a field that changes on the way
     const VLR_String oldReference = FormattedReferenceTo(Title());
     const VLR_String newReference = FormattedReferenceTo(title);
-    const ReferenceRewriter rewriter(oldReference, newReference);
+    ReferenceRewriter rewriter(oldReference, newReference);
     const VLR_Array<VLR_PasswordData>& records = document_->recordList;
     for (uint32_t i = 0; i < records.Count(); ++i) {
         VLR_PasswordData& record = *records.ObjectAtIndex(i);

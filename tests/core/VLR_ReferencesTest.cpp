@@ -154,6 +154,19 @@ TEST_F(References, ARewritingThatEndsByItselfIsNotCutShort)
     fill({ { "x[:y:]", nested.c_str(), "" } });
     at(0).UpdateReverseReferencesToNewTitle(S("y"), /*applyTitle=*/false);
     EXPECT_EQ(str(at(0).Username()), "[:y:]");
+
+    const std::string ofOneLength = "[:b:]zz:]" + times(1500, "zz:]"); // each rewriting makes one reference more
+    fill({ { "b:]zz", ofOneLength.c_str(), "" } });
+    at(0).UpdateReverseReferencesToNewTitle(S("yy[:b"), /*applyTitle=*/false);
+    EXPECT_FALSE(at(0).Username().Contains(S("[:b:]zz:]")));
+}
+
+TEST_F(References, ARewritingWithoutEndEnds)
+{
+    const std::string field = "[:A:][:A:][:B:]" + std::string(500000, 'z');
+    fill({ { "A:][:B", field.c_str(), "" } }); // AB becomes BBAA: there is always one more, and the text grows
+    at(0).UpdateReverseReferencesToNewTitle(S("B:][:B:][:A:][:A"), /*applyTitle=*/false);
+    EXPECT_TRUE(at(0).Username().Contains(S("[:A:][:B:]")));
 }
 
 } // namespace
