@@ -200,10 +200,7 @@ void VLR_MemoryBlock::AppendByte(unsigned char value)
 void VLR_MemoryBlock::Append(const void* source, uint32_t n)
 {
     const uint32_t oldLength = length;
-    if (n > capacity - oldLength || IsBorrowed() || n == 0)
-        Resize(AddLengths(oldLength, n));
-    else
-        length += n; // as a rule there is room; the guards are looked at when the storage changes or goes
+    Resize(AddLengths(oldLength, n));
     if (n > 0)
         VLR_System::MemCopy(bytes + oldLength, source, n);
 }

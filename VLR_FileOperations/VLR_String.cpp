@@ -170,7 +170,7 @@ uint32_t VLR_String::FindAllRanges(const VLR_String& search, VLR_PodBlock<VLR_Ra
         if (found == kVLR_RangeNotFound)
             return ranges.Count();
         if (ranges.Length() == ranges.Capacity())
-            ranges.Reserve(ranges.Length() * 2);
+            ranges.ReserveForAppend(ranges.Length());
         ranges.Append(&found, sizeof found);
         // Folding may make a match longer or shorter than what is searched for; matches never overlap.
         next = std::min(total, found.location + std::max(n, found.length));

@@ -55,7 +55,8 @@ VLR_Range SysToVLR(const NSRange& range);
 /// The platform's number for an encoding. Raises: VLR_System::kUnknownEncoding.
 uint32_t VLRToSysConversionType(VLR_CharacterSetType set);
 
-/// Replaces the file at one stroke. False if it could not be replaced; the old one stands.
+/// Replaces the file at one stroke. False if it could not be replaced; the old one stands. A signal that ends the program
+/// interrupts it (Interrupted), where the program notes signals.
 bool VLRWriteToFile(const VLR_MemoryBlock& block, const std::string& path);
 
 /// False if the file can't be opened, is no regular file or above `largest` bytes (the block stays as it was), or if it

@@ -127,5 +127,5 @@ void VLR_System::Log(const char* text, const VLR_String& value)
     if (!line.empty())
         line += ' ';
     line.append(reinterpret_cast<const char*>(value.Bytes()), value.Length());
-    NSLog(line);
+    NSLog(line.c_str()); // a line ends at a zero byte
 }

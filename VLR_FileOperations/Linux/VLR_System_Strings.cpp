@@ -47,7 +47,7 @@ int32_t SignOf(std::strong_ordering order)
 /// is one.
 class KeyReader {
 public:
-    /// `start` bytes of ASCII come before.
+    /// Without a representation `start` bytes of ASCII are left out.
     KeyReader(const VLR_String& text, uint32_t start, VLR_StringComparisonType type)
         : buffers(type)
         , stretches(text, text.systemRepresentation == nullptr ? start : text.Length(), buffers)
@@ -55,7 +55,7 @@ public:
         if (text.systemRepresentation == nullptr)
             return;
         const auto* const cached = static_cast<const VLR_SystemRepresentation*>(text.systemRepresentation);
-        left = std::span<const char32_t>(cached->Key(type).codePoints).subspan(start); // ASCII has a code point a byte
+        left = cached->Key(type).codePoints;
     }
 
     /// False at the end.
@@ -127,6 +127,8 @@ void AddAsUTF8(char32_t codePoint, VLR_SipHash& hash)
 
 int32_t VLR_System::CompareStrings(const VLR_String& a, const VLR_String& b, VLR_StringComparisonType type)
 {
+    if (a.systemRepresentation != nullptr || b.systemRepresentation != nullptr)
+        return CompareFrom(a, b, 0, type); // what is kept stands for its text, also where bytes were appended since
     if (HasSameBytes(a, b))
         return 0;
     // In a key each ASCII character stands for itself and no other changes places with it, whatever follows. So the

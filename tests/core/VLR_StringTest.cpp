@@ -263,6 +263,11 @@ TEST(VLR_String, RepresentationIsMadeOnceByNestedGuards)
         text.Append("d", 1); // survives, and the next search does not see it
         EXPECT_EQ(text.systemRepresentation, made);
         EXPECT_FALSE(text.Contains(S("d")));
+        text.Append("\u00E9", 2); // nor does a comparison
+        const VLR_String before = S("abc");
+        const VLR_String smaller = S("abb\u00E9");
+        EXPECT_EQ(text.Compare(&before), 0);
+        EXPECT_LT(smaller.Compare(&text), 0);
         text = S("new"); // goes with an assignment
         EXPECT_EQ(text.systemRepresentation, nullptr);
     }
