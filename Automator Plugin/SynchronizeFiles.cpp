@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -40,11 +41,13 @@ std::string filled(const std::string& pattern, const char* placeholder, const st
 
 /// Name: the code. Reason: the place where it was raised; the message has gone to the log.
 NSException platformException(const VLR_Exception& exception)
-{
+try {
     char numbers[64];
     std::snprintf(numbers, sizeof numbers, " (%d:0x%x)", exception.line, static_cast<unsigned int>(exception.code));
     return NSException(std::to_string(exception.code),
         VLRToSys(VLR_Utility::LastPathComponent(exception.file)) + ":" + VLRToSys(exception.function) + numbers);
+} catch (const VLR_Exception&) {
+    throw std::bad_alloc(); // there is no memory for the reason either
 }
 
 VLR_ForeignBytes bytesOf(const VLR_MemoryBlock& block)
@@ -134,9 +137,9 @@ void SynchronizeFiles::synchronize(const Pair& pair)
     // The records of both documents borrow from both.
     NSFileManager& files = host.conduit.files;
     const std::optional<NSData> firstBytes = files.dataWithContentsOfFile(pair.first.path());
+    const std::optional<NSData> secondBytes = files.dataWithContentsOfFile(pair.second.path());
     VLR_MemoryBlock firstBlock;
     SysToVLR(firstBytes, firstBlock);
-    const std::optional<NSData> secondBytes = files.dataWithContentsOfFile(pair.second.path());
     VLR_MemoryBlock secondBlock;
     SysToVLR(secondBytes, secondBlock);
     VLR_MemoryStream firstStream(firstBlock);

@@ -130,7 +130,7 @@ void ConduitSynchronizeSender::sendStartSynchronizationEvent()
         return;
     AppleEvent reply;
     std::size_t size = 0;
-    raiseUnlessZero(services_.events.AESend(event, reply), kStartNotSent);
+    raiseUnlessZero(services_.events.AESend(event, reply, kReplyWithoutInteraction), kStartNotSent);
     raiseUnlessZero(AESizeOfParam(reply, keyDirectObject, size), kBadResponse);
     raiseUnlessZero(AEGetParamPtr(reply, keyDirectObject, sendEndSynchronization_), kNoBoolean);
 }
@@ -141,7 +141,7 @@ void ConduitSynchronizeSender::sendStopSynchronizationEvent()
     if (!createSynchronizationEvent(event, ConduitEvents::kStop))
         return; // an application that has ended meanwhile needs no stop
     AppleEvent reply; // not read
-    raiseUnlessZero(services_.events.AESend(event, reply), kStopNotSent);
+    raiseUnlessZero(services_.events.AESend(event, reply, kReplyWithoutInteraction), kStopNotSent);
 }
 
 void ConduitSynchronizeSender::lockDocument()

@@ -1,5 +1,7 @@
 #include "DocumentLock.h"
 
+#include "NSPathUtilities.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -26,8 +28,7 @@ DocumentLock::Path DocumentLock::lockPath(const Path& path)
 {
     if (!path)
         return std::nullopt;
-    const std::size_t name = path->rfind('/') + 1; // 0 for a bare name
-    return path->substr(0, name) + "." + path->substr(name);
+    return stringByAppendingPathComponent(stringByDeletingLastPathComponent(*path), "." + lastPathComponent(*path));
 }
 
 const DocumentLock::Entry* DocumentLock::findWriteLockForDocument(const Path& path) const

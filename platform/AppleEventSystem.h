@@ -33,6 +33,9 @@ struct AESendOptions {
     bool operator==(const AESendOptions&) const = default;
 };
 
+inline constexpr AESendOptions kReplyWithoutInteraction { kAEWaitReply | kAENeverInteract, kAENormalPriority,
+    kAEDefaultTimeout };
+
 /// Finds running programs, and sends them events.
 class AppleEventSystem {
 public:

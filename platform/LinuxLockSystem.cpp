@@ -98,10 +98,12 @@ private:
         held_ = identityOf(folder_);
         if (!held_ || !makeNote())
             return false;
-        if (identityOf(path_) == held_)
+        const std::optional<Identity> standing = identityOf(path_);
+        if (standing == held_)
             return true;
+        const int reason = standing ? ENOENT : errno;
         calls_.unlinkAt(folder_, kLockNote); // the folder was being removed, and its old note was gone already
-        errno = ENOENT;
+        errno = reason;
         return false;
     }
 

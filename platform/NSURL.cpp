@@ -65,9 +65,10 @@ std::optional<std::string> unescaped(const std::string& text)
     return result;
 }
 
-std::string withoutSlashesAtEnd(std::string path)
+/// Without slashes at the end, nor dots that stand alone there: a folder's name comes last.
+std::string withoutEmptyEnd(std::string path)
 {
-    while (path.size() > 1 && path.back() == '/')
+    while (path.size() > 1 && (path.back() == '/' || path.ends_with("/.")))
         path.pop_back();
     return path;
 }
@@ -75,7 +76,7 @@ std::string withoutSlashesAtEnd(std::string path)
 } // namespace
 
 NSURL::NSURL(std::string path)
-    : path_(withoutSlashesAtEnd(std::move(path)))
+    : path_(withoutEmptyEnd(std::move(path)))
 {
 }
 

@@ -5,6 +5,7 @@
 #include "FilePaths.h"
 #include "HostServices.h"
 #include "Interruption.h"
+#include "LockHolder.h"
 #include "NSAutoreleasePool.h"
 #include "NSException.h"
 #include "NSLog.h"
@@ -15,11 +16,10 @@
 
 #include <csignal>
 #include <exception>
-#include <filesystem>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -132,8 +132,12 @@ public:
     }
     ~StTellOfBackups()
     {
-        for (const HostServices::BackedUp& file : services.backedUp())
-            complain(file.path + ": " + file.report);
+        try {
+            for (const HostServices::BackedUp& file : services.backedUp())
+                complain(file.path + ": " + file.report);
+        } catch (const std::bad_alloc&) {
+            return; // the backups are there, and there is no memory to tell of them
+        }
     }
     StTellOfBackups(const StTellOfBackups&) = delete;
     StTellOfBackups& operator=(const StTellOfBackups&) = delete;
@@ -174,8 +178,8 @@ void tellOfLocks(const std::vector<std::string>& paths)
 {
     for (const std::string& path : paths) {
         const std::string lock = *DocumentLock::lockPath(absolutePath(path));
-        std::error_code ignored;
-        if (std::filesystem::exists(std::filesystem::symlink_status(lock, ignored)))
+        const std::optional<LockHolder> holder = holderOfLock(lock);
+        if (holder && holder->isPlainLock) // anything else of that name is not to be broken
             complain(path + ": its lock is " + lock + "; if no program has the vault open, \"vellorin unlock " + path
                 + "\" breaks the lock");
     }

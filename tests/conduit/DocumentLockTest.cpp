@@ -23,7 +23,8 @@ TEST_F(DocumentLocks, LockStandsBesideTheDocumentUnderAHiddenName)
         { "/folder/a.file", "/folder/.a.file" },
         { "a", ".a" },
         { "/a", "/.a" },
-        { "f/", "f/." },
+        { "/folder/a/", "/folder/.a" },
+        { "/folder//a", "/folder/.a" },
         { "", "." },
         { std::nullopt, std::nullopt },
     };

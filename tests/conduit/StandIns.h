@@ -5,6 +5,8 @@
 #include "NSDistributedLock.h"
 #include "NSFileManager.h"
 
+#include <gtest/gtest.h>
+
 #include <set>
 #include <string>
 #include <vector>
@@ -16,6 +18,12 @@ public:
     std::optional<uint32_t> processID(const std::string&) override { return pid; }
     int16_t AESend(const AppleEvent& event, AppleEvent& reply) override
     {
+        ADD_FAILURE() << "sent without options";
+        return AESend(event, reply, AESendOptions());
+    }
+    int16_t AESend(const AppleEvent& event, AppleEvent& reply, const AESendOptions& options) override
+    {
+        EXPECT_EQ(options, (AESendOptions { 19, 0, -1 })); // waits for the reply, never interacts
         sent.push_back(event);
         reply = answer;
         return error;

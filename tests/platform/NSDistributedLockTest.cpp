@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <utility>
@@ -29,6 +30,14 @@ public:
             std::exchange(gRightAfterMkdir, nullptr)();
         return result;
     }
+    int statAt(int folder, const std::string& name, struct stat& status, int flags) override
+    {
+        if (!canLook)
+            errno = EIO;
+        return canLook ? FileSystemCalls::statAt(folder, name, status, flags) : -1;
+    }
+
+    bool canLook = true;
 };
 
 class LinuxLock : public ::testing::Test {
@@ -120,6 +129,10 @@ TEST_F(LinuxLock, ALockThatCantBeHeldIsNotLeftBehind)
     const bool isHeld = lock()->tryLock();
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_FALSE(isHeld);
+    EXPECT_EQ(folder.listing(), "");
+
+    calls.canLook = false; // nobody knows whether the folder that stands there is the one that was made
+    EXPECT_FALSE(lock()->tryLock());
     EXPECT_EQ(folder.listing(), "");
 }
 

@@ -31,6 +31,7 @@ TEST(NSURL, PathsBecomeWholeAndStayAsTheyAre)
         { "/a b/c.vlr", "/a b/c.vlr", "file:///a%20b/c.vlr" },
         { "/a/../b//c", "/a/../b//c", "file:///a/../b//c" }, // behind a link, `..` is another folder
         { "/a/b///", "/a/b", "file:///a/b" },
+        { "/a/b/.//.", "/a/b", "file:///a/b" },
         { "/", "/", "file:///" },
         { "", "", "file://" },
         { "c.vlr", here + "/c.vlr", "" },

@@ -17,8 +17,6 @@ constexpr int kSendLine = 1965;
 
 constexpr int kFurtherTries = 4;
 constexpr std::chrono::seconds kPauseAfterFailure { 2 };
-constexpr AESendOptions kReplyWithoutInteraction { kAEWaitReply | kAENeverInteract, kAENormalPriority,
-    kAEDefaultTimeout };
 
 void logSerialNumber(const ProcessSerialNumber& process)
 {
