@@ -14,6 +14,7 @@
 #include "SynchronizeFiles.h"
 #include "VLR_PooledMemory.h"
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -174,15 +175,13 @@ void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
 }
 
 /// The result asks for a program to be closed. Where it crashed there is none, and its lock has to be broken.
-void tellOfLocks(const std::vector<std::string>& paths)
+void tellOfLock(const std::string& path)
 {
-    for (const std::string& path : paths) {
-        const std::string lock = *DocumentLock::lockPath(absolutePath(path));
-        const std::optional<LockHolder> holder = holderOfLock(lock);
-        if (holder && holder->isPlainLock) // anything else of that name is not to be broken
-            complain(path + ": its lock is " + lock + "; if no program has the vault open, \"vellorin unlock " + path
-                + "\" breaks the lock");
-    }
+    const std::string lock = *DocumentLock::lockPath(absolutePath(path));
+    const std::optional<LockHolder> holder = holderOfLock(lock);
+    if (holder && holder->isPlainLock) // anything else of that name is not to be broken
+        complain(path + ": its lock is " + lock + "; if no program has the vault open, \"vellorin unlock " + path
+            + "\" breaks the lock");
 }
 
 int synchronize(const std::vector<std::string>& paths)
@@ -193,7 +192,7 @@ int synchronize(const std::vector<std::string>& paths)
     for (const HostServices::NotReplaced& file : services.notReplaced())
         complain(file.path + ": " + file.reason);
     if (result.find(kOpenByAnotherProgram) != std::string::npos)
-        tellOfLocks(paths);
+        std::for_each(paths.begin(), paths.end(), tellOfLock);
     if (!tell(result + '\n'))
         return kWrongUsageOrForeignFailure;
     if (result != SynchronizeFiles::kSuccess)

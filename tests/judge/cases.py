@@ -342,7 +342,7 @@ def large_pair(count: int, seed: int) -> Case:
     records: tuple[list[bytes], list[bytes]] = ([], [])
     deleted: tuple[list, list] = ([], [])
     for _ in range(count):
-        name, category, body = identity(chance), chance.choice(("", "Bank", "Büro", "Post")), chance.randbytes(304)
+        name, category, body = identity(chance), chance.choice(("", "Bank", "Büro", "Post", "Büro " * 16)), chance.randbytes(304)
         block = pdat(Record(uuid=name, category=category, body=body).block(None))
         fate = chance.random()
         here = chance.randrange(2)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <optional>
 #include <string_view>
 
@@ -62,9 +63,7 @@ std::string inWords(const std::string& actionFailure, const std::vector<std::str
     std::string holders;
     if (failure.starts_with(kOpenByAnotherProgram))
         std::for_each(paths.begin(), paths.end(), [&](const std::string& path) { holders += holderOf(path); });
-    for (const Words& known : kWords) {
-        if (failure.starts_with(known.begin))
-            return files + ": " + std::string(known.words) + holders;
-    }
-    return files + ": " + failure;
+    const auto* const known = std::find_if(
+        std::begin(kWords), std::end(kWords), [&](const Words& words) { return failure.starts_with(words.begin); });
+    return files + ": " + (known != std::end(kWords) ? std::string(known->words) + holders : failure);
 }

@@ -199,6 +199,7 @@ std::vector<std::string> backupsOf(const std::string& path)
     }
     std::sort(found.begin(), found.end());
     std::vector<std::string> backups;
+    backups.reserve(found.size());
     for (const auto& [seconds, nanoseconds, number, candidate] : found)
         backups.push_back(stringByAppendingPathComponent(folderOf(file), candidate));
     return backups;

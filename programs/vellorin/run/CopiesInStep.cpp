@@ -147,6 +147,7 @@ CopiesReport synchronizeTwo(
 CopiesSchedule scheduleFor(const std::vector<std::string>& paths, Journal& journal)
 {
     std::vector<NSData> copies;
+    copies.reserve(paths.size());
     for (const std::string& path : paths)
         copies.push_back(bytesOfFile(path));
     const std::size_t count = paths.size();
