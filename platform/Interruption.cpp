@@ -1,9 +1,11 @@
 #include "Interruption.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <limits>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -63,7 +65,8 @@ void sleepUnlessInterrupted(std::chrono::milliseconds duration)
 {
     throwIfInterrupted();
     pollfd waitFor { gDescriptor, POLLIN, 0 };
-    ::poll(&waitFor, 1, static_cast<int>(duration.count()));
+    constexpr std::chrono::milliseconds kLongest { std::numeric_limits<int>::max() };
+    ::poll(&waitFor, 1, static_cast<int>(std::min(duration, kLongest).count()));
     throwIfInterrupted();
 }
 

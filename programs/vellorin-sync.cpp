@@ -9,19 +9,24 @@
 #include "NSAutoreleasePool.h"
 #include "NSException.h"
 #include "NSLog.h"
+#include "NSPathUtilities.h"
 #include "Sandbox.h"
 #include "StandardDescriptors.h"
 #include "SynchronizeFiles.h"
 #include "VLR_PooledMemory.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <new>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
@@ -174,11 +179,22 @@ void confineToFoldersOf([[maybe_unused]] const std::vector<std::string>& paths)
 #endif
 }
 
-/// The result asks for a program to be closed. Where it crashed there is none, and its lock has to be broken.
+/// 0 if there is none.
+int reasonAgainstWritingIn(const std::string& folder)
+{
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
+/// The result asks for a program to be closed. Where it crashed there is none, and its lock has to be broken. Where no
+/// lock could be made the result is the same.
 void tellOfLock(const std::string& path)
 {
     const std::string lock = *DocumentLock::lockPath(absolutePath(path));
     const std::optional<LockHolder> holder = holderOfLock(lock);
+    const int reason
+        = !holder && errno != ENOENT ? errno : reasonAgainstWritingIn(stringByDeletingLastPathComponent(lock));
+    if (!holder && reason != 0)
+        complain(path + ": its lock " + lock + " can't be made: " + std::strerror(reason));
     if (holder && holder->isPlainLock) // anything else of that name is not to be broken
         complain(path + ": its lock is " + lock + "; if no program has the vault open, \"vellorin unlock " + path
             + "\" breaks the lock");

@@ -122,9 +122,14 @@ void SysToVLR(const std::optional<NSData>& data, VLR_MemoryBlock& block)
 {
     if (!data)
         RaiseBadClass("NSData");
-    if (data->length() > UINT32_MAX)
+    SysToVLR(*data, block);
+}
+
+void SysToVLR(const NSData& data, VLR_MemoryBlock& block)
+{
+    if (data.length() > UINT32_MAX)
         VLR_RAISE(VLR_System::kCantAllocate);
-    block.Borrow(data->bytes(), static_cast<uint32_t>(data->length()));
+    block.Borrow(data.bytes(), static_cast<uint32_t>(data.length()));
 }
 
 CGRect VLRToSys(const VLR_Rect& rect)

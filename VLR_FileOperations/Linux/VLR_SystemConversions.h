@@ -37,6 +37,8 @@ VLR_MemoryBlock SysToVLR(const std::optional<NSData>& data);
 
 /// Lets `block` borrow the data's bytes, which `data` has to keep for it (VLR_MemoryBlock::Borrow).
 void SysToVLR(const std::optional<NSData>& data, VLR_MemoryBlock& block);
+void SysToVLR(const NSData& data, VLR_MemoryBlock& block);
+void SysToVLR(NSData&& data, VLR_MemoryBlock& block) = delete; // it would be gone before the block
 
 CGRect VLRToSys(const VLR_Rect& rect);
 

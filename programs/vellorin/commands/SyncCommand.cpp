@@ -59,10 +59,17 @@ public:
 private:
     int runForPeople(const SyncOptions& options, Journal& journal, Console& console)
     {
-        const CopiesReport report = synchronizeCopies(paths, options, journal, console);
-        noteWork(report, console);
-        printReport(report, console);
-        return statusOf(report);
+        try {
+            const CopiesReport report = synchronizeCopies(paths, options, journal, console);
+            noteWork(report, console);
+            printReport(report, console);
+            return statusOf(report);
+        } catch (const CopiesFailure& failure) {
+            console.workIsDone();
+            for (const SyncReport& run : failure.done.runs)
+                printReport(run, console);
+            throw;
+        }
     }
 
     int runForPrograms(const SyncOptions& options, Journal& journal, Console& console)
@@ -74,6 +81,11 @@ private:
             document.update(jsonOf(report));
             printJson(console, document);
             return statusOf(report);
+        } catch (const CopiesFailure& failure) {
+            console.workIsDone();
+            document.update(jsonOf(failure.done));
+            printJson(console, document);
+            throw;
         } catch (const GuardRefusal& refusal) {
             document["paths"] = jsonOfPaths(paths);
             document["refused"] = jsonOf(refusal.objection);

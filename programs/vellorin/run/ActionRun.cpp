@@ -22,6 +22,8 @@ void endSenders(NSAutoreleasePool& senders, Console& console)
         senders.drain();
     } catch (const std::exception& exception) {
         console.complainOf(exception);
+    } catch (const Interrupted&) {
+        return; // a further signal: it stays noted, and ends the program behind all that is still to be given back
     }
 }
 

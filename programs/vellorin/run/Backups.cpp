@@ -163,6 +163,8 @@ void Backups::prune()
             pruneBackups(made.path, most_, sparedAnd(made.path));
     } catch (const std::exception& exception) {
         console_.complainOf(exception, "older backups stay: ");
+    } catch (const Interrupted&) {
+        return; // until the next run
     }
 }
 

@@ -133,6 +133,24 @@ bool areInStep(const std::vector<std::string>& paths)
         [&](const std::string& path) { return differenceOf(first, readVault(path)).inStep; });
 }
 
+bool isDone(const SyncReport& run)
+{
+    return run.outcome == SyncReport::Outcome::Done;
+}
+
+/// The failure of a run, or of the look behind the last, as it is to be told once others are done.
+[[noreturn]] void failBehindRuns(CopiesReport report, std::size_t planned, std::string reason)
+{
+    constexpr std::string_view kNothingChanged = "; no file was changed";
+    if (reason.ends_with(kNothingChanged))
+        reason.replace(reason.size() - kNothingChanged.size(), kNothingChanged.size(), "; this run changed no file");
+    const auto done = static_cast<std::size_t>(std::count_if(report.runs.begin(), report.runs.end(), isDone));
+    report.equal = false;
+    throw CopiesFailure(std::move(report),
+        grouped(done) + " of " + counted(planned, "run", "runs")
+            + (done == 1 ? " is done and stands" : " are done and stand") + "; then: " + reason);
+}
+
 CopiesReport synchronizeTwo(
     const std::vector<std::string>& paths, const SyncOptions& options, Journal& journal, Console& console)
 {
@@ -183,14 +201,20 @@ CopiesReport synchronizeCopies(
         refuseUnlessAllowed(planned.objections, options.guards, console);
     options.batch = journal.newId();
     options.alsoSpared = paths;
-    for (std::size_t i = 0; i < schedule.runs.size(); ++i) {
-        const auto& [first, second] = schedule.runs[i];
-        console.progress("synchronising", i, schedule.runs.size());
-        report.runs.push_back(synchronizeFiles(paths[first], paths[second], options, journal, console));
-        for (const ReportedFile* const file : { &report.runs.back().first, &report.runs.back().second })
-            options.alsoSpared.push_back(file->backup); // undo takes back all the runs
+    try {
+        for (std::size_t i = 0; i < schedule.runs.size(); ++i) {
+            const auto& [first, second] = schedule.runs[i];
+            console.progress("synchronising", i, schedule.runs.size());
+            report.runs.push_back(synchronizeFiles(paths[first], paths[second], options, journal, console));
+            for (const ReportedFile* const file : { &report.runs.back().first, &report.runs.back().second })
+                options.alsoSpared.push_back(file->backup); // undo takes back all the runs
+        }
+        report.equal = areInStep(paths);
+    } catch (const CommandFailure& failure) {
+        if (std::none_of(report.runs.begin(), report.runs.end(), isDone))
+            throw;
+        failBehindRuns(std::move(report), schedule.runs.size(), failure.what());
     }
-    report.equal = areInStep(paths);
     return report;
 }
 

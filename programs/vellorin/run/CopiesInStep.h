@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ExitStatus.h"
 #include "SyncReport.h"
 #include "SyncRun.h"
 
@@ -34,8 +35,20 @@ struct CopiesReport {
     ExitStatus status() const;
 };
 
+/// A failure behind runs that are done and stand: kHalfWritten, with what they did.
+class CopiesFailure : public CommandFailure {
+public:
+    CopiesFailure(CopiesReport done, const std::string& message)
+        : CommandFailure(kHalfWritten, message)
+        , done(std::move(done))
+    {
+    }
+
+    const CopiesReport done;
+};
+
 /// Makes all copies equal, by as many runs as it takes. All guards are asked before the first run.
-/// Raises: as synchronizeFiles; runs before the one that failed are done.
+/// Raises: as synchronizeFiles; CopiesFailure once a run is done.
 CopiesReport synchronizeCopies(
     const std::vector<std::string>& paths, SyncOptions options, Journal& journal, Console& console);
 

@@ -69,8 +69,9 @@ private:
     std::map<std::string, std::string> found;
 };
 
-std::string foundUuid(
-    const std::string& path, const std::string& begin, const VaultContents& vault, const std::vector<JournalRun>& runs)
+/// Raises: CommandFailure (kRefused) with the name as `told`.
+std::string foundUuid(const std::string& told, const std::string& path, const std::string& begin,
+    const VaultContents& vault, const std::vector<JournalRun>& runs)
 {
     Candidates candidates(begin);
     for (const VaultRecord& record : vault.records)
@@ -78,10 +79,10 @@ std::string foundUuid(
     for (const VaultDeletion& deletion : vault.deletions)
         candidates.add(deletion.uuid);
     for (const JournalRun& run : runs) {
-        for (const auto& [deed, uuids] : deedsIn(*run.file(canonicalPath(path))))
+        for (const auto& [deed, uuids] : deedsIn(*run.file(path)))
             std::for_each(uuids->begin(), uuids->end(), [&](const std::string& uuid) { candidates.add(uuid); });
     }
-    return candidates.onlyOne(path);
+    return candidates.onlyOne(told);
 }
 
 bool holds(const std::vector<std::string>& uuids, const std::string& foldedUuid)
@@ -156,7 +157,7 @@ Explanation explain(const std::string& path, const std::string& uuid, const Jour
     const VaultContents vault = readVault(path);
     const std::string known = canonicalPath(path);
     std::vector<JournalRun> runs = journal.runsOf(known);
-    Explanation explanation { path, foundUuid(path, uuid, vault, runs), {}, {}, false };
+    Explanation explanation { path, foundUuid(path, known, uuid, vault, runs), {}, {}, false };
     const std::string key = DeletionSet::folded(explanation.uuid);
     std::reverse(runs.begin(), runs.end());
     for (const JournalRun& run : runs) {
@@ -180,7 +181,7 @@ void print(const Explanation& explanation, Console& console)
     std::string text
         = printable(explanation.uuid) + " " + presentState(explanation) + " (" + printable(explanation.path) + ")\n";
     for (const Explanation::Event& event : explanation.events)
-        text += event.time + "  " + event.command + ": " + wordsOf(event) + "\n";
+        text += event.time + "  " + printable(event.command) + ": " + wordsOf(event) + "\n";
     if (explanation.events.empty())
         text += "No run that the journal knows has brought, removed or doubled it.\n";
     console.data(text);

@@ -1,7 +1,6 @@
 #include "Journal.h"
 
 #include "ExitStatus.h"
-#include "FilePaths.h"
 #include "FileReplacement.h"
 #include "FileSteps.h"
 #include "JournalEntry.h"
@@ -251,10 +250,9 @@ void Journal::visit(const std::function<bool(const JournalRun&)>& isEnough) cons
 
 std::vector<JournalRun> Journal::runsOf(const std::string& path, std::size_t most) const
 {
-    const std::string known = canonicalPath(path);
     std::vector<JournalRun> runs;
     visit([&](const JournalRun& run) {
-        if (run.file(known) != nullptr && runs.size() < most)
+        if (run.file(path) != nullptr && runs.size() < most)
             runs.push_back(run);
         return runs.size() >= most;
     });

@@ -89,7 +89,8 @@ public:
     /// Shows the runs, newest first, until `isEnough` answers true.
     void visit(const std::function<bool(const JournalRun&)>& isEnough) const;
 
-    /// The runs in which this file took part, newest first; at most `most`. By path, links followed.
+    /// The runs in which the file of this canonical path took part, newest first; at most `most`. All of them know it:
+    /// the path is not looked up again, as a link or the file may come and go meanwhile.
     std::vector<JournalRun> runsOf(const std::string& path, std::size_t most = SIZE_MAX) const;
 
     /// The newest run of all, if any.

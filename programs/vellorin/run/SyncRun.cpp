@@ -83,7 +83,7 @@ private:
     void tellOfRunThatWasCutOff() const
     {
         for (const PlannedFile* const file : { &plan.first, &plan.second }) {
-            const std::vector<JournalRun> runs = journal.runsOf(file->path, 1);
+            const std::vector<JournalRun> runs = journal.runsOf(canonicalPath(file->path), 1);
             if (runs.empty() || !isLeftHalfDone(runs.front()))
                 continue;
             console.say(printable(file->path) + ": the run of " + runs.front().time()

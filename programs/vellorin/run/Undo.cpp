@@ -201,6 +201,7 @@ private:
     void replace()
     {
         const StStates notes(*this);
+        notes.begin();
         try {
             staged.commit();
         } catch (const FileChanged& changed) {
@@ -223,10 +224,6 @@ private:
         explicit StStates(Undoing& undoing)
             : undoing(undoing)
         {
-            for (JournalRun run : undoing.runs) {
-                run.state = State::UndoBegun;
-                undoing.journal.write(run);
-            }
         }
         ~StStates()
         {
@@ -237,6 +234,13 @@ private:
                 } catch (...) { // the files' hashes say the same
                     continue;
                 }
+            }
+        }
+        void begin() const
+        {
+            for (JournalRun run : undoing.runs) {
+                run.state = State::UndoBegun;
+                undoing.journal.write(run);
             }
         }
         StStates(const StStates&) = delete;

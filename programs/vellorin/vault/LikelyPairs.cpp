@@ -60,8 +60,9 @@ public:
     std::vector<VaultDifference::LikelyPair> pairs()
     {
         std::vector<VaultDifference::LikelyPair> result;
-        for (; !offers_.empty(); offers_.pop()) {
+        while (!offers_.empty()) {
             const Offer offer = offers_.top();
+            offers_.pop(); // now, as further ones come in
             if (isTaken(offer.first) || isTaken(offer.second))
                 continue;
             const Candidate& first = candidates_[offer.first];

@@ -73,7 +73,7 @@ std::vector<std::string> CopiesWatch::readable(const std::vector<std::string>& p
     return result;
 }
 
-/// Without paths if it failed.
+/// Without paths if it failed before anything was written.
 CopiesReport CopiesWatch::synchroniseReadable(const std::vector<std::string>& paths, WatchRound& round)
 {
     try {
@@ -83,6 +83,10 @@ CopiesReport CopiesWatch::synchroniseReadable(const std::vector<std::string>& pa
             note(round, kStillDiffer, kLookAtIt);
         round.status = std::max<int>(round.status, report.status());
         return report;
+    } catch (const CopiesFailure& failure) {
+        round.outcome = WatchSchedule::Outcome::StillDiffer;
+        note(round, failure.what(), failure.status());
+        return failure.done;
     } catch (const CommandFailure& failure) {
         if (failure.status() == kHalfWritten)
             round.outcome = WatchSchedule::Outcome::StillDiffer;

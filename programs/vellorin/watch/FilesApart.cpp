@@ -21,7 +21,7 @@ const std::set<std::string>& FilesApart::partnersOf(const std::string& vault)
     const auto [entry, isNew] = partners_.try_emplace(vault);
     if (!isNew)
         return entry->second;
-    for (const JournalRun& run : journal_.runsOf(vault)) {
+    for (const JournalRun& run : journal_.runsOf(canonicalPath(vault))) {
         if (run.command != "sync" && run.command != "watch")
             continue;
         for (const JournalFile& file : run.files)

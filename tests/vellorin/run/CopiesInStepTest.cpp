@@ -106,4 +106,25 @@ TEST_F(CopiesInStepTest, AGuardRefusesBeforeTheFirstRun)
         EXPECT_EQ(folder.read(std::to_string(i)), copies[i].bytes());
 }
 
+TEST_F(CopiesInStepTest, AFailureBehindARunSaysWhatStands)
+{
+    const std::vector<std::string> paths = written(kCases[1].copies);
+    const auto lock = partners.locks.lockWithPath(folder.path(".2"));
+    ASSERT_TRUE(lock->tryLock());
+    try {
+        synchronizeCopies(paths, options, journal, console);
+        FAIL() << "a locked copy was synchronised";
+    } catch (const CopiesFailure& failure) {
+        EXPECT_EQ(failure.status(), kHalfWritten);
+        EXPECT_TRUE(std::string(failure.what()).starts_with("1 of 3 runs is done and stands; then: "))
+            << failure.what();
+        EXPECT_TRUE(std::string(failure.what()).ends_with("; this run changed no file")) << failure.what();
+        EXPECT_EQ(failure.done.runs.size(), 1u);
+        EXPECT_FALSE(failure.done.equal);
+    }
+    lock->unlock();
+    EXPECT_EQ(stateOf(folder.read("0")).UUIDs(), (std::set<std::string> { "c", "1", "2" }));
+    EXPECT_TRUE(synchronizeCopies(paths, options, journal, console).equal);
+}
+
 } // namespace

@@ -1,10 +1,15 @@
 #include "SyncRun.h"
 
+#include "FilePaths.h"
+#include "Interruption.h"
 #include "NSAutoreleasePool.h"
 #include "RunFixture.h"
 #include "SyncPlan.h"
 #include "SyncProof.h"
 #include "Synchronisation.h"
+
+#include <csignal>
+#include <memory>
 
 namespace {
 
@@ -70,7 +75,7 @@ TEST_F(SyncRunTest, TheReportCountsWhatHappened)
             "1 record is removed from b.vlr because a.vlr deleted it",
             "1 record is removed from a.vlr because b.vlr deleted it",
             "1 record stands in another category on each side and stays twice" }));
-    const std::vector<JournalRun> runs = journal.runsOf(folder.path("a.vlr"));
+    const std::vector<JournalRun> runs = journal.runsOf(canonicalPath(folder.path("a.vlr")));
     ASSERT_EQ(runs.size(), 1u);
     EXPECT_EQ(runs[0].id, report.runId);
     EXPECT_EQ(runs[0].state, JournalRun::State::Done);
@@ -210,6 +215,17 @@ TEST_F(SyncRunTest, ADamagedVaultIsBackedUpEvenWithoutBackups)
     sync("a.vlr", "b.vlr");
     EXPECT_EQ(folder.read("a backup 1.vlr"), damaged);
     EXPECT_EQ(folder.listing(), "a backup 1.vlr a.vlr b.vlr");
+}
+
+/// As an application is told that it may have its file again.
+TEST_F(SyncRunTest, ASignalDuringTheEndOfSendersEndsNothingElse)
+{
+    struct Interrupting final : NSAutoreleased {
+        void dealloc() override { throw Interrupted(SIGTERM); }
+    };
+    NSAutoreleasePool senders;
+    NSAutoreleasePool::autorelease(std::make_shared<Interrupting>());
+    EXPECT_NO_THROW(endSenders(senders, console));
 }
 
 } // namespace

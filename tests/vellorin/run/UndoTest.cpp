@@ -122,7 +122,7 @@ TEST_F(UndoTest, TheBackupsOfOneCommandStayTogetherAndChangesBetweenItsRunsAreNo
     synchronizeCopies(paths, options, journal, console);
     EXPECT_EQ(takeBack({}, /*dryRun=*/true).files.size(), paths.size());
 
-    std::vector<JournalRun> runs = journal.runsOf(paths[0]);
+    std::vector<JournalRun> runs = journal.runsOf(canonicalPath(paths[0]));
     ASSERT_GT(runs.size(), 1u);
     const std::string hash = runs.back().files[0].hashAfter;
     ASSERT_EQ(runs.back().files[0].path, canonicalPath(paths[0]));

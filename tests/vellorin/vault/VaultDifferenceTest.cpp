@@ -74,6 +74,8 @@ const DifferenceCase kDifferences[] = {
         { { { "3", "", kX + kY + kY }, { "4", "", kX } } }, "A+0 A+1 B+0 B+1 pair0/0x6 pair1/1x3 same0" },
     { "two blocks and a part of one make none", { { { "1", "", kX.substr(0, 23) + "A" } } }, { { { "2", "", kX } } },
         "A+0 B+0 same0" },
+    { "as many pairs as there are", { { { "1", "", kX + "A" }, { "2", "", kX + "B" } } },
+        { { { "3", "", kX + "C" }, { "4", "", kX + "D" } } }, "A+0 A+1 B+0 B+1 pair0/1x3 pair1/0x3 same0" },
     { "each record in one pair", { { { "1", "", kX + kY } } }, { { { "2", "", kX + kY }, { "3", "", kX + kY } } },
         "A+0 B+0 B+1 pair0/0x6 same0" },
 };
