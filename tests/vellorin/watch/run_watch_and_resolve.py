@@ -135,6 +135,8 @@ def several_copies_and_a_backup(scene):
     assert titles_of(scene.path("vault.vlr")) == ["A", "B"]
     assert scene.names() == ["other.vlr", "vault backup 1.vlr", "vault backup 2.vlr", "vault.vlr"], scene.names()
     assert scene.run("resolve", "vault.vlr").stdout == "vault.vlr: has no copies\n"  # the backups are none
+    undone = scene.run("undo")
+    assert undone.returncode == 0 and "vlr isn't taken back; look for it in the trash\n" in undone.stdout, undone
 
 
 def files_that_are_kept_in_step_are_no_copies(scene):
