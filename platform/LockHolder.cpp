@@ -136,7 +136,11 @@ bool holdsNothingButNote(FileSystemCalls& calls, int folder)
     std::vector<std::string> names;
     if (calls.namesIn(folder, names) != 0)
         return false;
-    return names.empty() || (names.size() == 1 && names.front() == kLockNote);
+    if (names.empty())
+        return true;
+    struct stat status { };
+    return names.size() == 1 && names.front() == kLockNote
+        && calls.statAt(folder, kLockNote, status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
 }
 
 bool isSameProcess(const LockHolder& holder)

@@ -116,6 +116,11 @@ TEST_F(LockHolderTest, TellsLocksFromOtherThings)
     EXPECT_FALSE(isPlainLock(".bashrc"));
     std::filesystem::create_symlink(folder.path(".empty"), folder.path(".link"));
     EXPECT_FALSE(isPlainLock(".link"));
+    std::filesystem::create_directories(folder.path(".folder/holder"));
+    EXPECT_FALSE(isPlainLock(".folder"));
+    std::filesystem::create_directory(folder.path(".linked"));
+    std::filesystem::create_symlink(folder.path(".bashrc"), folder.path(".linked/holder"));
+    EXPECT_FALSE(isPlainLock(".linked"));
 }
 
 TEST_F(LockHolderTest, WaitsForNoNote)

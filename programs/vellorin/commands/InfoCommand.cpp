@@ -36,6 +36,13 @@ nlohmann::ordered_json jsonOfTime(std::time_t time)
     return time == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(utcTimeText(time));
 }
 
+/// What a failure says behind the path that it concerns.
+std::string withoutPath(const std::string& failure, const std::string& path)
+{
+    const std::string begin = path + ": ";
+    return failure.starts_with(begin) ? failure.substr(begin.size()) : failure;
+}
+
 std::string field(const std::string& name, const std::string& value)
 {
     return name + std::string(13 - name.size(), ' ') + value + "\n";
@@ -187,11 +194,13 @@ private:
         json.beginList("files");
         for (const Looked& looked : looked_) {
             json.beginObject();
-            json.member("path", jsonText(looked.path));
+            if (!contentOnly_)
+                json.member("path", jsonText(looked.path));
             if (looked.vault)
                 put(json, looked, numbers.at(looked.vault->referenceBuffer));
             else
-                json.member("error", jsonText(looked.failure));
+                json.member(
+                    "error", jsonText(contentOnly_ ? withoutPath(looked.failure, looked.path) : looked.failure));
             json.end();
         }
         json.finish();
@@ -211,7 +220,8 @@ private:
         json.end();
         json.member("deletionCount", vault.deletions.size());
         json.member("opened", jsonOfTime(timeOf(vault.openDate)));
-        json.member("modified", jsonOfTime(modificationTimeOf(looked.path)));
+        if (!contentOnly_)
+            json.member("modified", jsonOfTime(modificationTimeOf(looked.path)));
         json.member("sortField", vault.sortField);
         json.member("sortDescending", vault.sortDescending);
         json.member("size", vault.bytes().length());

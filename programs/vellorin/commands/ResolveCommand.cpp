@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "CopyResolver.h"
+#include "FilePaths.h"
 #include "FilesApart.h"
 #include "FinderServices.h"
 #include "Journal.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -53,6 +55,8 @@ public:
             "Nextcloud, Dropbox and Unison give are known. In a folder the vault is the file whose name is none of "
             "these; where several files hold one vault, name the one that is to stay. Numbered backups, links, files "
             "that are named too, and files that are kept in step with the vault by sync or watch are no copies.",
+            "A numbered backup, and a copy by its name beside the vault, are no vaults to merge copies into: to name "
+            "one is refused. So name the vault or its folder, and not FOLDER/*, which names the copies as well.",
             "A copy is read again after the merge, and goes only when the vault, as it lies on the disk by then, "
             "holds all of it. Where there is no trash the copy stays.",
         };
@@ -89,6 +93,15 @@ nlohmann::ordered_json jsonOf(const VaultCopy& copy, const ResolvedCopy& resolve
     json["message"] = resolved.message.empty() ? nlohmann::ordered_json() : jsonText(resolved.message);
     json["report"] = resolved.report ? jsonOf(*resolved.report) : nlohmann::ordered_json();
     return json;
+}
+
+/// A copy that several of the named files could take goes to the first of them.
+void leaveEachCopyToOne(std::vector<CopiesOfVault>& vaults)
+{
+    std::set<std::string> taken;
+    for (CopiesOfVault& vault : vaults)
+        std::erase_if(
+            vault.copies, [&](const VaultCopy& copy) { return !taken.insert(canonicalPath(copy.path)).second; });
 }
 
 int ResolveCommand::run(Console& console)
@@ -136,7 +149,8 @@ FoundCopies ResolveCommand::find(Console& console, const Journal& journal) const
             const std::string text = printable(path) + ": passed over: " + printable(why);
             matters ? console.complain(text) : console.detail(text);
         },
-        [&](const std::string& vault, const std::string& other) { return apart.contains(vault, other); });
+        [&](const std::string& path) { return apart.isNamed(path); },
+        [&](const std::string& vault, const std::string& other) { return apart.isKeptInStep(vault, other); });
     FoundCopies found;
     for (const std::string& path : paths_) {
         std::error_code ignored;
@@ -152,6 +166,7 @@ FoundCopies ResolveCommand::find(Console& console, const Journal& journal) const
         std::move(inFolder.vaults.begin(), inFolder.vaults.end(), std::back_inserter(found.vaults));
         std::move(inFolder.problems.begin(), inFolder.problems.end(), std::back_inserter(found.problems));
     }
+    leaveEachCopyToOne(found.vaults);
     return found;
 }
 

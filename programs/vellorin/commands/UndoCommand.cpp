@@ -23,6 +23,7 @@ public:
                 "All files of the run get back the bytes that they had before it, from their numbered backups and as "
                 "one unit. That is done only while nobody has changed any of them since: otherwise the change would "
                 "be lost.",
+                "Of a run of resolve the vault alone is taken back: the copy that was merged stays in the trash.",
                 "A further call takes back the run before.",
             },
             { { "vellorin undo", "take back the last run" }, { "vellorin undo --dry-run ~/vault.vlr", "ask first" } } };

@@ -194,6 +194,8 @@ CopiesReport synchronizeCopies(
     CopiesSchedule schedule = scheduleFor(paths, journal);
     CopiesReport report { paths, {}, schedule.endsEqual };
     if (options.dryRun) {
+        for (const SyncReport& planned : schedule.reports)
+            warnOfRefusals(planned.objections, options.guards, console);
         report.runs = std::move(schedule.reports);
         return report;
     }

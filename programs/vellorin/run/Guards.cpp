@@ -128,6 +128,16 @@ std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal
     return result;
 }
 
+void warnOfRefusals(const std::vector<Objection>& objections, const GuardOptions& options, Console& console)
+{
+    GuardOptions allowed = options;
+    for (const Objection& objection : objections) {
+        if (!allowance(objection.kind, allowed))
+            console.complain(printable("would be refused (" + nameOf(objection.kind) + "): " + objection.message
+                + ". To go on all the same: " + optionFor(objection.kind)));
+    }
+}
+
 void refuseUnlessAllowed(const std::vector<Objection>& objections, GuardOptions& options, Console& console)
 {
     for (const Objection& objection : objections) {

@@ -53,6 +53,9 @@ public:
 ///   save it later, and the clock of another machine may be slow.
 std::vector<Objection> objectionsTo(const SyncPlan& plan, const Journal& journal);
 
+/// Says which objections would refuse the planned run, as the refusal would say it.
+void warnOfRefusals(const std::vector<Objection>& objections, const GuardOptions& options, Console& console);
+
 /// Ends the command by the first objection that neither the options nor the user at a terminal wave aside. What the
 /// user has waved aside is in the options from then on. Raises: GuardRefusal. Throws Interrupted.
 void refuseUnlessAllowed(const std::vector<Objection>& objections, GuardOptions& options, Console& console);

@@ -198,8 +198,10 @@ SyncReport attempt(
         return report;
     }
     report.objections = objectionsTo(plan, journal);
-    if (options.dryRun)
+    if (options.dryRun) {
+        warnOfRefusals(report.objections, options.guards, console);
         return report;
+    }
     refuseUnlessAllowed(report.objections, options.guards, console);
     Attempt attempt(std::move(plan), options, journal, console);
     attempt.run(report);

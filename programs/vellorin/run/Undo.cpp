@@ -268,6 +268,22 @@ UndoReport undo(const std::vector<std::string>& paths, const UndoOptions& option
     return options.dryRun ? undoing.plan() : undoing.run();
 }
 
+namespace {
+
+/// A run of `resolve` has cleared away the copy that it merged, and that isn't taken back.
+std::string copiesInTrash(const JournalRun& run)
+{
+    std::string text;
+    for (const JournalFile& file : run.files) {
+        if (run.command == "resolve" && file.hashBefore == file.hashAfter
+            && !LinuxFileManager().fileExistsAtPath(file.path))
+            text += "  " + printable(file.path) + " isn't taken back; look for it in the trash\n";
+    }
+    return text;
+}
+
+} // namespace
+
 void printReport(const UndoReport& report, Console& console)
 {
     if (console.manner().quiet)
@@ -279,6 +295,8 @@ void printReport(const UndoReport& report, Console& console)
     for (const UndoneFile& file : report.files)
         text += "  " + printable(file.path)
             + (file.isOldAlready ? " is as it was before" : " from " + printable(file.backup)) + "\n";
+    for (const JournalRun& run : report.runs)
+        text += copiesInTrash(run);
     console.data(text);
 }
 

@@ -10,10 +10,14 @@ FilesApart::FilesApart(const std::vector<std::string>& named, const Journal& jou
         named_.insert(canonicalPath(path));
 }
 
-bool FilesApart::contains(const std::string& vault, const std::string& other)
+bool FilesApart::isNamed(const std::string& path) const
 {
-    const std::string path = canonicalPath(other);
-    return named_.contains(path) || partnersOf(vault).contains(path);
+    return named_.contains(canonicalPath(path));
+}
+
+bool FilesApart::isKeptInStep(const std::string& vault, const std::string& other)
+{
+    return partnersOf(vault).contains(canonicalPath(other));
 }
 
 const std::set<std::string>& FilesApart::partnersOf(const std::string& vault)

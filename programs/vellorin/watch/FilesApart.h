@@ -14,8 +14,10 @@ public:
     /// `journal` must outlive the object.
     FilesApart(const std::vector<std::string>& named, const Journal& journal);
 
+    bool isNamed(const std::string& path) const;
+
     /// Cost: the journal is read once for each vault.
-    bool contains(const std::string& vault, const std::string& other);
+    bool isKeptInStep(const std::string& vault, const std::string& other);
 
 private:
     const std::set<std::string>& partnersOf(const std::string& vault);

@@ -26,6 +26,7 @@ struct CopyFinder::VaultFile {
     uint64_t file = 0;
     std::optional<ConflictName> conflictName;
 
+    bool holdsSameVault(const VaultFile& other) const { return !isSameFile(other) && identity == other.identity; }
     bool isSameFile(const VaultFile& other) const { return device == other.device && file == other.file; }
 };
 
@@ -65,12 +66,23 @@ std::vector<fs::directory_entry> entriesOf(const std::string& folder)
     return entries;
 }
 
-std::string folderOfRealFile(const std::string& path)
+/// The path itself, and of a link that of the file that it leads to.
+std::string pathOfRealFile(const std::string& path)
 {
     std::error_code error;
-    if (!fs::is_symlink(path, error))
-        return folderOf(path);
-    return fs::canonical(path, error).parent_path().string();
+    return fs::is_symlink(path, error) ? fs::canonical(path, error).string() : path;
+}
+
+/// A backup is to stay as it is, and a file that is being written goes. A copy of either is no better.
+void refuseUnlessNameIsOfVault(const std::string& vault, const std::string& realName)
+{
+    const std::optional<ConflictName> conflictName = conflictNameOf(realName);
+    for (const std::string& name : { realName, conflictName ? conflictName->original : realName }) {
+        if (isNumberedBackup(name))
+            throw CommandFailure(kRefused, vault + ": is a numbered backup by its name, and stays; name the vault");
+        if (isUnfinishedFile(name))
+            throw CommandFailure(kRefused, vault + ": is not complete yet by its name, and stays; name the vault");
+    }
 }
 
 std::string listed(const std::vector<std::string>& paths)
@@ -83,15 +95,18 @@ std::string listed(const std::vector<std::string>& paths)
 
 } // namespace
 
-CopyFinder::CopyFinder(PassedOver passedOver, StandsApart standsApart)
+CopyFinder::CopyFinder(PassedOver passedOver, IsNamed isNamed, IsKeptInStep isKeptInStep)
     : passedOver_(std::move(passedOver))
-    , standsApart_(std::move(standsApart))
+    , isNamed_(std::move(isNamed))
+    , isKeptInStep_(std::move(isKeptInStep))
 {
 }
 
 CopiesOfVault CopyFinder::copiesOf(const std::string& vault) const
 {
-    VaultFile self { vault, std::string(readVault(vault).identity), 0, 0, conflictNameOf(nameOf(vault)) };
+    const std::string realPath = pathOfRealFile(vault);
+    VaultFile self { vault, std::string(readVault(vault).identity), 0, 0, conflictNameOf(nameOf(realPath)) };
+    refuseUnlessNameIsOfVault(vault, nameOf(realPath));
     struct stat status { };
     if (::stat(vault.c_str(), &status) == 0) {
         self.device = status.st_dev;
@@ -102,12 +117,12 @@ CopiesOfVault CopyFinder::copiesOf(const std::string& vault) const
             kRefused, vault + ": has no identity yet, by which its copies could be known; merge them by name instead");
 
     CopiesOfVault result { vault, {} };
-    for (const VaultFile& candidate : vaultsIn(folderOfRealFile(vault))) {
-        if (!isCopy(candidate, self))
-            continue;
-        if (self.conflictName && nameOf(candidate.path) == self.conflictName->original)
+    for (const VaultFile& candidate : vaultsIn(folderOf(realPath))) {
+        if (self.conflictName && !candidate.conflictName && candidate.holdsSameVault(self))
             throw CommandFailure(kRefused, vault + ": is a copy of " + candidate.path + " by its name; name that one");
-        result.copies.push_back({ candidate.path, candidate.conflictName ? candidate.conflictName->synchroniser : "" });
+        if (isCopy(candidate, self))
+            result.copies.push_back(
+                { candidate.path, candidate.conflictName ? candidate.conflictName->synchroniser : "" });
     }
     return result;
 }
@@ -199,11 +214,24 @@ void CopyFinder::addGroup(const std::vector<VaultFile>& group, FoundCopies& foun
 
 bool CopyFinder::isCopy(const VaultFile& candidate, const VaultFile& vault) const
 {
-    if (candidate.isSameFile(vault) || candidate.identity != vault.identity)
+    if (!candidate.holdsSameVault(vault))
         return false;
-    if (candidate.conflictName || !standsApart_(vault.path, candidate.path))
-        return true;
-    passedOver_(
-        candidate.path, "stands apart from " + vault.path + ", and is no copy to clear away", /*matters=*/false);
-    return false;
+    std::string why;
+    if (isNamed_(candidate.path))
+        why = "is named too, and is no copy of " + vault.path + " to clear away";
+    else if (isCopyOfOtherNamed(candidate, vault))
+        why = "is a copy of " + candidate.conflictName->original + " by its name, which is named too";
+    else if (!candidate.conflictName && isKeptInStep_(vault.path, candidate.path))
+        why = "stands apart from " + vault.path + ", and is no copy to clear away";
+    if (!why.empty())
+        passedOver_(candidate.path, why, /*matters=*/false);
+    return why.empty();
+}
+
+/// By its name it belongs to another file beside it that the user names as well.
+bool CopyFinder::isCopyOfOtherNamed(const VaultFile& candidate, const VaultFile& vault) const
+{
+    if (!candidate.conflictName || candidate.conflictName->original == nameOf(pathOfRealFile(vault.path)))
+        return false;
+    return isNamed_(joined(folderOf(candidate.path), candidate.conflictName->original));
 }

@@ -32,21 +32,25 @@ struct FoundCopies {
 /// Finds the copies of vaults that file synchronisers leave beside them.
 ///
 /// What makes a copy is the identity inside the file, and its name is a hint. No copies are: links, a further name of
-/// the vault itself, numbered backups, files that are still being written, and files whose name tells nothing and that
-/// stand apart. Only files that begin like a vault are read.
+/// the vault itself, numbered backups, files that are still being written, files that the user names too, and files
+/// whose name tells nothing and that are kept in step. Only files that begin like a vault are read.
 class CopyFinder {
 public:
     /// Hears of what is passed over: a path, and why. It matters for a broken vault with the name of a copy.
     using PassedOver = std::function<void(const std::string& path, const std::string& why, bool matters)>;
 
-    /// True if a file with the same vault is a file of its own: its user names it as such, or keeps both in step.
-    using StandsApart = std::function<bool(const std::string& vault, const std::string& other)>;
+    /// True if the user names this file.
+    using IsNamed = std::function<bool(const std::string& path)>;
 
-    CopyFinder(PassedOver passedOver, StandsApart standsApart);
+    /// True if a file with the same vault is a file of its own, which its user keeps in step with the vault.
+    using IsKeptInStep = std::function<bool(const std::string& vault, const std::string& other)>;
+
+    CopyFinder(PassedOver passedOver, IsNamed isNamed, IsKeptInStep isKeptInStep);
 
     /// The copies in the folder of this vault; of a link, in the folder of the file that it leads to.
-    /// Raises: CommandFailure: kFailed if it can't be read or is no vault, kRefused if it has no identity yet, and if
-    /// its name is that of a copy whose original is there.
+    /// Raises: CommandFailure: kFailed if it can't be read or is no vault, kRefused if it has no identity yet, if its
+    /// name is that of a numbered backup or of a file that is being written, or that of a copy beside a file with the
+    /// same vault that has none.
     CopiesOfVault copiesOf(const std::string& vault) const;
 
     /// The copies of all vaults in a folder, and in those below it if wanted, but for hidden ones and links. Each
@@ -61,7 +65,9 @@ private:
     void addCopiesIn(const std::string& folder, FoundCopies& found) const;
     void addGroup(const std::vector<VaultFile>& group, FoundCopies& found) const;
     bool isCopy(const VaultFile& candidate, const VaultFile& vault) const;
+    bool isCopyOfOtherNamed(const VaultFile& candidate, const VaultFile& vault) const;
 
     PassedOver passedOver_;
-    StandsApart standsApart_;
+    IsNamed isNamed_;
+    IsKeptInStep isKeptInStep_;
 };

@@ -7,7 +7,7 @@ import pty
 import subprocess
 import sys
 
-from vaults import contents, golden_bytes, record, run_tests, tests_of, vault
+from vaults import checked, contents, golden_bytes, record, run_tests, tests_of, vault
 
 BIN, DATA = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
 X, Y, Z = b"x" * 24, b"y" * 24, b"z" * 24
@@ -137,6 +137,13 @@ def test_what_info_tells_programs(scratch):
     assert bad["path"] == {"text": "\ufffd.vlr", "hex": "ff2e766c72"}
     told = scratch.json("info", "a.vlr", "missing", status=3)
     assert "records" not in told["files"][0] and "No such file" in told["files"][1]["error"]
+    told = scratch.run("info", "--json", "--content", "a.vlr", "none.vlr").stdout
+    for name in ("a.vlr", "none.vlr"):
+        (scratch.folder / name).rename(scratch.folder / f"moved {name}")
+        os.utime(scratch.folder / f"moved {name}", (1, 1))
+    assert scratch.run("info", "--json", "--content", "moved a.vlr", "moved none.vlr").stdout == told
+    vault_told, other = checked(told)["files"]
+    assert "records" not in vault_told and other["error"].startswith("is no vault: "), other
 
 
 def test_what_diff_tells_programs(scratch):

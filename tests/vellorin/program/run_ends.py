@@ -120,11 +120,12 @@ def test_locks_stay_while_their_holders_may_live(scratch):
 
 def test_what_is_no_lock_is_never_removed(scratch):
     (scratch.folder / ".config" / "settings").mkdir(parents=True)
+    (scratch.folder / ".w" / "holder").mkdir(parents=True)
     (scratch.folder / ".profile").write_text("x")
     (scratch.folder / "sub").mkdir()
     (scratch.folder / "sub" / "holder").write_text("host: x")
     before = sorted(map(str, scratch.folder.rglob("*")))
-    for name in ("config", "profile", "sub/.", "sub/..", ".", "..", "", "/"):
+    for name in ("config", "w", "profile", "sub/.", "sub/..", ".", "..", "", "/"):
         expected = 0 if name in ("sub/.", ".") else 2  # folders, for which there is nothing to break
         for force in ([], ["--force"]):
             done = scratch.run("unlock", *force, name)

@@ -67,6 +67,10 @@ CASES = [
     ("--allow-removals many.vlr emptied.vlr", 0, WROTE, "12 records are removed from many.vlr", ""),
     ("own.vlr plain.vlr", 0, WROTE, "1 record is removed from own.vlr, which lists it as deleted itself.", ""),
     ("a.vlr damaged.vlr", 2, NOTHING, "", "refused (damage): damaged.vlr: "),
+    ("--dry-run many.vlr emptied.vlr", 0, NOTHING, "are removed from many.vlr",
+     "vellorin: would be refused (removals): many.vlr: would lose 12 of 12 records"),
+    ("--dry-run a.vlr same.vlr damaged.vlr", 0, NOTHING, "goes from", "would be refused (damage): damaged.vlr: "),
+    ("--dry-run --allow-removals many.vlr emptied.vlr", 0, NOTHING, "are removed from many.vlr", ""),
     ("--allow-damage --no-backup a.vlr damaged.vlr", 0, WROTE, "Backups: damaged backup 1.vlr\n", ""),
 ]
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -29,6 +30,7 @@ public:
             [this](const std::string& path, const std::string& why, bool matters) {
                 passedOver += (matters ? "!" : "") + shortened(path + ": " + why) + "\n";
             },
+            [this](const std::string& path) { return named.contains(shortened(path)); },
             [this](const std::string&, const std::string& other) { return shortened(other) == keptInStep; });
     }
 
@@ -71,6 +73,7 @@ public:
     const ScratchFolder folder;
     std::string passedOver;
     std::string keptInStep = "none";
+    std::set<std::string> named;
 };
 
 TEST(CopyFinder, FindsCopiesByIdentityWhateverTheirNames)
@@ -121,6 +124,40 @@ TEST(CopyFinder, RefusesWhatItCantDecide)
     EXPECT_EQ(found.beside("none.vlr").substr(0, 2), "3 ");
     fs::remove(found.path("vault.vlr"));
     EXPECT_EQ(found.beside(kSyncthingName), std::string(kSyncthingName) + " <"); // a copy that is all there is left
+}
+
+TEST(CopyFinder, NoBackupAndNoCopyBesideTheVaultTakesTheVaultsPlace)
+{
+    Found found;
+    found.folder.write("vault.vlr", vaultOf("I"));
+    const std::string refused[] = { "vault backup 1.vlr", ".vault.vlr.0123456789abcdef",
+        "vault backup 1.sync-conflict-20261121-104512-ABCDEF7.vlr", kSyncthingName,
+        "renamed (conflict_on_2026-11-21).vlr" };
+    for (const std::string& name : refused) {
+        found.folder.write(name, vaultOf("I", "V"));
+        fs::create_symlink(name, found.path("link.vlr"));
+        for (const bool othersAreNamed : { false, true }) {
+            found.named = othersAreNamed ? std::set<std::string> { "vault.vlr", name } : std::set<std::string>();
+            EXPECT_EQ(found.beside(name).substr(0, name.size() + 4), "2 " + name + ": ");
+            EXPECT_EQ(found.beside("link.vlr").substr(0, 12), "2 link.vlr: ") << name;
+        }
+        fs::remove(found.path("link.vlr"));
+        fs::remove(found.path(name));
+    }
+}
+
+TEST(CopyFinder, WhatIsNamedTooIsNoCopyWhateverItsName)
+{
+    Found found;
+    found.folder.write("vault.vlr", vaultOf("I"));
+    found.folder.write("other.vlr", vaultOf("I"));
+    found.folder.write(kSyncthingName, vaultOf("I"));
+    found.folder.write("other (conflict_on_2026-11-21).vlr", vaultOf("I"));
+    found.named = { "vault.vlr", "other.vlr" };
+    EXPECT_EQ(found.beside("vault.vlr"), std::string("vault.vlr < [") + kSyncthingName + "|Syncthing]");
+    EXPECT_EQ(found.beside("other.vlr"), "other.vlr < [other (conflict_on_2026-11-21).vlr|Unison]");
+    found.named.insert(kSyncthingName);
+    EXPECT_EQ(found.beside("vault.vlr"), "vault.vlr <");
 }
 
 TEST(CopyFinder, InAFolderEachVaultHasItsCopies)

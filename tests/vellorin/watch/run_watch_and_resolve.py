@@ -135,6 +135,8 @@ def several_copies_and_a_backup(scene):
     assert titles_of(scene.path("vault.vlr")) == ["A", "B"]
     assert scene.names() == ["other.vlr", "vault backup 1.vlr", "vault backup 2.vlr", "vault.vlr"], scene.names()
     assert scene.run("resolve", "vault.vlr").stdout == "vault.vlr: has no copies\n"  # the backups are none
+    undone = scene.run("undo")
+    assert undone.returncode == 0 and "vlr isn't taken back; look for it in the trash\n" in undone.stdout, undone
 
 
 def files_that_are_kept_in_step_are_no_copies(scene):
@@ -148,6 +150,20 @@ def files_that_are_kept_in_step_are_no_copies(scene):
     scene.write("old.vlr", ["A"])
     assert scene.run("resolve", "laptop.vlr", "old.vlr", "nas.vlr").returncode == 0  # named, so wanted
     assert scene.names() == ["laptop.vlr", "nas.vlr", "old.vlr"]
+
+
+def a_folder_named_file_by_file_loses_nothing(scene):
+    """As `resolve FOLDER/*` names them: the backup's name sorts before the vault's."""
+    names = ["vault backup 1.vlr", SYNCTHING, "vault.vlr"]
+    files = {name: scene.write(name, ["A", name]).read_bytes() for name in names}
+    done = scene.run("resolve", *names)
+    assert done.returncode == 2 and "numbered backup" in done.stderr and "name that one" in done.stderr, done
+    assert {name: scene.path(name).read_bytes() for name in scene.names()} == files and scene.trashed() == []
+    assert scene.run("resolve", names[0]).returncode == 2 and scene.trashed() == []
+    scene.write("b.vlr", ["A"])
+    done = scene.run("resolve", "--no-backup", "b.vlr", "vault.vlr", "vault.vlr")  # the copy goes to one, and once
+    assert done.returncode == 0 and scene.trashed() == [SYNCTHING], done
+    assert (titles_of(scene.path("b.vlr")), titles_of(scene.path("vault.vlr"))) == (["A"], ["A", SYNCTHING, "vault.vlr"])
 
 
 def refusals_and_failures_leave_all(scene):
@@ -394,7 +410,8 @@ def unison_merges_by_the_hook(scene):
 
 
 SCENES = [each_synchronisers_copy_is_merged, a_copy_with_nothing_new_just_goes, several_copies_and_a_backup,
-          files_that_are_kept_in_step_are_no_copies, refusals_and_failures_leave_all, names_that_are_no_text,
+          files_that_are_kept_in_step_are_no_copies, a_folder_named_file_by_file_loses_nothing,
+          refusals_and_failures_leave_all, names_that_are_no_text,
           json_of_each_outcome, watch_follows_every_kind_of_change, watch_comes_to_rest_by_itself,
           watch_says_a_trouble_once_and_goes_on, watch_leaves_out_a_broken_file, watch_bounds_what_grows,
           a_signal_in_the_middle_of_a_run, watch_once, the_unit_is_sound, unison_merges_by_the_hook]
