@@ -43,9 +43,9 @@ public:
         std::memcpy(bytes, note_.data(), n);
         return static_cast<ssize_t>(n);
     }
-    int statAt(int, const std::string&, struct stat& status, int) override
+    int statAt(int, const std::string& name, struct stat& status, int) override
     {
-        return describe(S_IFDIR, kFolderMade, status);
+        return name == kLockNote ? describe(S_IFREG, kNoteMade, status) : describe(S_IFDIR, kFolderMade, status);
     }
     int statOf(int, struct stat& status) override { return describe(S_IFREG, kNoteMade, status); }
     int namesIn(int, std::vector<std::string>& names) override
