@@ -75,6 +75,7 @@ SQLITE_GOALS = {100_000: Goal(1.5, at_least=True)}
 SQLITE_GOAL_ELSEWHERE = Goal(1, at_least=True)
 ROUNDS = {1000: 8, 10_000: 3, 1_000_000: 0.6}  # times as many as asked for: what is short is soon disturbed
 KEEPASS_GOALS = {1000: Goal(15, at_least=True), 10_000: Goal(40, at_least=True), 100_000: Goal(200, at_least=True)}
+GOAL_OF_KEEPASS = max(KEEPASS_GOALS)  # the size that takes minutes
 
 
 # --- one size ---------------------------------------------------------------------------------------------------------
@@ -265,8 +266,12 @@ def report(sizes: list[int], orders: list[str], keepass_up_to: int, rounds: int,
                     f"{'the same order in both' if order == 'same' else 'the second in another order'}\n\n"
                     f"{cost_table(before, result)}\n\n{goal_table(before, result)}\n")
                 before = result
+        has_keepass = shutil.which("keepassxc-cli") is not None
         for absent, why in ((not (BIN / "sqlite-merge").exists(), "SQLite is not installed: not compared with"),
-                            (not shutil.which("keepassxc-cli"), "keepassxc-cli is not installed: not compared with")):
+                            (not has_keepass, "keepassxc-cli is not installed: not compared with"),
+                            (has_keepass and keepass_up_to < GOAL_OF_KEEPASS <= max(sizes),
+                             f"keepassxc-cli at {GOAL_OF_KEEPASS:,} records takes minutes and is left out, and its goal "
+                             f"is not judged (--keepass-up-to {GOAL_OF_KEEPASS})")):
             if absent:
                 say(why)
         if left_out:
