@@ -75,11 +75,12 @@ std::string textOfTime(std::time_t time)
     return text;
 }
 
+/// 0 for what is no time, and for a 60th second, which the system would take and which textOfTime never tells.
 std::time_t timeOfText(const std::string& text)
 {
     std::tm utc {};
     const char* const end = ::strptime(text.c_str(), kTimeForm, &utc);
-    return end != nullptr && *end == '\0' ? ::timegm(&utc) : 0;
+    return end != nullptr && *end == '\0' && utc.tm_sec < 60 ? ::timegm(&utc) : 0;
 }
 
 /// The rest of the first line that begins with the key.

@@ -86,6 +86,7 @@ TEST_F(LockHolderTest, ComparesNumberStartAndHost)
         { "this process", noteOfThisProcess(), HolderState::Lives },
         { "without a start", noteWith("started", "x: "), HolderState::Lives },
         { "a start that is none", noteWith("started", "started: today"), HolderState::Lives },
+        { "a start at a 60th second", noteWith("started", "started: 9999-12-31T23:59:60Z"), HolderState::Lives },
         { "another process had its number", noteWith("started", "started: 2001-02-03T04:05:06Z"), HolderState::Gone },
         { "a number that nobody has", noteWith("process", "process: 2147483647"), HolderState::Gone },
         { "another host", noteWith("host", "host: elsewhere"), HolderState::OnAnotherHost },
