@@ -39,7 +39,6 @@ protected:
         return str(password);
     }
 
-
 private:
     const NSBundle before = NSBundle::mainBundle();
     std::unique_ptr<ScratchFolder> folder;

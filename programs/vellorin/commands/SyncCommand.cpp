@@ -31,9 +31,8 @@ public:
                 "locked, merged and written beside the old ones, read back and proved to have lost nothing, "
                 "backed up under numbered names, and replaced together: if the second can't be, the first is "
                 "taken back.",
-                "--dry-run says what would be refused, too, and its exit status doesn't depend on that.",
                 "More than two copies are made equal by as few runs of two as it takes.",
-                "\"vellorin undo\" takes the last run back.",
+                "--dry-run tells of refusals, too. \"vellorin undo\" takes the last run back.",
             },
             {
                 { "vellorin sync ~/vault.vlr /media/stick/vault.vlr", "bring two copies in step" },
