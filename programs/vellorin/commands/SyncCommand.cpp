@@ -84,6 +84,7 @@ private:
         } catch (const CopiesFailure& failure) {
             console.workIsDone();
             document.update(jsonOf(failure.done));
+            document["failure"] = jsonText(failure.what());
             printJson(console, document);
             throw;
         } catch (const GuardRefusal& refusal) {
